@@ -1,0 +1,17 @@
+// The command-line front end: parses the arguments, runs one command, returns its exit status.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace velmora::cli {
+
+// Exit statuses shared by every command.
+enum ExitStatus : int { exitOK = 0, exitFailure = 1, exitUsage = 2 };
+
+// Runs the program with the given arguments (without the program name), writing to the given streams
+// so that tests can drive it in-process.
+int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+
+} // namespace velmora::cli

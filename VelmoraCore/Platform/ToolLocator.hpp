@@ -1,0 +1,31 @@
+// Finds executables that do not live at a fixed system path (brew, npm, go, conda …).
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora {
+
+struct ToolLocator {
+    std::vector<std::filesystem::path> searchPaths;
+    // The file-system test; replaceable so that tests need no real tools.
+    std::function<bool(const std::filesystem::path&)> fileExists;
+
+    // The default search path for a home folder: Homebrew first (Apple silicon before Intel), then the
+    // system folders, then the per-tool folders. `includeLocalBin` adds ~/.local/bin (the Linux layout).
+    static std::vector<std::filesystem::path> defaultSearchPaths(const std::filesystem::path& home,
+                                                                 bool includeLocalBin = false);
+    static ToolLocator live(const std::filesystem::path& home, bool includeLocalBin = false);
+
+    // The first folder/name for which `fileExists` holds.
+    std::optional<std::filesystem::path> locate(std::string_view name) const;
+
+    // The search path as one "PATH" text for the children of located tools, folders joined by ":".
+    std::string pathVariable() const;
+};
+
+} // namespace velmora
