@@ -1,0 +1,88 @@
+#include "Findings/AppTab.hpp"
+#include "Findings/Category.hpp"
+#include "Findings/FindingID.hpp"
+#include "Findings/FindingItem.hpp"
+#include "Findings/Risk.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <unordered_set>
+
+using namespace velmora;
+
+TEST(Category, ScannerIdentifierPrefixesUseShortFamilyNames) {
+    EXPECT_EQ(categoryForScannerID("xcode.derivedData"), Category::xcode);
+    EXPECT_EQ(categoryForScannerID("sim.runtimes"), Category::simulators);
+    EXPECT_EQ(categoryForScannerID("simulators.caches"), Category::simulators);
+    EXPECT_EQ(categoryForScannerID("ai.huggingFace"), Category::aiLeftovers);
+    EXPECT_EQ(categoryForScannerID("personal.mailDownloads"), Category::personalData);
+    EXPECT_EQ(categoryForScannerID("brew.casks"), Category::homebrew);
+    EXPECT_EQ(categoryForScannerID("sysdata.x"), Category::systemData);
+    EXPECT_EQ(categoryForScannerID("systemdata"), Category::systemData);
+    EXPECT_EQ(categoryForScannerID("services.orphaned"), Category::services);
+    // Only the first dot splits; the raw value "systemData" is not a prefix, nor is a long form.
+    EXPECT_EQ(categoryForScannerID("languages.a.b"), Category::languages);
+    EXPECT_EQ(categoryForScannerID("systemData.x"), std::nullopt);
+    EXPECT_EQ(categoryForScannerID("aiLeftovers.x"), std::nullopt);
+    EXPECT_EQ(categoryForScannerID(""), std::nullopt);
+    EXPECT_EQ(categoryForScannerID("unknown.thing"), std::nullopt);
+}
+
+TEST(Category, RawValuesTitlesAndTabsRoundTrip) {
+    for (Category c : allCategories)
+        EXPECT_EQ(categoryFromRawValue(rawValue(c)), c);
+    EXPECT_EQ(categoryFromRawValue("System"), std::nullopt);
+    EXPECT_EQ(title(Category::languages), "Sprachen & Paketmanager");
+    EXPECT_EQ(tab(Category::toolchains), AppTab::developer);
+    EXPECT_EQ(tab(Category::apps), AppTab::storage);
+    EXPECT_EQ(tab(Category::services), AppTab::services);
+    for (AppTab t : allAppTabs)
+        EXPECT_EQ(appTabFromRawValue(rawValue(t)), t);
+    EXPECT_EQ(appTabFromRawValue("Storage"), std::nullopt);
+    EXPECT_EQ(riskFromRawValue("hintOnly"), Risk::hintOnly);
+    EXPECT_EQ(label(Risk::review), "Prüfen");
+}
+
+TEST(FindingID, EqualityIsCaseSensitiveAndTextFormRoundTrips) {
+    const FindingID a{"apps.leftovers", "com.Example"};
+    const FindingID b{"apps.leftovers", "com.example"};
+    EXPECT_NE(a, b);
+    std::unordered_set<FindingID> set{a, b, a};
+    EXPECT_EQ(set.size(), 2u);
+
+    EXPECT_EQ((FindingID{"xcode.derivedData", ""}.text()), "xcode.derivedData");
+    const FindingID withPath{"ai.huggingFace", "/Users/anna/.cache/huggingface/hub/models--a--b"};
+    EXPECT_EQ(withPath.text(), "ai.huggingFace//Users/anna/.cache/huggingface/hub/models--a--b");
+    EXPECT_EQ(FindingID::fromText(withPath.text()), withPath);
+    EXPECT_EQ(FindingID::fromText("xcode.derivedData"), (FindingID{"xcode.derivedData", ""}));
+    EXPECT_EQ(FindingID::fromText(""), std::nullopt);
+    EXPECT_EQ(FindingID::fromText("/key"), std::nullopt);
+
+    EXPECT_EQ(nlohmann::json(a).dump(), R"({"key":"com.Example","scannerID":"apps.leftovers"})");
+    EXPECT_EQ(nlohmann::json(a).get<FindingID>(), a);
+    EXPECT_THROW((void)nlohmann::json::parse(R"({"key":"x"})").get<FindingID>(), nlohmann::json::exception);
+}
+
+TEST(FindingItem, JsonLeavesOutAbsentFieldsAndRoundTrips) {
+    FindingItem bare{"id1", std::nullopt, "Name", std::nullopt, std::nullopt, std::nullopt, std::nullopt,
+                     std::nullopt};
+    EXPECT_EQ(nlohmann::json(bare).dump(), R"({"id":"id1","name":"Name"})");
+
+    FindingItem full = bare;
+    full.url = "/Users/anna/Library/Caches/x y";
+    full.size = 4096;
+    full.date = std::chrono::sys_days{std::chrono::year{2026} / 11 / 22} + std::chrono::hours{13};
+    full.detail = "Detail";
+    full.blockingApp = AppRef{"com.apple.dt.Xcode", std::nullopt, "Xcode"};
+    const auto j = nlohmann::json(full);
+    EXPECT_EQ(j["url"], "/Users/anna/Library/Caches/x y");
+    EXPECT_EQ(j["date"], "2026-11-22T13:00:00Z");
+    EXPECT_EQ(j["blockingApp"].dump(), R"({"bundleID":"com.apple.dt.Xcode","displayName":"Xcode"})");
+    EXPECT_EQ(j.get<FindingItem>(), full);
+    EXPECT_NE(std::hash<FindingItem>{}(full), std::hash<FindingItem>{}(bare));
+
+    auto badDate = j;
+    badDate["date"] = "yesterday";
+    EXPECT_ANY_THROW((void)badDate.get<FindingItem>());
+}

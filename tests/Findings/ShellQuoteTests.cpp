@@ -1,0 +1,72 @@
+#include "Findings/ShellQuote.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+#include <string>
+#include <sys/wait.h>
+
+using namespace velmora;
+
+TEST(ShellQuote, SafeTextStaysAndEverythingElseIsSingleQuoted) {
+    EXPECT_EQ(ShellQuote::quote(""), "''");
+    EXPECT_EQ(ShellQuote::quote("a-b_c.d/e:f@g%h+i=j,k"), "a-b_c.d/e:f@g%h+i=j,k");
+    EXPECT_EQ(ShellQuote::quote("~/x"), "'~/x'");
+    EXPECT_EQ(ShellQuote::quote("Application Support"), "'Application Support'");
+    EXPECT_EQ(ShellQuote::quote("it's"), "'it'\\''s'");
+    EXPECT_EQ(ShellQuote::quote("Größe"), "'Größe'");
+    EXPECT_EQ(ShellQuote::quote("$HOME"), "'$HOME'");
+}
+
+namespace {
+
+// Runs the quoted text through a real /bin/sh and returns what printf printed.
+std::string echoedByShell(const std::string& quoted) {
+    std::string script = "printf %s " + quoted;
+    // The script itself goes to sh as one argument; popen would add a shell of its own, so quote
+    // it once more for that outer shell with the same rule.
+    const std::string command = "/bin/sh -c " + ShellQuote::quote(script);
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (!pipe)
+        return "<popen failed>";
+    std::string out;
+    char buffer[4096];
+    std::size_t n = 0;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+        out.append(buffer, n);
+    const int status = ::pclose(pipe);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return "<sh failed>";
+    return out;
+}
+
+} // namespace
+
+TEST(ShellQuote, RealShellPrintsEveryGeneratedTextBackExactly) {
+    const std::vector<std::string> alphabet{
+        "a", "Z", "0", " ", "  ", "\t", "\n", "'", "''", "\"", "$", "$(id)", "`id`", "\\", "\\n", "~", "*",
+        "?", "[a]", "{a,b}", "&", ";", "|", "<", ">", "#", "!", "%", "=", "-", "--", "ä", "ß", "€", "🙂",
+        "\xC3\xA9", "é", "/", ".", ":", "@", "+", ",", "(", ")", "^", "\r"};
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
+    std::uniform_int_distribution<int> length(0, 12);
+    std::vector<std::string> texts{"", "-n", "-e", "--", "%s", "'", "it's", "a b"};
+    while (texts.size() < 3000) {
+        std::string text;
+        for (int i = length(random); i > 0; --i)
+            text += alphabet[pick(random)];
+        texts.push_back(text);
+    }
+    // Many texts per shell call keep this fast: each is printed between separators.
+    constexpr std::size_t batch = 200;
+    for (std::size_t start = 0; start < texts.size(); start += batch) {
+        std::string quotedList, expected;
+        for (std::size_t i = start; i < std::min(texts.size(), start + batch); ++i) {
+            quotedList += " " + ShellQuote::quote("<" + texts[i] + ">");
+            expected += "<" + texts[i] + ">";
+        }
+        // printf %s with many arguments prints them one after another.
+        EXPECT_EQ(echoedByShell(quotedList.substr(1)), expected) << "batch starting at " << start;
+    }
+}
