@@ -19,10 +19,10 @@ constexpr int unitCount = 6; // Byte, kB, MB, GB, TB, PB
 
 // The largest count that still shows in each unit once rounded (half-even): one more byte would round
 // up to 1000 (or 1024) of that unit and so belongs to the next one.
-constexpr std::array<std::int64_t, unitCount - 1> decimalLimits{
-    999, 999'499, 999'949'999, 999'994'999'999, 999'994'999'999'999};
-constexpr std::array<std::int64_t, unitCount - 1> binaryLimits{
-    1'023, 1'048'063, 1'073'689'395, 1'099'506'259'066, 1'125'894'409'284'485};
+constexpr std::array<std::int64_t, unitCount - 1> decimalLimits{999, 999'499, 999'949'999, 999'994'999'999,
+                                                                999'994'999'999'999};
+constexpr std::array<std::int64_t, unitCount - 1> binaryLimits{1'023, 1'048'063, 1'073'689'395,
+                                                               1'099'506'259'066, 1'125'894'409'284'485};
 
 constexpr std::array<const char16_t*, unitCount> skeletons{
     u"measure-unit/digital-byte unit-width-full-name precision-integer",
@@ -46,7 +46,8 @@ const Formatters& formatters() {
             UErrorCode status = U_ZERO_ERROR;
             UParseError parseError{};
             auto unlocalized = icu::number::NumberFormatter::forSkeleton(skeletons[i], parseError, status);
-            built.units[i] = std::make_unique<icu::number::LocalizedNumberFormatter>(unlocalized.locale(locale));
+            built.units[i] =
+                std::make_unique<icu::number::LocalizedNumberFormatter>(unlocalized.locale(locale));
         }
         // Zero is spelled out by the locale ("null"), capitalised as the first word of the text.
         UErrorCode status = U_ZERO_ERROR;
@@ -92,8 +93,12 @@ std::string format(std::int64_t bytes, const std::array<std::int64_t, unitCount 
 
 } // namespace
 
-std::string fileSize(std::int64_t bytes) { return format(bytes, decimalLimits, 1000.0); }
+std::string fileSize(std::int64_t bytes) {
+    return format(bytes, decimalLimits, 1000.0);
+}
 
-std::string memory(std::int64_t bytes) { return format(bytes, binaryLimits, 1024.0); }
+std::string memory(std::int64_t bytes) {
+    return format(bytes, binaryLimits, 1024.0);
+}
 
 } // namespace velmora::ByteFormat

@@ -6,7 +6,9 @@
 
 namespace velmora {
 
-std::string FindingID::text() const { return key.empty() ? scannerID : scannerID + "/" + key; }
+std::string FindingID::text() const {
+    return key.empty() ? scannerID : scannerID + "/" + key;
+}
 
 std::optional<FindingID> FindingID::fromText(std::string_view text) {
     const auto slash = text.find('/');
@@ -22,7 +24,9 @@ std::optional<FindingID> FindingID::fromText(std::string_view text) {
     return id;
 }
 
-void to_json(nlohmann::json& j, const FindingID& id) { j = {{"scannerID", id.scannerID}, {"key", id.key}}; }
+void to_json(nlohmann::json& j, const FindingID& id) {
+    j = {{"scannerID", id.scannerID}, {"key", id.key}};
+}
 
 void from_json(const nlohmann::json& j, FindingID& id) {
     j.at("scannerID").get_to(id.scannerID);

@@ -11,7 +11,8 @@ void to_json(nlohmann::json& j, const HintAction& action) {
     if (const auto* open = std::get_if<HintAction::OpenURL>(&action.value))
         j = {{"openURL", {{"_0", open->url}}}};
     else
-        j = {{"revealInFinder", {{"_0", fileURLText(std::get<HintAction::RevealInFinder>(action.value).path)}}}};
+        j = {{"revealInFinder",
+              {{"_0", fileURLText(std::get<HintAction::RevealInFinder>(action.value).path)}}}};
 }
 
 void from_json(const nlohmann::json& j, HintAction& action) {

@@ -10,20 +10,28 @@ static_assert(std::variant_size_v<decltype(RemovalMethod::value)> == 5);
 
 std::optional<std::string> RemovalMethod::rowText() const {
     switch (kind()) {
-    case RemovalKind::tool: return std::get<Tool>(value).command.commandLine();
-    case RemovalKind::trash: return "In den Papierkorb";
-    case RemovalKind::delete_: return "Wird direkt gelöscht – nicht im Papierkorb";
-    case RemovalKind::admin: return "Braucht dein Admin-Passwort (eine Abfrage)";
-    case RemovalKind::hint: return std::nullopt;
+    case RemovalKind::tool:
+        return std::get<Tool>(value).command.commandLine();
+    case RemovalKind::trash:
+        return "In den Papierkorb";
+    case RemovalKind::delete_:
+        return "Wird direkt gelöscht – nicht im Papierkorb";
+    case RemovalKind::admin:
+        return "Braucht dein Admin-Passwort (eine Abfrage)";
+    case RemovalKind::hint:
+        return std::nullopt;
     }
     return std::nullopt;
 }
 
 std::optional<std::string_view> RemovalMethod::rowSymbol() const {
     switch (kind()) {
-    case RemovalKind::tool: return "wrench.and.screwdriver";
-    case RemovalKind::delete_: return "exclamationmark.octagon";
-    default: return std::nullopt;
+    case RemovalKind::tool:
+        return "wrench.and.screwdriver";
+    case RemovalKind::delete_:
+        return "exclamationmark.octagon";
+    default:
+        return std::nullopt;
     }
 }
 
@@ -44,8 +52,12 @@ void from_json(const nlohmann::json& j, Fallback& fallback) {
 void to_json(nlohmann::json& j, const RemovalMethod& method) {
     const auto empty = nlohmann::json::object();
     switch (method.kind()) {
-    case RemovalKind::trash: j = {{"trash", empty}}; break;
-    case RemovalKind::delete_: j = {{"delete", empty}}; break;
+    case RemovalKind::trash:
+        j = {{"trash", empty}};
+        break;
+    case RemovalKind::delete_:
+        j = {{"delete", empty}};
+        break;
     case RemovalKind::tool: {
         const auto& tool = std::get<RemovalMethod::Tool>(method.value);
         nlohmann::json payload = {{"_0", tool.command}};
@@ -57,7 +69,9 @@ void to_json(nlohmann::json& j, const RemovalMethod& method) {
     case RemovalKind::admin:
         j = {{"admin", {{"_0", std::get<RemovalMethod::Admin>(method.value).steps}}}};
         break;
-    case RemovalKind::hint: j = {{"hint", {{"_0", std::get<RemovalMethod::Hint>(method.value).action}}}}; break;
+    case RemovalKind::hint:
+        j = {{"hint", {{"_0", std::get<RemovalMethod::Hint>(method.value).action}}}};
+        break;
     }
 }
 

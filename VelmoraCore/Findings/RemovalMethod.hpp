@@ -19,7 +19,9 @@ namespace velmora {
 // The file-level method that stands behind a tool method. `delete_` carries the raw value "delete".
 enum class Fallback { delete_, trash };
 
-constexpr std::string_view rawValue(Fallback f) { return f == Fallback::delete_ ? "delete" : "trash"; }
+constexpr std::string_view rawValue(Fallback f) {
+    return f == Fallback::delete_ ? "delete" : "trash";
+}
 
 enum class RemovalKind { trash, delete_, tool, admin, hint };
 

@@ -13,18 +13,24 @@ inline constexpr std::array<Risk, 3> allRisks{Risk::safe, Risk::review, Risk::hi
 
 constexpr std::string_view rawValue(Risk r) {
     switch (r) {
-    case Risk::safe: return "safe";
-    case Risk::review: return "review";
-    case Risk::hintOnly: return "hintOnly";
+    case Risk::safe:
+        return "safe";
+    case Risk::review:
+        return "review";
+    case Risk::hintOnly:
+        return "hintOnly";
     }
     return {};
 }
 
 constexpr std::string_view label(Risk r) {
     switch (r) {
-    case Risk::safe: return "Sicher";
-    case Risk::review: return "Prüfen";
-    case Risk::hintOnly: return "Nur Hinweis";
+    case Risk::safe:
+        return "Sicher";
+    case Risk::review:
+        return "Prüfen";
+    case Risk::hintOnly:
+        return "Nur Hinweis";
     }
     return {};
 }

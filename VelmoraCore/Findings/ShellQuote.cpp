@@ -10,8 +10,8 @@ const std::array<bool, 256>& safeSet() {
     // Built once on first use; every byte of a non-ASCII character is outside it, so such text is quoted.
     static const std::array<bool, 256> set = [] {
         std::array<bool, 256> s{};
-        for (unsigned char c : std::string_view(
-                 "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+=,-"))
+        for (unsigned char c :
+             std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+=,-"))
             s[c] = true;
         return s;
     }();

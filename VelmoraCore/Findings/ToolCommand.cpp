@@ -32,15 +32,18 @@ std::chrono::nanoseconds decodeDuration(const nlohmann::json& j) {
         throw JsonDecodingError("Expected a duration as an array of two integers.");
     const auto high = j[0].get<std::int64_t>();
     const auto low = j[1].get<std::uint64_t>();
-    const __int128 atto = static_cast<__int128>(static_cast<unsigned __int128>(static_cast<__int128>(high)) << 64) |
-                          static_cast<__int128>(low);
+    const __int128 atto =
+        static_cast<__int128>(static_cast<unsigned __int128>(static_cast<__int128>(high)) << 64) |
+        static_cast<__int128>(low);
     return std::chrono::nanoseconds(static_cast<std::int64_t>(atto / attosecondsPerNanosecond));
 }
 
 } // namespace
 
 void to_json(nlohmann::json& j, const ToolCommand& command) {
-    j = {{"tool", command.tool}, {"arguments", command.arguments}, {"timeout", encodeDuration(command.timeout)}};
+    j = {{"tool", command.tool},
+         {"arguments", command.arguments},
+         {"timeout", encodeDuration(command.timeout)}};
 }
 
 void from_json(const nlohmann::json& j, ToolCommand& command) {

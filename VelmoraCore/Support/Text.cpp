@@ -44,7 +44,8 @@ std::string repairUTF8(std::string_view bytes) {
 }
 
 std::string lowercased(std::string_view utf8) {
-    auto text = icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
+    auto text =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
     text.toLower(icu::Locale::getRoot());
     std::string out;
     text.toUTF8String(out);

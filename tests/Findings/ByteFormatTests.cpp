@@ -44,7 +44,8 @@ TEST(ByteFormat, UnitChangesExactlyWhereRoundingWouldReachTheNextUnit) {
 
 TEST(ByteFormat, NegativeCountsKeepTheirSignAndTextHasOnlyPlainSpaces) {
     EXPECT_EQ(ByteFormat::fileSize(-1'500'000), "-1,5 MB");
-    for (std::int64_t bytes : {std::int64_t{0}, std::int64_t{1}, std::int64_t{123'456'789}, INT64_MAX, INT64_MIN}) {
+    for (std::int64_t bytes :
+         {std::int64_t{0}, std::int64_t{1}, std::int64_t{123'456'789}, INT64_MAX, INT64_MIN}) {
         const auto text = ByteFormat::fileSize(bytes);
         EXPECT_EQ(text.find("\xC2\xA0"), std::string::npos) << text;
         EXPECT_EQ(text.find("\xE2\x80\xAF"), std::string::npos) << text;

@@ -65,8 +65,8 @@ TEST(FindingID, EqualityIsCaseSensitiveAndTextFormRoundTrips) {
 }
 
 TEST(FindingItem, JsonLeavesOutAbsentFieldsAndRoundTrips) {
-    FindingItem bare{"id1", std::nullopt, "Name", std::nullopt, std::nullopt, std::nullopt, std::nullopt,
-                     std::nullopt};
+    FindingItem bare{"id1",        std::nullopt, "Name",       std::nullopt,
+                     std::nullopt, std::nullopt, std::nullopt, std::nullopt};
     EXPECT_EQ(nlohmann::json(bare).dump(), R"({"id":"id1","name":"Name"})");
 
     FindingItem full = bare;

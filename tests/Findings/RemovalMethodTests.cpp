@@ -9,7 +9,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-RemovalMethod decode(const char* text) { return nlohmann::json::parse(text).get<RemovalMethod>(); }
+RemovalMethod decode(const char* text) {
+    return nlohmann::json::parse(text).get<RemovalMethod>();
+}
 
 std::string decodeError(const char* text) {
     try {
@@ -28,7 +30,8 @@ TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEach) {
     EXPECT_EQ(decode(R"({"delete":{}})"), RemovalMethod::deleteDirectly());
 
     const auto hint = RemovalMethod::hint(HintAction{HintAction::RevealInFinder{"/Users/anna/a b"}});
-    EXPECT_EQ(nlohmann::json(hint).dump(), R"({"hint":{"_0":{"revealInFinder":{"_0":"file:///Users/anna/a%20b"}}}})");
+    EXPECT_EQ(nlohmann::json(hint).dump(),
+              R"({"hint":{"_0":{"revealInFinder":{"_0":"file:///Users/anna/a%20b"}}}})");
     EXPECT_EQ(nlohmann::json(hint).get<RemovalMethod>(), hint);
     const auto open = RemovalMethod::hint(HintAction{HintAction::OpenURL{"https://example.org/x?y=1"}});
     EXPECT_EQ(nlohmann::json(open).get<RemovalMethod>(), open);
@@ -61,7 +64,8 @@ TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
 }
 
 TEST(RemovalMethod, AdminStepsDefaultTheirFlagAndItemWhenMissing) {
-    const auto m = decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
+    const auto m =
+        decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
     const auto& steps = std::get<RemovalMethod::Admin>(m.value).steps;
     ASSERT_EQ(steps.size(), 1u);
     EXPECT_FALSE(steps[0].runsIfPreviousSucceeded);
@@ -92,7 +96,9 @@ TEST(AdminStep, ServiceStopIsExactlyLaunchctlBootout) {
 
 namespace {
 
-FindingItem item(const std::string& id) { return FindingItem{id, {}, id, {}, {}, {}, {}, {}}; }
+FindingItem item(const std::string& id) {
+    return FindingItem{id, {}, id, {}, {}, {}, {}, {}};
+}
 AdminStep step(const std::string& arg, std::optional<std::string> itemID = {}) {
     return AdminStep{"/bin/rm", {arg}, std::move(itemID), false};
 }

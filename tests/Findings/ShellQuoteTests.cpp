@@ -45,9 +45,10 @@ std::string echoedByShell(const std::string& quoted) {
 
 TEST(ShellQuote, RealShellPrintsEveryGeneratedTextBackExactly) {
     const std::vector<std::string> alphabet{
-        "a", "Z", "0", " ", "  ", "\t", "\n", "'", "''", "\"", "$", "$(id)", "`id`", "\\", "\\n", "~", "*",
-        "?", "[a]", "{a,b}", "&", ";", "|", "<", ">", "#", "!", "%", "=", "-", "--", "ä", "ß", "€", "🙂",
-        "\xC3\xA9", "é", "/", ".", ":", "@", "+", ",", "(", ")", "^", "\r"};
+        "a",    "Z",  "0",   " ", "  ", "\t", "\n",  "'",     "''", "\"", "$",    "$(id)",
+        "`id`", "\\", "\\n", "~", "*",  "?",  "[a]", "{a,b}", "&",  ";",  "|",    "<",
+        ">",    "#",  "!",   "%", "=",  "-",  "--",  "ä",     "ß",  "€",  "🙂", "\xC3\xA9",
+        "é",    "/",  ".",   ":", "@",  "+",  ",",   "(",     ")",  "^",  "\r"};
     std::mt19937 random(20261122);
     std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
     std::uniform_int_distribution<int> length(0, 12);

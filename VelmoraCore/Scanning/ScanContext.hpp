@@ -1,0 +1,41 @@
+// Everything a scanner may use during one scan. Services are shared pointers because a scanner that
+// timed out is abandoned, not waited for, and keeps what it uses alive until it returns.
+#pragma once
+
+#include "Platform/CommandRunner.hpp"
+#include "Platform/PlatformLayout.hpp"
+#include "Platform/RunningAppsSource.hpp"
+#include "Platform/SizeMeasurer.hpp"
+#include "Platform/ToolLocator.hpp"
+#include "Scanning/PathClaims.hpp"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+
+namespace velmora {
+
+struct ScanContext {
+    // home, userCacheDir and userTempDir are paths on the real file system, i.e. already below
+    // rootPrefix; rootPrefix stands for "/" when a rule names an absolute system path.
+    std::filesystem::path home;
+    std::filesystem::path userCacheDir;
+    std::filesystem::path userTempDir;
+    std::filesystem::path rootPrefix = "/";
+    std::shared_ptr<CommandRunner> runner;
+    std::shared_ptr<const ToolLocator> tools;
+    std::shared_ptr<const SizeMeasurer> sizer;
+    std::shared_ptr<const RunningAppsSource> runningApps;
+    std::shared_ptr<PathClaims> claims = std::make_shared<PathClaims>();
+    std::chrono::system_clock::time_point now = std::chrono::system_clock::now();
+    bool hasFullDiskAccess = true;
+    bool includeSlowChecks = false;
+    PlatformLayout layout = hostLayout();
+
+    // An absolute system path ("/Library/Developer") as it lies below the root prefix.
+    std::filesystem::path underRoot(const std::filesystem::path& absolute) const {
+        return rootPrefix / absolute.relative_path();
+    }
+};
+
+} // namespace velmora
