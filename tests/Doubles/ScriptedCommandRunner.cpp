@@ -1,0 +1,116 @@
+#include "Doubles/ScriptedCommandRunner.hpp"
+
+#include "Findings/ShellQuote.hpp"
+
+#include <algorithm>
+
+namespace velmora::test {
+
+std::string ScriptedCommandRunner::Call::commandLine() const {
+    std::string line = ShellQuote::quote(executable.string());
+    for (const auto& argument : arguments)
+        line += " " + ShellQuote::quote(argument);
+    return line;
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::returns(std::int32_t exitCode,
+                                                                                std::string standardOutput,
+                                                                                std::string standardError) {
+    outcome_ = CommandResult{exitCode, std::move(standardOutput), std::move(standardError)};
+    return *this;
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::fails(CommandError::Kind kind,
+                                                                              std::string message) {
+    outcome_ = std::unexpected(CommandError{kind, std::move(message)});
+    return *this;
+}
+
+ScriptedCommandRunner::Expectation&
+ScriptedCommandRunner::Expectation::after(std::chrono::nanoseconds delay) {
+    delay_ = delay;
+    return *this;
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::hangs() {
+    hangs_ = true;
+    return *this;
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::times(int count) {
+    limit_ = count;
+    return *this;
+}
+
+bool ScriptedCommandRunner::Expectation::matches(const std::filesystem::path& executable,
+                                                 const std::vector<std::string>& arguments) const {
+    if (limit_ && used_ >= *limit_)
+        return false;
+    return executable == executable_ && (!arguments_ || *arguments_ == arguments);
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::expect(const std::filesystem::path& executable) {
+    std::lock_guard lock(mutex_);
+    return expectations_.emplace_back(Expectation(executable, std::nullopt));
+}
+
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::expect(const std::filesystem::path& executable,
+                                                                  std::vector<std::string> arguments) {
+    std::lock_guard lock(mutex_);
+    return expectations_.emplace_back(Expectation(executable, std::move(arguments)));
+}
+
+void ScriptedCommandRunner::unscripted(Outcome outcome) {
+    std::lock_guard lock(mutex_);
+    unscripted_ = std::move(outcome);
+}
+
+std::vector<ScriptedCommandRunner::Call> ScriptedCommandRunner::calls() const {
+    std::lock_guard lock(mutex_);
+    return calls_;
+}
+
+std::vector<std::string> ScriptedCommandRunner::commandLines() const {
+    std::vector<std::string> lines;
+    for (const auto& call : calls())
+        lines.push_back(call.commandLine());
+    return lines;
+}
+
+std::expected<CommandResult, CommandError>
+ScriptedCommandRunner::run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+                           std::chrono::nanoseconds timeout, std::stop_token stop) {
+    using namespace std::chrono_literals;
+    std::unique_lock lock(mutex_);
+    calls_.push_back(Call{executable, arguments, timeout});
+    if (stop.stop_requested())
+        return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
+
+    auto found = std::ranges::find_if(expectations_,
+                                      [&](const Expectation& e) { return e.matches(executable, arguments); });
+    if (found == expectations_.end()) {
+        if (unscripted_)
+            return *unscripted_;
+        return std::unexpected(
+            CommandError{CommandError::Kind::launchFailed, "unscripted: " + calls_.back().commandLine()});
+    }
+    ++found->used_;
+    const Outcome outcome = found->outcome_;
+    if (!found->hangs_ && !found->delay_)
+        return outcome;
+
+    // Waiting far beyond any test's life is the same as never answering, and keeps the clock
+    // arithmetic from overflowing.
+    const auto limit = std::min<std::chrono::nanoseconds>(timeout, 24h);
+    const auto delay = found->hangs_ ? limit : std::min<std::chrono::nanoseconds>(*found->delay_, 24h);
+    const auto wait = std::min(delay, limit);
+    // Releases the lock while waiting, so other calls go on.
+    neverNotified_.wait_for(lock, stop, std::max(wait, 0ns), [] { return false; });
+    if (stop.stop_requested())
+        return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
+    if (delay >= limit)
+        return std::unexpected(CommandError{CommandError::Kind::timeout, {}});
+    return outcome;
+}
+
+} // namespace velmora::test

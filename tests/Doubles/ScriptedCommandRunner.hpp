@@ -1,0 +1,91 @@
+// A command runner for tests: answers from a script instead of starting processes and records every
+// call, so that scanners and removers can be driven with tool output we wrote ourselves.
+#pragma once
+
+#include "Platform/CommandRunner.hpp"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+
+namespace velmora::test {
+
+// Usage:
+//   ScriptedCommandRunner runner;
+//   runner.expect("/usr/bin/brew", {"list", "--cask"}).returns(0, "firefox\n");
+//   runner.expect("/usr/bin/brew").returns(1, "", "Error: …");   // any arguments
+//   runner.expect("/usr/bin/tmutil").hangs();                   // ends by time limit or stop token
+//
+// A call is answered by the first expectation, in the order they were declared, that matches its
+// executable (and its arguments, where given) and is not used up (see `times`). Calls nobody expected
+// fail with `launchFailed` and a message naming the command line; `unscripted` changes that.
+// Script the runner before sharing it; `run` itself may be called from many threads.
+class ScriptedCommandRunner final : public CommandRunner {
+public:
+    using Outcome = std::expected<CommandResult, CommandError>;
+
+    struct Call {
+        std::filesystem::path executable;
+        std::vector<std::string> arguments;
+        std::chrono::nanoseconds timeout{};
+
+        // The call as one shell-quoted line, e.g. "/usr/bin/brew list --cask", for readable assertions.
+        std::string commandLine() const;
+        bool operator==(const Call&) const = default;
+    };
+
+    class Expectation {
+    public:
+        Expectation& returns(std::int32_t exitCode, std::string standardOutput = {},
+                             std::string standardError = {});
+        Expectation& fails(CommandError::Kind kind, std::string message = {});
+        // Answers only after `delay`; a caller's time limit or stop token ends the wait first, with
+        // `timeout` or `cancelled`, as the live runner would.
+        Expectation& after(std::chrono::nanoseconds delay);
+        // Never answers: only the time limit or the stop token ends the call.
+        Expectation& hangs();
+        // Answers at most `count` calls; later calls go on to the next matching expectation.
+        Expectation& times(int count);
+        Expectation& once() { return times(1); }
+
+    private:
+        friend class ScriptedCommandRunner;
+        Expectation(std::filesystem::path executable, std::optional<std::vector<std::string>> arguments)
+            : executable_(std::move(executable)), arguments_(std::move(arguments)) {}
+        bool matches(const std::filesystem::path& executable,
+                     const std::vector<std::string>& arguments) const;
+
+        std::filesystem::path executable_;
+        std::optional<std::vector<std::string>> arguments_;
+        Outcome outcome_ = CommandResult{};
+        std::optional<std::chrono::nanoseconds> delay_;
+        bool hangs_ = false;
+        std::optional<int> limit_;
+        int used_ = 0;
+    };
+
+    // Matches every call of `executable`, whatever its arguments.
+    Expectation& expect(const std::filesystem::path& executable);
+    // Matches calls of `executable` with exactly these arguments.
+    Expectation& expect(const std::filesystem::path& executable, std::vector<std::string> arguments);
+    // The answer for calls no expectation matches.
+    void unscripted(Outcome outcome);
+
+    std::vector<Call> calls() const;
+    std::vector<std::string> commandLines() const;
+
+    std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
+                                                   const std::vector<std::string>& arguments,
+                                                   std::chrono::nanoseconds timeout,
+                                                   std::stop_token stop = {}) override;
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable_any neverNotified_; // waits of `after`/`hangs` end by time or stop token only
+    std::deque<Expectation> expectations_;      // a deque keeps the references `expect` hands out valid
+    std::optional<Outcome> unscripted_;
+    std::vector<Call> calls_;
+};
+
+} // namespace velmora::test

@@ -1,0 +1,343 @@
+#include "Platform/ProcessCommandRunner.hpp"
+
+#include "Support/Log.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include <sys/stat.h>
+
+using namespace velmora;
+using namespace std::chrono_literals;
+
+namespace {
+
+const std::filesystem::path sh = "/bin/sh";
+
+std::vector<std::string> script(std::string text) {
+    return {"-c", std::move(text)};
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+ProcessCommandRunner::Options shortGrace(std::chrono::milliseconds grace = 200ms) {
+    ProcessCommandRunner::Options options;
+    options.terminationGrace = grace;
+    return options;
+}
+
+// Captures log entries, which also keeps the tests out of the machine's log.
+struct LogCapture {
+    struct Entry {
+        Log::Level level;
+        std::string category;
+        std::string message;
+    };
+    std::mutex mutex;
+    std::vector<Entry> entries;
+    Log::ScopedSink sink{[this](Log::Level level, std::string_view category, std::string_view message) {
+        std::lock_guard lock(mutex);
+        entries.push_back({level, std::string(category), std::string(message)});
+    }};
+};
+
+// Children of this process that still exist, zombies included.
+std::vector<std::string> childrenOfThisProcess() {
+    std::vector<std::string> children;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(task.path() / "children");
+        std::string pid;
+        while (file >> pid)
+            children.push_back(pid);
+    }
+    std::ranges::sort(children);
+    return children;
+}
+
+int openDescriptorCount() {
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                          std::filesystem::directory_iterator{}));
+}
+
+// A process that is gone or a zombie no longer runs anything.
+bool processIsRunning(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    if (!std::getline(stat, line))
+        return false;
+    const auto close = line.rfind(')');
+    return close != std::string::npos && close + 2 < line.size() && line[close + 2] != 'Z';
+}
+
+bool eventuallyNotRunning(pid_t pid) {
+    for (int i = 0; i < 50; ++i) {
+        if (!processIsRunning(pid))
+            return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+pid_t readPid(const std::filesystem::path& file) {
+    std::ifstream in(file);
+    pid_t pid = 0;
+    in >> pid;
+    return pid;
+}
+
+class TempFolder {
+public:
+    TempFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-runner-XXXXXX").string();
+        path_ = ::mkdtemp(pattern.data());
+    }
+    ~TempFolder() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+void writeFile(const std::filesystem::path& path, const std::string& text, mode_t mode) {
+    std::ofstream(path) << text;
+    ::chmod(path.c_str(), mode);
+}
+
+} // namespace
+
+TEST(ProcessCommandRunner, ReturnsExitStatusAndBothStreamsWithArgumentsPassedAsGiven) {
+    ProcessCommandRunner runner;
+
+    auto result = runner.run(sh, script("printf out; printf err >&2; exit 3"), 10s);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(*result, (CommandResult{3, "out", "err"}));
+
+    // No shell between us and the child: spaces, quotes and $ arrive untouched.
+    result = runner.run(sh, {"-c", "printf '%s|' \"$@\"", "sh", "a b", "$HOME", "it's", ""}, 10s);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->standardOutput, "a b|$HOME|it's||");
+    EXPECT_EQ(result->exitCode, 0);
+
+    // Ended by a signal: 128 + signal number, as a shell reports it.
+    result = runner.run(sh, script("kill -KILL $$"), 10s);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->exitCode, 128 + SIGKILL);
+}
+
+TEST(ProcessCommandRunner, DrainsSeveralMegabytesOnBothStreamsAtOnce) {
+    ProcessCommandRunner runner;
+    const auto result = runner.run(sh,
+                                   script("head -c 5000000 /dev/zero | tr '\\0' a & "
+                                          "head -c 6000000 /dev/zero | tr '\\0' b >&2; wait"),
+                                   60s);
+    ASSERT_TRUE(result.has_value()) << static_cast<int>(result.error().kind);
+    EXPECT_EQ(result->exitCode, 0);
+    ASSERT_EQ(result->standardOutput.size(), 5'000'000u);
+    ASSERT_EQ(result->standardError.size(), 6'000'000u);
+    EXPECT_EQ(std::ranges::count(result->standardOutput, 'a'), 5'000'000);
+    EXPECT_EQ(std::ranges::count(result->standardError, 'b'), 6'000'000);
+}
+
+TEST(ProcessCommandRunner, StopsAChildAtItsTimeLimitAndLogsIt) {
+    LogCapture log;
+    ProcessCommandRunner runner(shortGrace());
+
+    auto start = std::chrono::steady_clock::now();
+    auto result = runner.run("/bin/sleep", {"30"}, 300ms);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, CommandError::Kind::timeout);
+    EXPECT_GE(secondsSince(start), 0.25);
+    EXPECT_LT(secondsSince(start), 5.0);
+    ASSERT_EQ(log.entries.size(), 1u);
+    EXPECT_EQ(log.entries[0].level, Log::Level::error);
+    EXPECT_EQ(log.entries[0].category, "command");
+    EXPECT_NE(log.entries[0].message.find("/bin/sleep (pid "), std::string::npos) << log.entries[0].message;
+
+    // Ignoring the termination request does not help: the kill follows after the grace period.
+    start = std::chrono::steady_clock::now();
+    result = runner.run(sh, script("trap '' TERM; sleep 30"), 300ms);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, CommandError::Kind::timeout);
+    EXPECT_LT(secondsSince(start), 5.0);
+}
+
+TEST(ProcessCommandRunner, HelpersOfTheChildStopWithIt) {
+    LogCapture log;
+    TempFolder temp;
+    ProcessCommandRunner runner(shortGrace());
+
+    // A helper the child waits for, a helper that ignores termination, and a helper left behind by a
+    // child that already exited but whose output pipe the helper still holds.
+    const std::vector<std::string> scripts = {
+        "sleep 30 & echo $! > \"$0\"; wait",
+        "(trap '' TERM; sleep 30) & echo $! > \"$0\"; wait",
+        "sleep 30 & echo $! > \"$0\"; exit 0",
+    };
+    for (const auto& text : scripts) {
+        const auto pidFile = temp.path() / "helper.pid";
+        const auto start = std::chrono::steady_clock::now();
+        const auto result = runner.run(sh, {"-c", text, pidFile.string()}, 500ms);
+        ASSERT_FALSE(result.has_value()) << text;
+        EXPECT_EQ(result.error().kind, CommandError::Kind::timeout) << text;
+        EXPECT_LT(secondsSince(start), 5.0) << text;
+        const pid_t helper = readPid(pidFile);
+        ASSERT_GT(helper, 0) << text;
+        EXPECT_TRUE(eventuallyNotRunning(helper)) << text;
+    }
+}
+
+TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailure) {
+    TempFolder temp;
+    ProcessCommandRunner runner;
+    const auto launchFailure = [&](const std::filesystem::path& executable) -> std::string {
+        const auto result = runner.run(executable, {}, 5s);
+        if (result.has_value())
+            return "ran with exit " + std::to_string(result->exitCode);
+        if (result.error().kind != CommandError::Kind::launchFailed)
+            return "wrong kind " + std::to_string(static_cast<int>(result.error().kind));
+        return result.error().message;
+    };
+
+    EXPECT_EQ(launchFailure("/nonexistent/velmora-tool"), std::generic_category().message(ENOENT));
+    EXPECT_EQ(launchFailure(temp.path()), std::generic_category().message(EACCES)); // a folder
+
+    writeFile(temp.path() / "not-executable", "#!/bin/sh\nexit 0\n", 0644);
+    EXPECT_EQ(launchFailure(temp.path() / "not-executable"), std::generic_category().message(EACCES));
+
+    // These pass every check made before spawning; only exec itself can tell.
+    writeFile(temp.path() / "missing-interpreter", "#!/nonexistent/interpreter\n", 0755);
+    EXPECT_EQ(launchFailure(temp.path() / "missing-interpreter"), std::generic_category().message(ENOENT));
+    writeFile(temp.path() / "garbage", "\x01\x02 not a program\n", 0755);
+    EXPECT_EQ(launchFailure(temp.path() / "garbage"), std::generic_category().message(ENOEXEC));
+}
+
+TEST(ProcessCommandRunner, CancellationStopsTheChildPromptly) {
+    ProcessCommandRunner runner(shortGrace());
+
+    for (const std::string text : {"sleep 30", "trap '' TERM; sleep 30"}) {
+        std::stop_source source;
+        std::jthread canceller([&source] {
+            std::this_thread::sleep_for(300ms);
+            source.request_stop();
+        });
+        const auto start = std::chrono::steady_clock::now();
+        const auto result = runner.run(sh, script(text), 60s, source.get_token());
+        ASSERT_FALSE(result.has_value()) << text;
+        EXPECT_EQ(result.error().kind, CommandError::Kind::cancelled) << text;
+        EXPECT_LT(secondsSince(start), 3.0) << text;
+    }
+
+    std::stop_source alreadyStopped;
+    alreadyStopped.request_stop();
+    const auto result = runner.run(sh, script("exit 0"), 10s, alreadyStopped.get_token());
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, CommandError::Kind::cancelled);
+}
+
+TEST(ProcessCommandRunner, InvalidUTF8IsRepairedOnBothStreams) {
+    ProcessCommandRunner runner;
+    const auto result = runner.run(sh, script(R"(printf '\377ok\303'; printf 'gr\303\274n\200' >&2)"), 10s);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->standardOutput, "\xEF\xBF\xBDok\xEF\xBF\xBD");
+    EXPECT_EQ(result->standardError, "gr\xC3\xBCn\xEF\xBF\xBD");
+}
+
+TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditionsAndEmptyInput) {
+    ::setenv("HOMEBREW_NO_AUTO_UPDATE", "0", 1);
+    ::setenv("VELMORA_TEST_INHERITED", "yes", 1);
+    ProcessCommandRunner::Options options;
+    options.extraEnvironment = {{"PATH", "/opt/velmora-test/bin:/usr/bin:/bin"}};
+    ProcessCommandRunner runner(options);
+    ::unsetenv("HOMEBREW_NO_AUTO_UPDATE");
+    ::unsetenv("VELMORA_TEST_INHERITED");
+
+    const auto result = runner.run("/usr/bin/env", {}, 10s);
+    ASSERT_TRUE(result.has_value());
+    std::vector<std::string> lines;
+    std::istringstream text(result->standardOutput);
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    const auto count = [&](const std::string& prefix) {
+        return std::ranges::count_if(lines, [&](const std::string& l) { return l.starts_with(prefix); });
+    };
+    EXPECT_EQ(count("HOMEBREW_NO_AUTO_UPDATE="), 1);
+    EXPECT_EQ(std::ranges::count(lines, "HOMEBREW_NO_AUTO_UPDATE=1"), 1);
+    EXPECT_EQ(std::ranges::count(lines, "HOMEBREW_NO_ENV_HINTS=1"), 1);
+    EXPECT_EQ(std::ranges::count(lines, "HOMEBREW_NO_INSTALL_CLEANUP=1"), 1);
+    EXPECT_EQ(std::ranges::count(lines, "VELMORA_TEST_INHERITED=yes"), 1);
+    EXPECT_EQ(count("PATH="), 1);
+    EXPECT_EQ(std::ranges::count(lines, "PATH=/opt/velmora-test/bin:/usr/bin:/bin"), 1);
+
+    // A tool that reads its input gets end-of-input at once instead of waiting for a terminal.
+    const auto start = std::chrono::steady_clock::now();
+    const auto cat = runner.run("/bin/cat", {}, 10s);
+    ASSERT_TRUE(cat.has_value());
+    EXPECT_EQ(*cat, (CommandResult{0, "", ""}));
+    EXPECT_LT(secondsSince(start), 5.0);
+}
+
+TEST(ProcessCommandRunner, MergedEnvironmentReplacesByNameAndKeepsTheRest) {
+    const auto merged = ProcessCommandRunner::mergedEnvironment(
+        {"A=1", "PATH=/bin", "PATHX=keep", "B=2", "PATH=/again"}, {{"PATH", "/new"}, {"C", "3"}, {"C", "4"}});
+    EXPECT_EQ(merged, (std::vector<std::string>{"A=1", "PATHX=keep", "B=2", "PATH=/new", "C=4"}));
+}
+
+TEST(ProcessCommandRunner, StreamsClosedEarlyOrHeavyConcurrencyStillEndWithTheExitStatus) {
+    ProcessCommandRunner runner;
+    // The child closes both pipes long before it exits; the exit status still has to be waited for.
+    const auto result = runner.run(sh, script("exec >&- 2>&-; sleep 0.3; exit 4"), 10s);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->exitCode, 4);
+
+    std::vector<std::string> failures;
+    std::mutex mutex;
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < 10; ++i) {
+                    const std::string marker = std::to_string(t) + "-" + std::to_string(i);
+                    const auto r =
+                        runner.run(sh, {"-c", "printf %s \"$1\"; printf %s \"$1\" >&2", "sh", marker}, 20s);
+                    if (!r || *r != CommandResult{0, marker, marker}) {
+                        std::lock_guard lock(mutex);
+                        failures.push_back(marker);
+                    }
+                }
+            });
+        }
+    }
+    EXPECT_TRUE(failures.empty()) << failures.size() << " runs mixed up, first " << failures.front();
+}
+
+TEST(ProcessCommandRunner, LeavesNoChildAndNoDescriptorBehind) {
+    LogCapture log;
+    ProcessCommandRunner runner(shortGrace());
+    const auto children = childrenOfThisProcess();
+    const int descriptors = openDescriptorCount();
+
+    EXPECT_TRUE(runner.run(sh, script("printf x"), 10s).has_value());
+    EXPECT_TRUE(runner.run(sh, script("head -c 300000 /dev/zero"), 10s).has_value());
+    EXPECT_FALSE(runner.run("/nonexistent/tool", {}, 10s).has_value());
+    EXPECT_FALSE(runner.run(sh, script("trap '' TERM; sleep 30"), 300ms).has_value());
+    std::stop_source source;
+    std::jthread canceller([&source] {
+        std::this_thread::sleep_for(200ms);
+        source.request_stop();
+    });
+    EXPECT_FALSE(runner.run("/bin/sleep", {"30"}, 60s, source.get_token()).has_value());
+
+    EXPECT_EQ(childrenOfThisProcess(), children);
+    EXPECT_EQ(openDescriptorCount(), descriptors);
+}
