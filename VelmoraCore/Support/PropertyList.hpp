@@ -1,0 +1,33 @@
+// Reading property lists (XML or binary) through libplist, with ownership and size limits handled once.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <plist/plist.h>
+
+namespace velmora {
+
+struct PlistDeleter {
+    void operator()(plist_t node) const {
+        if (node)
+            plist_free(node);
+    }
+};
+using PlistPtr = std::unique_ptr<std::remove_pointer_t<plist_t>, PlistDeleter>;
+
+// Parses XML or binary property list data; nothing for anything that is not one.
+PlistPtr parsePropertyList(std::string_view data);
+// Reads a property list file (not following a final symbolic link; larger than `maxBytes`: nothing).
+PlistPtr readPropertyList(const std::filesystem::path& file, std::size_t maxBytes = 8 * 1024 * 1024);
+
+// Typed lookups in a dictionary node; nothing when the key is missing or has another type.
+std::optional<std::string> plistString(plist_t dict, const char* key);
+std::optional<bool> plistBool(plist_t dict, const char* key);
+std::optional<std::chrono::system_clock::time_point> plistDate(plist_t dict, const char* key);
+
+} // namespace velmora
