@@ -5,8 +5,12 @@
 namespace velmora {
 
 std::string fileURLText(const std::filesystem::path& path) {
+    return "file://" + percentEncodedPath(path);
+}
+
+std::string percentEncodedPath(const std::filesystem::path& path) {
     static constexpr char hex[] = "0123456789ABCDEF";
-    std::string out = "file://";
+    std::string out;
     for (unsigned char c : path.string()) {
         if (std::isalnum(c) || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') {
             out.push_back(static_cast<char>(c));
@@ -27,9 +31,12 @@ std::optional<std::filesystem::path> pathFromFileURL(std::string_view text) {
     if (text.empty() || text.front() != '/')
         return std::nullopt;
     const auto hexValue = [](char c) -> int {
-        if (c >= '0' && c <= '9') return c - '0';
-        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        if (c >= '0' && c <= '9')
+            return c - '0';
+        if (c >= 'a' && c <= 'f')
+            return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F')
+            return c - 'A' + 10;
         return -1;
     };
     std::string out;
