@@ -163,8 +163,9 @@ private:
         const int dirFd = stack_.back().fd.get();
         struct stat st {};
         if (::fstatat(dirFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno != ENOENT)
-                failHere(name, errno, systemErrorText(errno));
+            const int code = errno;
+            if (code != ENOENT)
+                failHere(name, code, systemErrorText(code));
             return;
         }
         if (!S_ISDIR(st.st_mode)) {
