@@ -8,7 +8,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#ifdef __linux__
 #include <linux/fs.h>
+#endif
 #include <map>
 #include <sstream>
 #include <string>
@@ -97,6 +99,7 @@ public:
             active_ = ::chmod(folder_.c_str(), 0555) == 0;
             return;
         }
+#ifdef __linux__
         const int fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY);
         int flags = 0;
         if (fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
@@ -105,12 +108,17 @@ public:
         }
         if (fd >= 0)
             ::close(fd);
+#endif
     }
-    ~FrozenFolder() { thaw(); }
+    ~FrozenFolder() {
+        thaw();
+    }
     FrozenFolder(const FrozenFolder&) = delete;
     FrozenFolder& operator=(const FrozenFolder&) = delete;
 
-    bool active() const { return active_; }
+    bool active() const {
+        return active_;
+    }
     void thaw() {
         if (!active_)
             return;
@@ -119,6 +127,7 @@ public:
             ::chmod(folder_.c_str(), 0755);
             return;
         }
+#ifdef __linux__
         const int fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY);
         int flags = 0;
         if (fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
@@ -127,6 +136,7 @@ public:
         }
         if (fd >= 0)
             ::close(fd);
+#endif
     }
 
 private:

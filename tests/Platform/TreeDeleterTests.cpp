@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#ifdef __linux__
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
+#endif
 
 using namespace velmora;
 using namespace velmora::scratch;
@@ -17,17 +19,23 @@ namespace {
 class ScratchMount {
 public:
     explicit ScratchMount(const fs::path& at) : at_(at) {
+#ifdef __linux__
         if (::geteuid() != 0)
             return;
         if (::unshare(CLONE_NEWNS) == 0)
             ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
         active_ = ::mount("velmora-test", at_.c_str(), "tmpfs", 0, "size=1m") == 0;
+#endif
     }
     ~ScratchMount() {
+#ifdef __linux__
         if (active_)
             ::umount2(at_.c_str(), MNT_DETACH);
+#endif
     }
-    bool active() const { return active_; }
+    bool active() const {
+        return active_;
+    }
 
 private:
     fs::path at_;
