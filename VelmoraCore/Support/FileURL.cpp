@@ -5,8 +5,12 @@
 namespace velmora {
 
 std::string fileURLText(const std::filesystem::path& path) {
+    return "file://" + percentEncodedPath(path);
+}
+
+std::string percentEncodedPath(const std::filesystem::path& path) {
     static constexpr char hex[] = "0123456789ABCDEF";
-    std::string out = "file://";
+    std::string out;
     for (unsigned char c : path.string()) {
         if (std::isalnum(c) || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') {
             out.push_back(static_cast<char>(c));

@@ -1,0 +1,44 @@
+#include "Platform/HomeTrash.hpp"
+
+#include "Platform/TrashPrimitives.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+
+namespace velmora {
+
+namespace {
+constexpr std::size_t maxAttempts = 10'000;
+}
+
+HomeTrash::HomeTrash(std::filesystem::path home) : home_(std::move(home)), folder_(home_ / ".Trash") {}
+
+std::expected<std::filesystem::path, TrashError> HomeTrash::moveToTrash(const std::filesystem::path& item) {
+    auto located = TrashPrimitives::locate(item);
+    if (!located)
+        return std::unexpected(located.error());
+
+    // The home folder is configuration and may be reached through links; ".Trash" in it may not.
+    const UniqueFd homeFd(::open(home_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!homeFd)
+        return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
+    auto trashFd = TrashPrimitives::openOrMakeFolder(homeFd.get(), ".Trash", 0700);
+    if (!trashFd)
+        return std::unexpected(trashFd.error());
+    if (auto same = TrashPrimitives::requireSameVolume(*located, trashFd->get()); !same)
+        return std::unexpected(same.error());
+
+    const std::string& name = located->parent.name;
+    for (std::size_t attempt = 1; attempt <= maxAttempts; ++attempt) {
+        const std::string candidate = trashCandidateName(name, attempt);
+        const int code = TrashPrimitives::renameWithoutReplacing(located->parent.fd.get(), name.c_str(),
+                                                                 trashFd->get(), candidate.c_str());
+        if (code == 0)
+            return folder_ / candidate;
+        if (code != EEXIST && code != ENOTEMPTY)
+            return std::unexpected(TrashPrimitives::moveFailure(*located, code));
+    }
+    return std::unexpected(TrashError::make(TrashError::Kind::nameUnavailable));
+}
+
+} // namespace velmora

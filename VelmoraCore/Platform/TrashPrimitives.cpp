@@ -1,0 +1,102 @@
+#include "Platform/TrashPrimitives.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace velmora::TrashPrimitives {
+
+std::expected<LocatedItem, TrashError> locate(const std::filesystem::path& item) {
+    auto parent = ParentDirectory::open(item);
+    if (!parent) {
+        switch (parent.error().kind) {
+        case ParentDirectoryError::Kind::invalidPath:
+            return std::unexpected(TrashError::make(TrashError::Kind::invalidPath));
+        case ParentDirectoryError::Kind::parentIsSymlink:
+            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
+        case ParentDirectoryError::Kind::system:
+            break;
+        }
+        const int code = parent.error().code;
+        if (code == ENOENT || code == ENOTDIR)
+            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
+        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
+    }
+    LocatedItem located{std::move(*parent), {}};
+    if (::fstatat(located.parent.fd.get(), located.parent.name.c_str(), &located.status,
+                  AT_SYMLINK_NOFOLLOW) != 0) {
+        const int code = errno;
+        if (code == ENOENT)
+            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
+        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
+    }
+    return located;
+}
+
+std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode) {
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    UniqueFd fd(::openat(parentFd, name, flags));
+    if (!fd && errno == ENOENT) {
+        if (::mkdirat(parentFd, name, mode) != 0 && errno != EEXIST)
+            return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
+        // Opened again with O_NOFOLLOW: a link planted between mkdirat and here is refused below.
+        fd.reset(::openat(parentFd, name, flags));
+    }
+    if (fd)
+        return fd;
+    const int code = errno;
+    struct stat st {};
+    if (::fstatat(parentFd, name, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (S_ISLNK(st.st_mode))
+            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
+        if (!S_ISDIR(st.st_mode))
+            return std::unexpected(TrashError::make(TrashError::Kind::noTrash));
+    }
+    return std::unexpected(TrashError::make(TrashError::Kind::noTrash, code));
+}
+
+std::expected<void, TrashError> requireSameVolume(const LocatedItem& item, int trashFd) {
+    struct stat st {};
+    if (::fstat(trashFd, &st) != 0)
+        return std::unexpected(TrashError::make(TrashError::Kind::system, errno));
+    if (st.st_dev != item.status.st_dev)
+        return std::unexpected(TrashError::make(TrashError::Kind::otherVolume, EXDEV));
+    return {};
+}
+
+int renameWithoutReplacing(int fromFd, const char* fromName, int toFd, const char* toName) {
+#if defined(__APPLE__)
+    if (::renameatx_np(fromFd, fromName, toFd, toName, RENAME_EXCL) == 0)
+        return 0;
+    const bool unsupported = errno == ENOTSUP;
+#else
+    if (::renameat2(fromFd, fromName, toFd, toName, RENAME_NOREPLACE) == 0)
+        return 0;
+    // EINVAL also means "a folder into itself"; the plain rename below then fails the same way.
+    const bool unsupported = errno == EINVAL || errno == ENOSYS;
+#endif
+    if (!unsupported)
+        return errno;
+    // A file system without an exclusive rename: look first. Another program could take the name in
+    // the moment between; a rename into a Trash folder only risks replacing an item already trashed.
+    struct stat st {};
+    if (::fstatat(toFd, toName, &st, AT_SYMLINK_NOFOLLOW) == 0)
+        return EEXIST;
+    if (::renameat(fromFd, fromName, toFd, toName) == 0)
+        return 0;
+    return errno;
+}
+
+TrashError moveFailure(const LocatedItem& item, int code) {
+    if (code == EXDEV)
+        return TrashError::make(TrashError::Kind::otherVolume, code);
+    if (code == ENOENT) {
+        struct stat st {};
+        if (::fstatat(item.parent.fd.get(), item.parent.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+            return TrashError::make(TrashError::Kind::notFound, code);
+    }
+    return TrashError::make(TrashError::Kind::system, code);
+}
+
+} // namespace velmora::TrashPrimitives

@@ -1,0 +1,42 @@
+// The system calls both Trash layouts are built from, wrapped once so that each returns a value or a
+// TrashError and no caller reads errno: locating the item, opening Trash folders without following a
+// planted link, and a rename that never replaces what is already in the Trash.
+#pragma once
+
+#include "Platform/ParentDirectory.hpp"
+#include "Platform/Trash.hpp"
+#include "Platform/UniqueFd.hpp"
+
+#include <expected>
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace velmora::TrashPrimitives {
+
+struct LocatedItem {
+    ParentDirectory parent;
+    struct stat status {}; // of the item itself (lstat: a link is not followed)
+};
+
+// Opens the item's folder (see ParentDirectory) and examines the item; fails with notFound when the
+// item is gone.
+std::expected<LocatedItem, TrashError> locate(const std::filesystem::path& item);
+
+// Opens the folder `name` in `parentFd`, creating it with `mode` when it is missing. A symbolic link
+// there (planted to redirect the Trash elsewhere) is refused with unsafeLocation, a non-folder with
+// noTrash; the folder is never followed through a link.
+std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode);
+
+// Fails with otherVolume unless the folder `trashFd` lies on the same file system as the item.
+std::expected<void, TrashError> requireSameVolume(const LocatedItem& item, int trashFd);
+
+// Renames `fromName` in `fromFd` to `toName` in `toFd`, but only if `toName` does not exist yet;
+// returns 0 or the errno (EEXIST when the name is taken, EXDEV across file systems).
+int renameWithoutReplacing(int fromFd, const char* fromName, int toFd, const char* toName);
+
+// The error for a failed rename of `item`: otherVolume for EXDEV, notFound when the item is gone,
+// the system's reason otherwise.
+TrashError moveFailure(const LocatedItem& item, int code);
+
+} // namespace velmora::TrashPrimitives

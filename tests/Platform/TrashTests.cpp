@@ -1,0 +1,312 @@
+#include "Doubles/FakeTrash.hpp"
+#include "Doubles/FaultInjectingTrash.hpp"
+#include "Platform/FreedesktopTrash.hpp"
+#include "Platform/HomeTrash.hpp"
+#include "Platform/ScratchTree.hpp"
+#include "Support/FileURL.hpp"
+#include "Support/Text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <thread>
+
+using namespace velmora;
+using namespace velmora::scratch;
+
+namespace {
+
+using namespace std::chrono;
+
+// 2024-03-05 12:34:56 UTC.
+const system_clock::time_point fixedNow = sys_days{2024y / March / 5} + 12h + 34min + 56s;
+
+FreedesktopTrash desktopTrash(const ScratchTree& tree) {
+    return FreedesktopTrash(tree / "home/.local/share", [] { return fixedNow; });
+}
+
+// Sets the time zone for one test; the deletion date is written in local time.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone) {
+        if (const char* old = std::getenv("TZ"))
+            old_ = old;
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+    }
+    ~TimeZone() {
+        if (old_)
+            ::setenv("TZ", old_->c_str(), 1);
+        else
+            ::unsetenv("TZ");
+        ::tzset();
+    }
+
+private:
+    std::optional<std::string> old_;
+};
+
+std::string infoPathValue(const fs::path& infoFile) {
+    const std::string text = contentOf(infoFile);
+    const auto start = text.find("\nPath=");
+    return start == std::string::npos ? "" : text.substr(start + 6, text.find('\n', start + 1) - start - 6);
+}
+
+} // namespace
+
+TEST(TrashCandidateName, NumbersBeforeTheLastExtensionAndFitsTheByteLimit) {
+    EXPECT_EQ(trashCandidateName("a.txt", 1), "a.txt");
+    EXPECT_EQ(trashCandidateName("a.txt", 2), "a 2.txt");
+    EXPECT_EQ(trashCandidateName("Ordner", 13), "Ordner 13");
+    EXPECT_EQ(trashCandidateName(".profile", 2), ".profile 2");
+    EXPECT_EQ(trashCandidateName("x.tar.gz", 2), "x.tar 2.gz");
+    EXPECT_EQ(trashCandidateName("Bild\xff.jpg", 3), "Bild\xff 3.jpg");
+
+    // 130 × "ä" is 260 bytes: shortened to whole characters, the extension and the number kept.
+    std::string umlauts;
+    for (int i = 0; i < 130; ++i)
+        umlauts += "ä";
+    const std::string shortened = trashCandidateName(umlauts + ".txt", 2, 245);
+    EXPECT_LE(shortened.size(), 245u);
+    EXPECT_TRUE(shortened.ends_with("ä 2.txt"));
+    EXPECT_EQ(Text::repairUTF8(shortened), shortened);
+}
+
+TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
+    ScratchTree tree;
+    tree.folder("home");
+    HomeTrash trash(tree / "home");
+
+    std::vector<fs::path> places;
+    for (const char* folder : {"one", "two", "three"}) {
+        const fs::path item = tree.file(fs::path(folder) / "a.txt", folder);
+        auto moved = trash.moveToTrash(item);
+        ASSERT_TRUE(moved) << moved.error().message;
+        EXPECT_FALSE(present(item));
+        EXPECT_EQ(contentOf(*moved), folder);
+        places.push_back(*moved);
+    }
+    EXPECT_EQ(places, (std::vector<fs::path>{tree / "home/.Trash/a.txt", tree / "home/.Trash/a 2.txt",
+                                             tree / "home/.Trash/a 3.txt"}));
+    EXPECT_EQ(fs::status(tree / "home/.Trash").permissions() & fs::perms::all, fs::perms::owner_all);
+
+    // A folder moves as a whole.
+    tree.file("project/cache/blob", "data");
+    auto folder = trash.moveToTrash(tree / "project/cache");
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(contentOf(*folder / "blob"), "data");
+}
+
+TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
+    ScratchTree tree;
+    tree.folder("home");
+    tree.file("precious/letter.txt", "keep");
+    const fs::path link = tree.link("caches/shortcut", tree / "precious");
+
+    auto moved = HomeTrash(tree / "home").moveToTrash(link);
+    ASSERT_TRUE(moved);
+    EXPECT_TRUE(fs::is_symlink(fs::symlink_status(*moved)));
+    EXPECT_EQ(fs::read_symlink(*moved), tree / "precious");
+    EXPECT_FALSE(present(link));
+    EXPECT_EQ(contentOf(tree / "precious/letter.txt"), "keep");
+
+    // With a trailing slash the path still names the link, not the folder it points to.
+    const fs::path again = tree.link("caches/again", tree / "precious");
+    ASSERT_TRUE(HomeTrash(tree / "home").moveToTrash(again.string() + "/"));
+    EXPECT_FALSE(present(again));
+    EXPECT_EQ(snapshot(tree / "precious"), (std::map<std::string, std::string>{{"letter.txt", "file:keep"}}));
+}
+
+TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
+    ScratchTree tree;
+    tree.folder("home");
+    tree.folder("elsewhere");
+    tree.link("home/.Trash", tree / "elsewhere");
+    const fs::path item = tree.file("caches/x.log");
+
+    auto refused = HomeTrash(tree / "home").moveToTrash(item);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().kind, TrashError::Kind::unsafeLocation);
+    EXPECT_TRUE(present(item));
+    EXPECT_TRUE(fs::is_empty(tree / "elsewhere"));
+
+    // The item's own folder as a link is refused too: the path was vetted, not where the link leads.
+    tree.file("real/y.log");
+    tree.link("linked", tree / "real");
+    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/y.log").error().kind,
+              TrashError::Kind::unsafeLocation);
+    EXPECT_TRUE(present(tree / "real/y.log"));
+
+    tree.folder("home3");
+    auto gone = HomeTrash(tree / "home3").moveToTrash(tree / "caches/missing");
+    ASSERT_FALSE(gone);
+    EXPECT_EQ(gone.error().message, "Objekt existiert nicht mehr");
+    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash("relative/x").error().kind,
+              TrashError::Kind::invalidPath);
+    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash("/").error().kind, TrashError::Kind::invalidPath);
+
+    tree.file("home4/.Trash", "not a folder");
+    EXPECT_EQ(HomeTrash(tree / "home4").moveToTrash(item).error().message, "Kein Papierkorb vorhanden");
+    EXPECT_TRUE(present(item));
+}
+
+TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
+    ScratchTree tree;
+    tree.folder("home");
+    HomeTrash trash(tree / "home");
+    constexpr int perThread = 40;
+    for (int t = 0; t < 2; ++t)
+        for (int i = 0; i < perThread; ++i)
+            tree.file(fs::path("t" + std::to_string(t)) / std::to_string(i) / "same.txt",
+                      std::to_string(t * 100 + i));
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 2; ++t)
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < perThread; ++i)
+                    EXPECT_TRUE(
+                        trash.moveToTrash(tree / ("t" + std::to_string(t)) / std::to_string(i) / "same.txt"));
+            });
+    }
+    std::set<std::string> contents;
+    for (const auto& entry : fs::directory_iterator(tree / "home/.Trash"))
+        contents.insert(contentOf(entry.path()));
+    EXPECT_EQ(contents.size(), 2u * perThread);
+}
+
+TEST(FreedesktopTrash, WritesARestorableTrashInfoBeforeMoving) {
+    const TimeZone zone("CET-1");
+    ScratchTree tree;
+    const fs::path item = tree.file("Ordner mit Leerzeichen/Grüße\xff.txt", "hallo");
+    auto trash = desktopTrash(tree);
+
+    auto moved = trash.moveToTrash(item);
+    ASSERT_TRUE(moved) << moved.error().message;
+    const fs::path trashFolder = tree / "home/.local/share/Trash";
+    EXPECT_EQ(*moved, trashFolder / "files/Grüße\xff.txt");
+    EXPECT_EQ(contentOf(*moved), "hallo");
+    EXPECT_FALSE(present(item));
+
+    const fs::path info = trashFolder / "info/Grüße\xff.txt.trashinfo";
+    const std::string text = contentOf(info);
+    EXPECT_TRUE(text.starts_with("[Trash Info]\nPath=/"));
+    EXPECT_TRUE(text.ends_with("/Ordner%20mit%20Leerzeichen/Gr%C3%BC%C3%9Fe%FF.txt\n"
+                               "DeletionDate=2024-03-05T13:34:56\n"))
+        << text;
+    // What a desktop decodes from the entry is exactly where the item was.
+    EXPECT_EQ(pathFromFileURL("file://" + infoPathValue(info)), item);
+    for (const char* folder : {"", "/files", "/info"})
+        EXPECT_EQ(fs::status(trashFolder.string() + folder).permissions() & fs::perms::all,
+                  fs::perms::owner_all);
+}
+
+TEST(FreedesktopTrash, ReservesNamesThroughTheInfoFileAndSkipsOrphans) {
+    ScratchTree tree;
+    auto trash = desktopTrash(tree);
+    const fs::path trashFolder = tree / "home/.local/share/Trash";
+    ASSERT_TRUE(trash.moveToTrash(tree.file("one/a.txt", "1")));
+    // "a 2.txt" in files without its info (left by a crashed program) is not replaced.
+    tree.file("home/.local/share/Trash/files/a 2.txt", "orphan");
+
+    auto second = trash.moveToTrash(tree.file("two/a.txt", "2"));
+    ASSERT_TRUE(second);
+    EXPECT_EQ(*second, trashFolder / "files/a 3.txt");
+    EXPECT_EQ(contentOf(trashFolder / "files/a 2.txt"), "orphan");
+    EXPECT_FALSE(present(trashFolder / "info/a 2.txt.trashinfo"));
+    EXPECT_EQ(infoPathValue(trashFolder / "info/a.txt.trashinfo"), percentEncodedPath(tree / "one/a.txt"));
+    EXPECT_EQ(infoPathValue(trashFolder / "info/a 3.txt.trashinfo"), percentEncodedPath(tree / "two/a.txt"));
+
+    // A 250-byte name is shortened so that its info file still fits the name limit.
+    const std::string longName(246, 'n');
+    auto longOne = trash.moveToTrash(tree.file(fs::path("three") / (longName + ".bin")));
+    ASSERT_TRUE(longOne) << longOne.error().message;
+    EXPECT_LE(longOne->filename().string().size() + 10, 255u);
+    EXPECT_TRUE(present(trashFolder / "info" / (longOne->filename().string() + ".trashinfo")));
+}
+
+TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
+    ScratchTree tree;
+    auto trash = desktopTrash(tree);
+    const fs::path item = tree.file("locked/a.txt", "stay");
+    FrozenFolder frozen(tree / "locked");
+    if (!frozen.active())
+        GTEST_SKIP() << "cannot make a folder unchangeable on this file system";
+
+    auto failed = trash.moveToTrash(item);
+    frozen.thaw();
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error().message, "Keine Berechtigung");
+    EXPECT_EQ(contentOf(item), "stay");
+    EXPECT_TRUE(fs::is_empty(tree / "home/.local/share/Trash/info"));
+    EXPECT_TRUE(fs::is_empty(tree / "home/.local/share/Trash/files"));
+}
+
+TEST(FreedesktopTrash, RefusesLinkedTrashFolders) {
+    for (const char* planted : {"Trash", "Trash/files", "Trash/info"}) {
+        ScratchTree tree;
+        tree.folder("home/.local/share");
+        if (std::string_view(planted) != "Trash")
+            tree.folder("home/.local/share/Trash");
+        tree.folder("elsewhere");
+        tree.link(fs::path("home/.local/share") / planted, tree / "elsewhere");
+        const fs::path item = tree.file("caches/x.log");
+
+        auto refused = desktopTrash(tree).moveToTrash(item);
+        ASSERT_FALSE(refused) << planted;
+        EXPECT_EQ(refused.error().kind, TrashError::Kind::unsafeLocation) << planted;
+        EXPECT_TRUE(present(item));
+        EXPECT_TRUE(fs::is_empty(tree / "elsewhere"));
+    }
+}
+
+TEST(Trash, AnItemOnAnotherVolumeIsNeverMovedNorDeleted) {
+    struct stat shm {
+    }, tmp{};
+    if (::stat("/dev/shm", &shm) != 0 || ::stat(fs::temp_directory_path().c_str(), &tmp) != 0 ||
+        shm.st_dev == tmp.st_dev)
+        GTEST_SKIP() << "no second file system (/dev/shm) here";
+    ScratchTree other("/dev/shm");
+    ScratchTree tree;
+    tree.folder("home");
+    const fs::path item = other.file("big/blob", "on another volume");
+
+    auto home = HomeTrash(tree / "home").moveToTrash(item);
+    auto desktop = desktopTrash(tree).moveToTrash(item);
+    for (const auto* result : {&home, &desktop}) {
+        ASSERT_FALSE(*result);
+        EXPECT_EQ(result->error().kind, TrashError::Kind::otherVolume);
+        EXPECT_EQ(result->error().message,
+                  "Liegt auf einem anderen Volume – der Papierkorb ist dort nicht erreichbar");
+    }
+    EXPECT_EQ(contentOf(item), "on another volume");
+    EXPECT_TRUE(fs::is_empty(tree / "home/.local/share/Trash/info"));
+}
+
+TEST(Trash, DataHomeFollowsTheXdgVariableOnlyWhenAbsolute) {
+    EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", nullptr), "/home/anna/.local/share");
+    EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", ""), "/home/anna/.local/share");
+    EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "relative/data"), "/home/anna/.local/share");
+    EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "/data/anna"), "/data/anna");
+}
+
+TEST(TrashDoubles, FaultInjectionLeavesTheChosenItemAndForwardsTheRest) {
+    ScratchTree tree;
+    tree.folder("home");
+    HomeTrash real(tree / "home");
+    FaultInjectingTrash faulty(real, [](int call, const fs::path&) { return call == 2; });
+    const fs::path items[] = {tree.file("a"), tree.file("b"), tree.file("c")};
+    std::vector<bool> moved;
+    for (const auto& item : items)
+        moved.push_back(faulty.moveToTrash(item).has_value());
+    EXPECT_EQ(moved, (std::vector<bool>{true, false, true}));
+    EXPECT_EQ(std::vector<bool>({present(items[0]), present(items[1]), present(items[2])}),
+              (std::vector<bool>{false, true, false}));
+
+    FakeTrash fake;
+    fake.failWith(TrashError::make(TrashError::Kind::noTrash));
+    EXPECT_EQ(fake.moveToTrash("/x/y").error().message, "Kein Papierkorb vorhanden");
+    fake.failWith(std::nullopt);
+    EXPECT_EQ(fake.moveToTrash("/x/z"), fs::path("/Trash/z"));
+    EXPECT_EQ(fake.requests().size(), 2u);
+    EXPECT_EQ(fake.moved(), std::vector<fs::path>{"/x/z"});
+}

@@ -1,0 +1,293 @@
+#include "Platform/ScratchTree.hpp"
+#include "Platform/TreeDeleter.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#endif
+
+using namespace velmora;
+using namespace velmora::scratch;
+
+namespace {
+
+// A tmpfs mounted for one test, in a mount namespace of its own where the system allows one, so that
+// nothing outside this process ever sees it.
+class ScratchMount {
+public:
+    explicit ScratchMount(const fs::path& at) : at_(at) {
+#ifdef __linux__
+        if (::geteuid() != 0)
+            return;
+        if (::unshare(CLONE_NEWNS) == 0)
+            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+        active_ = ::mount("velmora-test", at_.c_str(), "tmpfs", 0, "size=1m") == 0;
+#endif
+    }
+    ~ScratchMount() {
+#ifdef __linux__
+        if (active_)
+            ::umount2(at_.c_str(), MNT_DETACH);
+#endif
+    }
+    bool active() const {
+        return active_;
+    }
+
+private:
+    fs::path at_;
+    bool active_ = false;
+};
+
+std::int64_t countEntries(const fs::path& root) {
+    std::int64_t count = 1;
+    for (auto it = fs::recursive_directory_iterator(root); it != fs::recursive_directory_iterator(); ++it)
+        ++count;
+    return count;
+}
+
+std::int64_t allocated(const fs::path& path) {
+    struct stat st {};
+    ::lstat(path.c_str(), &st);
+    return std::int64_t{st.st_blocks} * 512;
+}
+
+} // namespace
+
+TEST(TreeDeleter, RemovesANastyTreeAndNothingThatItsLinksReach) {
+    ScratchTree tree;
+    tree.file("outside/keep.txt", "outside");
+    tree.file("outside/deeper/also.txt", "also");
+    const fs::path sharedFile = tree.file("outside/linked.bin", std::string(10000, 'h'));
+    const auto outsideBefore = snapshot(tree / "outside");
+
+    for (const std::string& name :
+         std::vector<std::string>{"with space", "new\nline", "-rf", "*", "Grüße", "bad\xff\xfe",
+                                  "back\\slash", std::string(255, 'L')})
+        tree.file(fs::path("item/names") / name, name);
+    tree.folder("item/empty/emptier");
+    tree.link("item/links/to-folder", tree / "outside");
+    tree.link("item/links/to-file", tree / "outside/keep.txt");
+    tree.link("item/links/to-parent", "..");
+    tree.link("item/links/dangling", tree / "nowhere");
+    fs::create_hard_link(sharedFile, tree.folder("item/hard") / "shared.bin");
+    ASSERT_EQ(::mkfifo((tree / "item/names/fifo").c_str(), 0600), 0);
+    const std::int64_t entries = countEntries(tree / "item");
+
+    auto stats = TreeDeleter().remove(tree / "item");
+    ASSERT_TRUE(stats) << stats.error().message;
+    EXPECT_EQ(stats->removedEntries, entries);
+    EXPECT_FALSE(present(tree / "item"));
+    EXPECT_EQ(snapshot(tree / "outside"), outsideBefore);
+}
+
+TEST(TreeDeleter, CountsOnlyBytesThatAreReallyFreed) {
+    ScratchTree tree;
+    const fs::path outsideLinked = tree.file("outside/linked", std::string(20000, 'o'));
+    const fs::path twice = tree.file("item/twice", std::string(30000, 't'));
+    fs::create_hard_link(twice, tree.folder("item/sub") / "twice-again");
+    fs::create_hard_link(outsideLinked, tree / "item/sub/from-outside");
+    const std::int64_t expected = allocated(twice) + allocated(tree / "item") + allocated(tree / "item/sub");
+
+    auto stats = TreeDeleter().remove(tree / "item");
+    ASSERT_TRUE(stats);
+    EXPECT_EQ(stats->freedBytes, expected);
+    EXPECT_EQ(stats->removedEntries, 5);
+    EXPECT_EQ(contentOf(outsideLinked), std::string(20000, 'o'));
+}
+
+TEST(TreeDeleter, ALinkAsTheItemGoesAloneEvenWithATrailingSlash) {
+    ScratchTree tree;
+    tree.file("target/inside.txt", "stays");
+    for (const char* suffix : {"", "/"}) {
+        const fs::path link = tree.link("caches/link", tree / "target");
+        auto stats = TreeDeleter().remove(link.string() + suffix);
+        ASSERT_TRUE(stats) << stats.error().message;
+        EXPECT_EQ(stats->removedEntries, 1);
+        EXPECT_FALSE(present(link));
+        EXPECT_EQ(contentOf(tree / "target/inside.txt"), "stays");
+    }
+}
+
+TEST(TreeDeleter, RefusesBeforeTouchingAnything) {
+    ScratchTree tree;
+    tree.file("real/file.txt", "keep");
+    tree.link("linked", tree / "real");
+    const TreeDeleter deleter;
+
+    EXPECT_EQ(deleter.remove("relative/path").error().kind, DeleteError::Kind::invalidPath);
+    EXPECT_EQ(deleter.remove("/").error().kind, DeleteError::Kind::invalidPath);
+    EXPECT_EQ(deleter.remove(tree / "real/..").error().kind, DeleteError::Kind::invalidPath);
+    EXPECT_EQ(deleter.remove(tree / "real/../real/file.txt").error().kind, DeleteError::Kind::invalidPath);
+    auto missing = deleter.remove(tree / "real/missing");
+    EXPECT_EQ(missing.error().kind, DeleteError::Kind::notFound);
+    EXPECT_EQ(missing.error().message, "Existiert nicht mehr");
+    auto throughLink = deleter.remove(tree / "linked/file.txt");
+    EXPECT_EQ(throughLink.error().kind, DeleteError::Kind::unsafeLocation);
+    EXPECT_EQ(contentOf(tree / "real/file.txt"), "keep");
+}
+
+TEST(TreeDeleter, ATenThousandDeepChainNeedsNeitherStackNorManyDescriptors) {
+    ScratchTree tree;
+    constexpr int depth = 10'000;
+    // Built through descriptors: the full path is far beyond PATH_MAX.
+    int fd = ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(fd, 0);
+    for (int i = 0; i < depth; ++i) {
+        ASSERT_EQ(::mkdirat(fd, "d", 0755), 0);
+        const int next = ::openat(fd, "d", O_RDONLY | O_DIRECTORY);
+        ::close(fd);
+        ASSERT_GE(next, 0);
+        fd = next;
+    }
+    ::close(::openat(fd, "bottom.txt", O_WRONLY | O_CREAT, 0600));
+    ::close(fd);
+
+    rlimit old{};
+    ::getrlimit(RLIMIT_NOFILE, &old);
+    rlimit tight = old;
+    tight.rlim_cur = 64;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    auto stats = TreeDeleter().remove(tree / "d");
+    ::setrlimit(RLIMIT_NOFILE, &old);
+
+    ASSERT_TRUE(stats) << stats.error().message;
+    EXPECT_EQ(stats->removedEntries, depth + 1);
+    EXPECT_FALSE(present(tree / "d"));
+}
+
+TEST(TreeDeleter, AFolderSwappedForALinkDuringTheWalkIsNeverFollowed) {
+    // The swap happens once right after the folder above was listed, once right before the folder
+    // itself is opened (after it was examined) – the two windows a racing program could use.
+    for (const auto moment : {TreeDeleter::Event::listed, TreeDeleter::Event::descending}) {
+        ScratchTree tree;
+        for (int i = 0; i < 5; ++i)
+            tree.file("protected/file" + std::to_string(i), "secret " + std::to_string(i));
+        tree.file("protected/inner/deep.txt", "deep");
+        const auto protectedBefore = snapshot(tree / "protected");
+        tree.file("item/a/sub/x.txt");
+        tree.file("item/a/sibling.txt");
+        const fs::path watched = moment == TreeDeleter::Event::listed ? "a" : "a/sub";
+
+        bool swapped = false;
+        const TreeDeleter deleter([&](TreeDeleter::Event event, const fs::path& relative) {
+            if (swapped || event != moment || relative != watched)
+                return;
+            fs::rename(tree / "item/a/sub", tree / "stash");
+            fs::create_symlink(tree / "protected", tree / "item/a/sub");
+            swapped = true;
+        });
+        auto stats = deleter.remove(tree / "item");
+        ASSERT_TRUE(swapped);
+        ASSERT_TRUE(stats) << stats.error().message;
+        EXPECT_FALSE(present(tree / "item"));
+        EXPECT_EQ(snapshot(tree / "protected"), protectedBefore);
+        EXPECT_TRUE(present(tree / "stash/x.txt"));
+    }
+}
+
+TEST(TreeDeleter, AFolderReplacedByAnotherIsNotEntered) {
+    ScratchTree tree;
+    tree.file("item/a/sub/x.txt");
+    tree.file("item/b.txt");
+    const TreeDeleter deleter([&](TreeDeleter::Event event, const fs::path& relative) {
+        if (event == TreeDeleter::Event::descending && relative == "a/sub" && !present(tree / "stash")) {
+            fs::rename(tree / "item/a/sub", tree / "stash");
+            tree.file("item/a/sub/decoy.txt", "decoy");
+        }
+    });
+    auto result = deleter.remove(tree / "item");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().kind, DeleteError::Kind::failed);
+    EXPECT_EQ(result.error().message, "Wurde während des Löschens ausgetauscht – nicht angefasst: a/sub");
+    EXPECT_EQ(contentOf(tree / "item/a/sub/decoy.txt"), "decoy");
+    EXPECT_FALSE(present(tree / "item/b.txt"));
+}
+
+TEST(TreeDeleter, AFolderMovedAwayDuringADeepWalkStopsTheWayUp) {
+    ScratchTree tree;
+    fs::path chain = "item";
+    for (int i = 0; i < 60; ++i)
+        chain /= "d";
+    tree.file(chain / "leaf.txt");
+    tree.file("elsewhere/precious.txt", "precious");
+    // Deep in the walk, a folder near the top (whose descriptor is closed by then) is moved out; going
+    // back up through ".." would lead into "elsewhere".
+    bool moved = false;
+    const TreeDeleter deleter([&](TreeDeleter::Event event, const fs::path& relative) {
+        if (!moved && event == TreeDeleter::Event::listed &&
+            std::distance(relative.begin(), relative.end()) == 59) {
+            fs::rename(tree / "item/d/d/d", tree / "elsewhere/d");
+            moved = true;
+        }
+    });
+    auto result = deleter.remove(tree / "item");
+    ASSERT_TRUE(moved);
+    ASSERT_FALSE(result);
+    EXPECT_TRUE(
+        result.error().message.starts_with("Ordner wurde während des Löschens verschoben – abgebrochen"));
+    EXPECT_EQ(contentOf(tree / "elsewhere/precious.txt"), "precious");
+    EXPECT_TRUE(present(tree / "item/d/d"));
+}
+
+TEST(TreeDeleter, AnUnchangeableFolderStaysAndEverythingElseGoes) {
+    ScratchTree tree;
+    tree.file("item/first.txt");
+    tree.file("item/locked/one.txt", "1");
+    tree.file("item/locked/two.txt", "2");
+    tree.file("item/later/last.txt");
+    FrozenFolder frozen(tree / "item/locked");
+    if (!frozen.active())
+        GTEST_SKIP() << "cannot make a folder unchangeable here (immutable attribute unsupported)";
+
+    auto result = TreeDeleter().remove(tree / "item");
+    frozen.thaw();
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().kind, DeleteError::Kind::failed);
+    EXPECT_TRUE(result.error().code == EPERM || result.error().code == EACCES);
+    EXPECT_TRUE(result.error().message.starts_with("Keine Berechtigung: locked/")) << result.error().message;
+    EXPECT_EQ(result.error().failedEntries, 2);
+    EXPECT_EQ(result.error().removed.removedEntries, 3);
+    EXPECT_EQ(snapshot(tree / "item"),
+              (std::map<std::string, std::string>{
+                  {"locked", "folder"}, {"locked/one.txt", "file:1"}, {"locked/two.txt", "file:2"}}));
+}
+
+TEST(TreeDeleter, NeverEntersAnotherVolume) {
+    ScratchTree tree;
+    tree.file("item/before.txt");
+    tree.folder("item/mnt");
+    ScratchMount mount(tree / "item/mnt");
+    if (!mount.active())
+        GTEST_SKIP() << "mounting needs root and CAP_SYS_ADMIN";
+    tree.file("item/mnt/on-the-volume.txt", "volume");
+
+    auto result = TreeDeleter().remove(tree / "item");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().message, "Enthält ein anderes Volume – dort wird nichts gelöscht: mnt");
+    EXPECT_EQ(contentOf(tree / "item/mnt/on-the-volume.txt"), "volume");
+    EXPECT_FALSE(present(tree / "item/before.txt"));
+
+    auto itself = TreeDeleter().remove(tree / "item/mnt");
+    ASSERT_FALSE(itself);
+    EXPECT_EQ(itself.error().message, "Ist ein eigenes Volume (Einhängepunkt) – nicht angefasst");
+    EXPECT_EQ(itself.error().removed.removedEntries, 0);
+    EXPECT_TRUE(present(tree / "item/mnt/on-the-volume.txt"));
+}
+
+TEST(TreeDeleter, StopsAtOnceWhenCancelled) {
+    ScratchTree tree;
+    for (int i = 0; i < 20; ++i)
+        tree.file("item/f" + std::to_string(i));
+    std::stop_source source;
+    const TreeDeleter deleter([&](TreeDeleter::Event, const fs::path&) { source.request_stop(); });
+    auto result = deleter.remove(tree / "item", source.get_token());
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().kind, DeleteError::Kind::cancelled);
+    EXPECT_EQ(result.error().message, "Abgebrochen");
+    EXPECT_EQ(result.error().removed.removedEntries, 0);
+    EXPECT_EQ(countEntries(tree / "item"), 21);
+}
