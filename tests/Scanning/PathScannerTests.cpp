@@ -1,0 +1,246 @@
+#include "Platform/ScratchTree.hpp"
+#include "Scanning/Catalog.hpp"
+#include "Scanning/PathScanner.hpp"
+#include "Scanning/ScanContext.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace velmora;
+using namespace std::chrono_literals;
+using velmora::scratch::ScratchTree;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Counts logical bytes of regular files without following links: enough to see what was measured.
+class LogicalSizer : public SizeMeasurer {
+public:
+    std::int64_t size(const fs::path& location, std::stop_token) const override {
+        struct stat st{};
+        if (::lstat(location.c_str(), &st) != 0 || S_ISLNK(st.st_mode))
+            return 0;
+        if (S_ISREG(st.st_mode))
+            return st.st_size;
+        std::int64_t total = 0;
+        std::error_code ec;
+        for (fs::recursive_directory_iterator it(location, ec), end; !ec && it != end; it.increment(ec))
+            if (it->is_regular_file(ec) && !it->is_symlink(ec))
+                total += static_cast<std::int64_t>(it->file_size(ec));
+        return total;
+    }
+};
+
+ScanContext contextFor(const ScratchTree& tree) {
+    ScanContext context;
+    context.rootPrefix = tree.root();
+    context.home = tree / "Users/anna";
+    context.userCacheDir = tree / "private/var/folders/xy/abc/C";
+    context.sizer = std::make_shared<LogicalSizer>();
+    context.tools = std::make_shared<ToolLocator>(ToolLocator{{}, [](const fs::path&) { return false; }});
+    context.now = std::chrono::system_clock::now();
+    return context;
+}
+
+std::vector<Finding> scan(const PathRule& rule, const ScanContext& context) {
+    auto result = PathScanner(rule).scan(context, {});
+    EXPECT_TRUE(result.has_value());
+    return result.value_or(std::vector<Finding>{});
+}
+
+std::vector<std::string> itemNames(const Finding& finding) {
+    std::vector<std::string> names;
+    for (const auto& item : finding.items)
+        names.push_back(item.name);
+    return names;
+}
+
+void setAge(const fs::path& path, std::chrono::system_clock::time_point when) {
+    const auto secs = std::chrono::duration_cast<std::chrono::seconds>(when.time_since_epoch()).count();
+    const struct timespec times[2] = {{secs, 0}, {secs, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+}
+
+void writeArchive(const ScratchTree& tree, const std::string& relative, const std::string& creationDate) {
+    tree.folder("Users/anna/Library/Developer/Xcode/Archives/" + relative);
+    if (!creationDate.empty())
+        tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
+                  R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CreationDate</key><date>)" +
+                      creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
+    else
+        tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist", "not a plist");
+}
+
+} // namespace
+
+TEST(PathScanner, WildcardsMatchVisibleEntriesAndNameHuggingFaceModels) {
+    ScratchTree tree;
+    const auto context = contextFor(tree);
+    const auto& rule = Catalog::rule("ai.huggingFace");
+    EXPECT_TRUE(scan(rule, context).empty()); // nothing there: no finding, not an empty one
+    tree.folder("Users/anna/.cache/huggingface/hub"); // a folder that matches nothing
+    EXPECT_TRUE(scan(rule, context).empty());
+
+    tree.file("Users/anna/.cache/huggingface/hub/models--meta--llama--3/blob", std::string(300, 'x'));
+    tree.file("Users/anna/.cache/huggingface/hub/datasets--squad/data", std::string(50, 'x'));
+    tree.file("Users/anna/.cache/huggingface/hub/.models--hidden/x", "hidden");
+    tree.file("Users/anna/.cache/huggingface/hub/version.txt", "1");
+    const auto findings = scan(rule, context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), (std::vector<std::string>{"meta/llama/3", "squad"}));
+    EXPECT_EQ(findings[0].size, 350);
+    EXPECT_EQ(findings[0].category, Category::aiLeftovers);
+    EXPECT_EQ(findings[0].items[0].url, tree / "Users/anna/.cache/huggingface/hub/models--meta--llama--3");
+    EXPECT_EQ(findings[0].commandPreview,
+              "rm -rf " + (tree / "Users/anna/.cache/huggingface/hub/models--meta--llama--3").string() + " " +
+                  (tree / "Users/anna/.cache/huggingface/hub/datasets--squad").string());
+}
+
+TEST(PathScanner, SymbolicLinksAreNeitherFollowedNorMatched) {
+    ScratchTree tree;
+    const auto context = contextFor(tree);
+    tree.file("elsewhere/DerivedData/Big/file", std::string(5000, 'x'));
+    tree.file("elsewhere/Project/file", std::string(700, 'x'));
+    tree.folder("Users/anna/Library/Developer/Xcode");
+    // A link on the way to the pattern, and a link that is itself a match.
+    tree.link("Users/anna/Library/Developer/Xcode/DerivedData", tree / "elsewhere/DerivedData");
+    EXPECT_TRUE(scan(Catalog::rule("xcode.derivedData"), context).empty());
+
+    fs::remove(tree / "Users/anna/Library/Developer/Xcode/DerivedData");
+    tree.file("Users/anna/Library/Developer/Xcode/DerivedData/App-abc/x", std::string(100, 'x'));
+    tree.link("Users/anna/Library/Developer/Xcode/DerivedData/Linked", tree / "elsewhere/Project");
+    const auto findings = scan(Catalog::rule("xcode.derivedData"), context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), std::vector<std::string>{"App-abc"});
+    EXPECT_EQ(findings[0].size, 100);
+}
+
+TEST(PathScanner, AgeFilterUsesTheContextsNow) {
+    ScratchTree tree;
+    auto context = contextFor(tree);
+    PathRule rule = Catalog::rule("simulators.logs");
+    rule.patterns = {"Library/Logs/App/*.log"};
+    rule.minAgeDays = 30;
+    const auto recent = tree.file("Users/anna/Library/Logs/App/recent.log", "r");
+    const auto old = tree.file("Users/anna/Library/Logs/App/old.log", "o");
+    setAge(recent, context.now - 29 * 24h);
+    setAge(old, context.now - 31 * 24h);
+    const auto findings = scan(rule, context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), std::vector<std::string>{"old.log"});
+}
+
+TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
+    ScratchTree tree;
+    const auto context = contextFor(tree);
+    writeArchive(tree, "2026-01-01/A 10.00.xcarchive", "2026-01-01T10:00:00Z");
+    writeArchive(tree, "2026-01-01/B 10.00.xcarchive", "2026-01-01T10:00:00Z");
+    writeArchive(tree, "2026-03-05/C.xcarchive", "2026-03-05T08:00:00Z");
+    writeArchive(tree, "2025-12-24/Broken.xcarchive", "");
+    writeArchive(tree, "2026-02-02/NoDate.xcarchive", "");
+    const auto findings = scan(Catalog::rule("xcode.archives"), context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), (std::vector<std::string>{"C", "A 10.00", "B 10.00", "Broken", "NoDate"}));
+    ASSERT_TRUE(findings[0].items[0].date);
+    EXPECT_EQ(*findings[0].items[0].date, std::chrono::sys_days{std::chrono::year{2026} / 3 / 5} + 8h);
+    EXPECT_FALSE(findings[0].items[3].date);
+    EXPECT_EQ(findings[0].method, RemovalMethod::trash());
+    EXPECT_TRUE(findings[0].commandPreview->starts_with("In den Papierkorb: " + tree.root().string()));
+}
+
+TEST(PathScanner, RubyRuleNeverMatchesTheCredentialsFile) {
+    ScratchTree tree;
+    const auto context = contextFor(tree);
+    tree.file("Users/anna/.gem/credentials", "---\n:rubygems_api_key: secret\n");
+    tree.file("Users/anna/.gem/specs/index", std::string(40, 'x'));
+    tree.file("Users/anna/.gem/ruby/3.3.0/gems/x", std::string(60, 'x'));
+    const auto findings = scan(Catalog::rule("languages.ruby"), context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), (std::vector<std::string>{"ruby", "specs"}));
+}
+
+TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
+    ScratchTree tree;
+    auto context = contextFor(tree);
+    PathRule rule = Catalog::rule("system.iosUpdates");
+    rule.patterns = {"Library/iTunes/iPhone Software Updates/*.ipsw"};
+    rule.companionExtensions = {"signature"};
+    rule.minSize = 10;
+    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.ipsw", std::string(100, 'x'));
+    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.signature", std::string(20, 'x'));
+    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/tiny.ipsw", "x");
+    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw", std::string(100, 'x'));
+    context.claims->claim({tree / "Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw"});
+    const auto findings = scan(rule, context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(itemNames(findings[0]), (std::vector<std::string>{"iPhone15.ipsw", "iPhone15.signature"}));
+    EXPECT_EQ(findings[0].size, 120);
+}
+
+TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
+    ScratchTree tree;
+    auto context = contextFor(tree);
+    tree.file("Users/anna/.npm/_cacache/index", std::string(10, 'x'));
+    tree.file("Users/anna/Library/pnpm/store/v3/x", std::string(10, 'x'));
+
+    auto npm = scan(Catalog::rule("languages.npm"), context);
+    ASSERT_EQ(npm.size(), 1u);
+    EXPECT_EQ(npm[0].method, RemovalMethod::deleteDirectly());
+    auto pnpm = scan(Catalog::rule("languages.pnpm"), context);
+    ASSERT_EQ(pnpm.size(), 1u);
+    EXPECT_EQ(pnpm[0].risk, Risk::hintOnly);
+    EXPECT_EQ(pnpm[0].method.kind(), RemovalKind::hint);
+
+    context.tools = std::make_shared<ToolLocator>(
+        ToolLocator{{"/opt/homebrew/bin"}, [](const fs::path& p) { return p.filename() != "go"; }});
+    npm = scan(Catalog::rule("languages.npm"), context);
+    EXPECT_EQ(npm[0].method, Catalog::rule("languages.npm").method);
+    EXPECT_EQ(npm[0].commandPreview, "npm cache clean --force");
+    pnpm = scan(Catalog::rule("languages.pnpm"), context);
+    EXPECT_EQ(pnpm[0].risk, Risk::safe);
+    EXPECT_EQ(pnpm[0].commandPreview, "pnpm store prune");
+}
+
+TEST(PathScanner, AbsoluteRulesResolveBelowTheRootPrefixAndHintsShowThePlace) {
+    ScratchTree tree;
+    const auto context = contextFor(tree);
+    tree.file("Library/Developer/CommandLineTools/usr/bin/clang", std::string(64, 'x'));
+    const auto findings = scan(Catalog::rule("xcode.libraryDeveloper"), context);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(findings[0].risk, Risk::hintOnly);
+    EXPECT_EQ(findings[0].method,
+              RemovalMethod::hint(HintAction{HintAction::RevealInFinder{tree / "Library/Developer/CommandLineTools"}}));
+    EXPECT_EQ(findings[0].commandPreview, std::nullopt);
+}
+
+TEST(Catalog, EveryRowIsFiledUnderItsIdentifiersCategory) {
+    const auto& rules = Catalog::rules(PlatformLayout::macOS);
+    EXPECT_EQ(rules.size(), 47u);
+    for (const auto& rule : rules) {
+        EXPECT_EQ(categoryForScannerID(rule.id), rule.category) << rule.id;
+        EXPECT_FALSE(rule.summary.empty()) << rule.id;
+        EXPECT_EQ(&Catalog::rule(rule.id), &rule);
+        // Hint rows only ever explain.
+        EXPECT_EQ(rule.risk == Risk::hintOnly, rule.method.kind() == RemovalKind::hint) << rule.id;
+    }
+    for (const char* id : {"toolchains.docker", "toolchains.utm", "toolchains.parallels", "toolchains.orbstack",
+                           "toolchains.arduinoPackages", "xcode.libraryDeveloper"})
+        EXPECT_EQ(Catalog::rule(id).method.kind(), RemovalKind::hint) << id;
+    EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns.size(), 15u);
+    EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns[5], ".gemini/log");
+    EXPECT_EQ(Catalog::rule("languages.bun").summary,
+              "Heruntergeladene Pakete von Bun. Werden bei der nächsten Installation bei Bedarf neu geladen.");
+    EXPECT_EQ(Catalog::rule("xcode.instruments").blockingApps.size(), 2u);
+
+    // The Linux layout keeps only rows that exist there, with their Linux places.
+    for (const auto& rule : Catalog::rules(PlatformLayout::linux))
+        EXPECT_FALSE(rule.id.starts_with("xcode.")) << rule.id;
+    EXPECT_EQ(Catalog::rule("languages.pip", PlatformLayout::linux).patterns, std::vector<std::string>{".cache/pip"});
+    EXPECT_EQ(Catalog::scanners(PlatformLayout::macOS).size(), rules.size());
+}
+
+TEST(CatalogDeathTest, UnknownRuleIdStopsTheProgram) {
+    EXPECT_DEATH((void)Catalog::rule("languages.cobol"), "Unbekannte PathRule-ID: languages.cobol");
+}
