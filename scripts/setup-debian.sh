@@ -7,7 +7,7 @@ PACKAGES=(
   build-essential cmake ninja-build pkg-config clang clang-format
   nlohmann-json3-dev libplist-dev libicu-dev libfmt-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  gdu
+  gdu time
 )
 missing=()
 for p in "${PACKAGES[@]}"; do

@@ -1,0 +1,34 @@
+// Free and total bytes of a volume from statvfs.
+#include "Platform/DiskInfo.hpp"
+
+#include <limits>
+
+#include <sys/statvfs.h>
+
+namespace velmora {
+
+namespace {
+
+// Block counts times block size, clamped so that an absurd report cannot overflow.
+std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
+    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (blockSize != 0 && blocks > largest / blockSize)
+        return std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(blocks * blockSize);
+}
+
+} // namespace
+
+std::expected<DiskSpace, DiskInfoError> DiskInfo::diskSpace(const std::filesystem::path& home) const {
+    struct statvfs volume;
+    if (::statvfs(home.c_str(), &volume) != 0)
+        return std::unexpected(DiskInfoError::capacityUnavailable);
+    // Pseudo file systems (proc, sysfs) answer with zero blocks: that is no capacity at all.
+    const std::uint64_t blockSize = volume.f_frsize != 0 ? volume.f_frsize : volume.f_bsize;
+    const std::int64_t total = bytes(volume.f_blocks, blockSize);
+    if (total <= 0)
+        return std::unexpected(DiskInfoError::capacityUnavailable);
+    return DiskSpace{.free = bytes(volume.f_bavail, blockSize), .total = total};
+}
+
+} // namespace velmora

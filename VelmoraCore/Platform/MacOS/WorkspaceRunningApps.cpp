@@ -1,0 +1,203 @@
+// Running processes and applications on macOS, from the kernel process table and the Info.plist of
+// the application bundle around each executable.
+#include "Platform/WorkspaceRunningApps.hpp"
+
+#include "Support/Text.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <libproc.h>
+#include <plist/plist.h>
+#include <sys/param.h>
+#include <sys/proc_info.h>
+#include <sys/sysctl.h>
+#include <sys/types.h>
+
+namespace velmora {
+
+namespace {
+
+struct KernelProcess {
+    pid_t pid = 0;
+    std::string command; // the kernel's short name, for when proc_name cannot tell
+};
+
+std::vector<KernelProcess> processTable() {
+    int mib[3] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
+    // The table can grow between asking for its size and reading it: ask again a few times.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        std::size_t length = 0;
+        if (::sysctl(mib, 3, nullptr, &length, nullptr, 0) != 0)
+            return {};
+        std::vector<kinfo_proc> table(length / sizeof(kinfo_proc) + 32);
+        length = table.size() * sizeof(kinfo_proc);
+        if (::sysctl(mib, 3, table.data(), &length, nullptr, 0) != 0) {
+            if (errno == ENOMEM)
+                continue;
+            return {};
+        }
+        table.resize(length / sizeof(kinfo_proc));
+        std::vector<KernelProcess> processes;
+        processes.reserve(table.size());
+        for (const kinfo_proc& entry : table) {
+            // pid 0 is the kernel itself.
+            if (entry.kp_proc.p_pid <= 0)
+                continue;
+            const char* comm = entry.kp_proc.p_comm;
+            processes.push_back(
+                {entry.kp_proc.p_pid, std::string(comm, ::strnlen(comm, sizeof entry.kp_proc.p_comm))});
+        }
+        return processes;
+    }
+    return {};
+}
+
+std::filesystem::path executableOf(pid_t pid) {
+    char buffer[PROC_PIDPATHINFO_MAXSIZE];
+    if (::proc_pidpath(pid, buffer, sizeof buffer) <= 0)
+        return {};
+    return std::string(buffer, ::strnlen(buffer, sizeof buffer));
+}
+
+std::string nameOf(pid_t pid) {
+    char buffer[2 * MAXCOMLEN + 1];
+    const int length = ::proc_name(pid, buffer, sizeof buffer);
+    if (length <= 0)
+        return {};
+    return std::string(buffer, ::strnlen(buffer, sizeof buffer));
+}
+
+// The innermost ".app" folder the executable lies in (a helper app inside an app is its own app).
+std::optional<std::filesystem::path> enclosingBundle(const std::filesystem::path& executable) {
+    for (std::filesystem::path folder = executable.parent_path(); folder.has_relative_path();
+         folder = folder.parent_path()) {
+        std::string extension = folder.extension().string();
+        std::transform(extension.begin(), extension.end(), extension.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        if (extension == ".app")
+            return folder;
+    }
+    return std::nullopt;
+}
+
+struct BundleInfo {
+    std::string identifier;
+    std::string name; // empty when the bundle does not name itself
+};
+
+std::optional<std::string> stringValue(plist_t dict, const char* key) {
+    plist_t node = ::plist_dict_get_item(dict, key);
+    if (node == nullptr || ::plist_get_node_type(node) != PLIST_STRING)
+        return std::nullopt;
+    char* value = nullptr;
+    ::plist_get_string_val(node, &value);
+    if (value == nullptr)
+        return std::nullopt;
+    std::string result = Text::repairUTF8(value);
+    std::free(value);
+    return result;
+}
+
+// CFBundleIdentifier and the display name from Contents/Info.plist, XML or binary.
+std::optional<BundleInfo> readBundle(const std::filesystem::path& bundle) {
+    std::ifstream in(bundle / "Contents" / "Info.plist", std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    const std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (data.empty() || data.size() > 16 * 1024 * 1024)
+        return std::nullopt;
+    plist_t root = nullptr;
+    const auto length = static_cast<std::uint32_t>(data.size());
+    if (::plist_is_binary(data.data(), length))
+        ::plist_from_bin(data.data(), length, &root);
+    else
+        ::plist_from_xml(data.data(), length, &root);
+    if (root == nullptr)
+        return std::nullopt;
+    std::optional<BundleInfo> info;
+    if (::plist_get_node_type(root) == PLIST_DICT) {
+        if (std::optional<std::string> identifier = stringValue(root, "CFBundleIdentifier");
+            identifier && !identifier->empty()) {
+            info = BundleInfo{*identifier, {}};
+            if (auto name = stringValue(root, "CFBundleDisplayName"); name && !name->empty())
+                info->name = *name;
+            else if (auto shortName = stringValue(root, "CFBundleName"); shortName && !shortName->empty())
+                info->name = *shortName;
+        }
+    }
+    ::plist_free(root);
+    return info;
+}
+
+// Bundle identifiers are reverse-DNS names; anything else is refused before it reaches a script.
+bool plausibleBundleID(std::string_view id) {
+    if (id.empty() || id.size() > 255)
+        return false;
+    return std::all_of(id.begin(), id.end(),
+                       [](unsigned char c) { return std::isalnum(c) || c == '.' || c == '-' || c == '_'; });
+}
+
+} // namespace
+
+std::vector<RunningProcessInfo> WorkspaceRunningApps::runningProcesses() const {
+    std::vector<RunningProcessInfo> processes;
+    for (const KernelProcess& process : processTable()) {
+        std::filesystem::path executable = executableOf(process.pid);
+        std::string name = nameOf(process.pid);
+        // Neither answer: the process ended while we were reading the table.
+        if (executable.empty() && name.empty())
+            continue;
+        if (name.empty())
+            name = process.command;
+        processes.push_back({process.pid, std::move(executable), Text::repairUTF8(name)});
+    }
+    return processes;
+}
+
+std::vector<RunningAppInfo> WorkspaceRunningApps::runningApplications() const {
+    std::vector<RunningAppInfo> apps;
+    std::map<std::filesystem::path, std::optional<BundleInfo>> bundles;
+    for (const RunningProcessInfo& process : runningProcesses()) {
+        const std::optional<std::filesystem::path> bundle = enclosingBundle(process.executable);
+        if (!bundle)
+            continue;
+        auto known = bundles.find(*bundle);
+        if (known == bundles.end())
+            known = bundles.emplace(*bundle, readBundle(*bundle)).first;
+        if (!known->second)
+            continue;
+        const BundleInfo& info = *known->second;
+        apps.push_back({process.pid, info.identifier, info.name.empty() ? process.name : info.name});
+    }
+    return apps;
+}
+
+bool WorkspaceRunningApps::terminateApplications(std::string_view bundleID) {
+    if (quitRunner_ == nullptr || !plausibleBundleID(bundleID))
+        return false;
+    const std::vector<RunningAppInfo> apps = runningApplications();
+    const bool running = std::any_of(apps.begin(), apps.end(),
+                                     [&](const RunningAppInfo& app) { return app.bundleID == bundleID; });
+    if (!running)
+        return false;
+    // A quit event rather than a signal, so that the app can ask to save open documents; osascript does
+    // not wait for that answer.
+    const std::string tell = "tell application id \"" + std::string(bundleID) + "\" to quit";
+    const auto result = quitRunner_->run(
+        "/usr/bin/osascript", {"-e", "ignoring application responses", "-e", tell, "-e", "end ignoring"},
+        std::chrono::seconds(10));
+    return result.has_value() && result->exitCode == 0;
+}
+
+} // namespace velmora

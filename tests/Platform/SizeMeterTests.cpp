@@ -1,0 +1,317 @@
+#include "Platform/SizeMeter.hpp"
+
+#include "Platform/TempTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <ftw.h>
+#include <set>
+#include <stop_token>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace velmora;
+using velmora::testing::allocatedBytes;
+using velmora::testing::TempTree;
+
+namespace {
+
+// Settings that make even small test trees run on several threads and climb back through "..".
+SizeMeter::Options stressed(unsigned threads) {
+    return SizeMeter::Options{
+        .threads = threads, .parallelAfterDirectories = 0, .openDirectoriesPerThread = 2};
+}
+
+struct Independent {
+    std::int64_t bytes = 0;
+    std::int64_t directories = 0;
+};
+
+// The count the meter must match, reached another way: nftw with lstat, each (device, inode) once.
+Independent independentCount(const std::filesystem::path& root) {
+    static thread_local std::set<std::pair<dev_t, ino_t>>* seen = nullptr;
+    static thread_local Independent* count = nullptr;
+    std::set<std::pair<dev_t, ino_t>> files;
+    Independent result;
+    seen = &files;
+    count = &result;
+    const auto visit = [](const char*, const struct stat* st, int type, FTW*) {
+        if (type == FTW_D)
+            ++count->directories;
+        if (type == FTW_F && S_ISREG(st->st_mode) && seen->insert({st->st_dev, st->st_ino}).second)
+            count->bytes += static_cast<std::int64_t>(st->st_blocks) * 512;
+        return 0;
+    };
+    EXPECT_EQ(::nftw(root.c_str(), visit, 32, FTW_PHYS), 0);
+    return result;
+}
+
+std::int64_t independentTotal(const std::filesystem::path& root) {
+    return independentCount(root).bytes;
+}
+
+// Every kind of entry the meter has to get right, in one tree.
+void buildMixedTree(const TempTree& tree) {
+    tree.file("a/one.txt", 1);
+    tree.file("a/empty", 0);
+    tree.file("a/b/c/big.bin", 300'000);
+    tree.file("a/b/c/d/e/f/g/leaf", 5000);
+    for (int i = 0; i < 40; ++i)
+        tree.file("many/" + std::to_string(i % 7) + "/f" + std::to_string(i),
+                  static_cast<std::size_t>(i) * 1500);
+    tree.folder("empty/nested/deeper");
+    tree.file("links/original", 70'000);
+    std::filesystem::create_hard_link(tree / "links/original", tree / "links/second");
+    std::filesystem::create_hard_link(tree / "links/original", tree / "a/b/third");
+    std::filesystem::create_symlink("../a", tree / "links/to-folder");
+    std::filesystem::create_symlink("original", tree / "links/to-file");
+    std::filesystem::create_symlink("loop2", tree / "links/loop1");
+    std::filesystem::create_symlink("loop1", tree / "links/loop2");
+    std::filesystem::create_symlink("..", tree / "links/up");
+    ASSERT_EQ(::mkfifo((tree / "a/pipe").c_str(), 0644), 0);
+    tree.file("odd/caf\xe9", 3000);
+    tree.file("odd/\xff\xfe folder/x", 9000);
+    tree.file("odd/new\nline", 100);
+}
+
+} // namespace
+
+TEST(SizeMeter, MatchesAnIndependentCountOnEveryThreadCount) {
+    TempTree tree;
+    buildMixedTree(tree);
+    const Independent independent = independentCount(tree.root());
+    const std::int64_t expected = independent.bytes;
+    ASSERT_GT(expected, 600'000);
+
+    for (unsigned threads : {1U, 2U, 4U, 8U}) {
+        const SizeMeter::Result result = SizeMeter(stressed(threads)).measure(tree.root());
+        EXPECT_EQ(result.bytes, expected) << threads << " threads";
+        EXPECT_EQ(result.unreadable, 0);
+        EXPECT_FALSE(result.stopped);
+        EXPECT_EQ(result.directories, independent.directories) << "folders read once, links never followed";
+    }
+    EXPECT_EQ(SizeMeter().size(tree.root()), expected) << "default options";
+    EXPECT_EQ(SizeMeter().size(tree.root().string() + "/"), expected) << "trailing slash";
+}
+
+TEST(SizeMeter, HardLinkedFileCountsOncePerMeasurement) {
+    TempTree tree;
+    const auto original = tree.file("pair/original", 1'000'000);
+    std::filesystem::create_hard_link(original, tree / "pair/second");
+    tree.folder("pair/sub");
+    std::filesystem::create_hard_link(original, tree / "pair/sub/third");
+    const std::int64_t one = allocatedBytes(original);
+    ASSERT_GE(one, 1'000'000);
+
+    for (unsigned threads : {1U, 4U}) {
+        const SizeMeter meter(stressed(threads));
+        const SizeMeter::Result result = meter.measure(tree / "pair");
+        EXPECT_EQ(result.bytes, one);
+        EXPECT_EQ(result.files, 1);
+        // The set of seen files belongs to one measurement: the next one counts the file again.
+        EXPECT_EQ(meter.size(tree / "pair"), one);
+        // A subtree holding only one of the names still counts the file.
+        EXPECT_EQ(meter.size(tree / "pair/sub"), one);
+    }
+    // A hard-linked file as the location is that file's size.
+    EXPECT_EQ(SizeMeter().size(tree / "pair/second"), one);
+}
+
+TEST(SizeMeter, SymbolicLinksCountZeroAndAreNeverFollowed) {
+    TempTree tree;
+    tree.file("large/a", 2'000'000);
+    tree.file("large/b/c", 1'000'000);
+    tree.folder("measured");
+    std::filesystem::create_symlink(tree / "large", tree / "measured/link-to-large");
+    std::filesystem::create_symlink(tree / "large/a", tree / "measured/link-to-file");
+    std::filesystem::create_symlink("nowhere", tree / "measured/dangling");
+    std::filesystem::create_symlink("self-loop", tree / "measured/self-loop");
+    std::filesystem::create_symlink(".", tree / "measured/dot");
+    std::filesystem::create_symlink(tree / "large", tree / "location-link");
+
+    const SizeMeter meter(stressed(2));
+    EXPECT_EQ(meter.size(tree / "measured"), 0);
+    EXPECT_EQ(meter.size(tree / "location-link"), 0);
+    EXPECT_EQ(meter.size(tree.root().string() + "/location-link/"), 0)
+        << "a trailing slash does not follow it";
+    EXPECT_EQ(meter.size(tree / "measured/link-to-file"), 0);
+    EXPECT_EQ(meter.size(tree / "measured/self-loop"), 0);
+    EXPECT_EQ(meter.size(tree / "large"), independentTotal(tree / "large"));
+}
+
+TEST(SizeMeter, OddLocations) {
+    TempTree tree;
+    const auto file = tree.file("single", 12'345);
+    ASSERT_EQ(::mkfifo((tree / "pipe").c_str(), 0644), 0);
+    tree.folder("empty");
+
+    const SizeMeter meter;
+    EXPECT_EQ(meter.size(file), allocatedBytes(file));
+    EXPECT_GT(meter.size(file), 12'000);
+    EXPECT_EQ(meter.size(tree / "pipe"), 0);
+    EXPECT_EQ(meter.size(tree / "empty"), 0);
+    EXPECT_EQ(meter.size(tree / "missing"), 0);
+    EXPECT_EQ(meter.measure(tree / "missing").unreadable, 0) << "missing is not unreadable";
+    EXPECT_EQ(meter.size(tree / "single/below-a-file"), 0);
+    EXPECT_EQ(meter.size(""), 0);
+    EXPECT_EQ(meter.size("/dev/null"), 0);
+}
+
+TEST(SizeMeter, SparseFileCountsOnlyItsAllocatedBlocks) {
+    TempTree tree;
+    const auto path = tree / "sparse.img";
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::ftruncate(fd, 512LL << 20), 0);
+    const std::string data(8192, 'd');
+    ASSERT_EQ(::pwrite(fd, data.data(), data.size(), 100LL << 20), static_cast<ssize_t>(data.size()));
+    ::close(fd);
+
+    const std::int64_t measured = SizeMeter().size(tree.root());
+    EXPECT_EQ(measured, allocatedBytes(path));
+    EXPECT_GE(measured, 8192);
+    EXPECT_LT(measured, 1 << 20) << "the 512 MB length is not what it occupies";
+}
+
+TEST(SizeMeter, NamesThatAreNotUtf8) {
+    TempTree tree;
+    tree.file("\xc3\x28 broken/\xff\xfe\xfd", 10'000);
+    tree.file("\xc3\x28 broken/Stra\xdf"
+              "e/\x80",
+              20'000);
+    const std::int64_t expected = independentTotal(tree.root());
+    ASSERT_GT(expected, 30'000);
+    const SizeMeter::Result result = SizeMeter(stressed(2)).measure(tree.root());
+    EXPECT_EQ(result.bytes, expected);
+    EXPECT_EQ(result.files, 2);
+}
+
+TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
+    TempTree tree;
+    tree.file("open/a", 40'000);
+    tree.file("open/deeper/b", 40'000);
+    tree.file("locked/secret", 500'000);
+    tree.file("listable-only/hidden", 300'000);
+    tree.file("zz-after/c", 40'000);
+    const std::int64_t readable = allocatedBytes(tree / "open/a") + allocatedBytes(tree / "open/deeper/b") +
+                                  allocatedBytes(tree / "zz-after/c");
+    // No permissions at all; and read without search: names can be listed, not examined.
+    std::filesystem::permissions(tree / "locked", std::filesystem::perms::none);
+    std::filesystem::permissions(tree / "listable-only", std::filesystem::perms::owner_read);
+
+    std::vector<SizeMeter::Result> results;
+    const bool bound = velmora::testing::runBoundByPermissions([&] {
+        // Effective rights: plain access() would answer for root's full set even here.
+        if (::faccessat(AT_FDCWD, (tree / "locked").c_str(), R_OK, AT_EACCESS) == 0)
+            return;
+        for (unsigned threads : {1U, 4U})
+            results.push_back(SizeMeter(stressed(threads)).measure(tree.root()));
+        // The location itself unreadable.
+        results.push_back(SizeMeter().measure(tree / "locked"));
+    });
+    if (!bound || results.empty())
+        GTEST_SKIP() << "cannot make a folder unreadable for this process";
+
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(results[i].bytes, readable);
+        EXPECT_EQ(results[i].unreadable, 2) << "the locked folder and the file that could not be examined";
+    }
+    EXPECT_EQ(results[2].bytes, 0);
+    EXPECT_EQ(results[2].unreadable, 1);
+}
+
+TEST(SizeMeter, FolderChainTenThousandDeep) {
+    TempTree tree;
+    // Built through descriptors: the full path is far longer than the system accepts in one piece.
+    constexpr int depth = 10'000;
+    std::int64_t expected = 0;
+    int current = ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_GE(current, 0);
+    for (int level = 0; level < depth; ++level) {
+        if (level % 100 == 0) {
+            TempTree::writeFile(current, "file", 4096 + static_cast<std::size_t>(level));
+            struct stat st;
+            ASSERT_EQ(::fstatat(current, "file", &st, AT_SYMLINK_NOFOLLOW), 0);
+            expected += static_cast<std::int64_t>(st.st_blocks) * 512;
+        }
+        if (level == 5000) {
+            ASSERT_EQ(::symlinkat("../..", current, "up"), 0);
+        }
+        ASSERT_EQ(::mkdirat(current, "d", 0755), 0);
+        const int next = ::openat(current, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ASSERT_GE(next, 0);
+        ::close(current);
+        current = next;
+    }
+    ::close(current);
+    ASSERT_GT(expected, 100 * 8192);
+
+    for (const SizeMeter::Options& options :
+         {SizeMeter::Options{.threads = 1}, stressed(4), SizeMeter::Options{.openDirectoriesPerThread = 1}}) {
+        const SizeMeter::Result result = SizeMeter(options).measure(tree.root());
+        EXPECT_EQ(result.bytes, expected);
+        EXPECT_EQ(result.files, depth / 100);
+        EXPECT_EQ(result.directories, depth + 1);
+        EXPECT_EQ(result.unreadable, 0);
+    }
+}
+
+TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
+    TempTree tree;
+    // Many empty files keep the walk busy; folders would make the tree slow to remove again.
+    for (int folder = 0; folder < 40; ++folder) {
+        const auto dir = tree.folder("t/" + std::to_string(folder));
+        const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ASSERT_GE(fd, 0);
+        for (int i = 0; i < 200; ++i)
+            TempTree::writeFile(fd, std::to_string(i).c_str(), i == 0 ? 1000 : 0);
+        ::close(fd);
+    }
+    const SizeMeter::Result full = SizeMeter().measure(tree.root());
+    ASSERT_EQ(full.directories, 1 + 1 + 40);
+    ASSERT_EQ(full.files, 40 * 200);
+
+    std::stop_source stopped;
+    stopped.request_stop();
+    const SizeMeter::Result none = SizeMeter().measure(tree.root(), stopped.get_token());
+    EXPECT_TRUE(none.stopped);
+    EXPECT_EQ(none.bytes, 0);
+    EXPECT_EQ(none.directories, 0);
+
+    // Stopped while walking, on one thread and on several: ends with part of the tree counted.
+    for (unsigned threads : {1U, 4U}) {
+        std::stop_source source;
+        SizeMeter::Result partial;
+        std::jthread measuring(
+            [&] { partial = SizeMeter(stressed(threads)).measure(tree.root(), source.get_token()); });
+        source.request_stop();
+        measuring.join();
+        EXPECT_TRUE(partial.stopped);
+        EXPECT_LT(partial.directories, full.directories);
+        EXPECT_LT(partial.bytes, full.bytes);
+    }
+}
+
+TEST(SizeMeter, ConcurrentMeasurementsKeepTheirOwnHardLinkSets) {
+    TempTree tree;
+    const auto original = tree.file("shared/original", 200'000);
+    for (int i = 0; i < 20; ++i) {
+        tree.folder("m" + std::to_string(i));
+        std::filesystem::create_hard_link(original, tree / ("m" + std::to_string(i)) / "link");
+        tree.file("m" + std::to_string(i) + "/own", 10'000);
+    }
+    const SizeMeter meter(stressed(3));
+    std::vector<std::int64_t> sizes(20);
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 20; ++i)
+            threads.emplace_back([&, i] { sizes[i] = meter.size(tree / ("m" + std::to_string(i))); });
+    }
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(sizes[i],
+                  allocatedBytes(original) + allocatedBytes(tree / ("m" + std::to_string(i)) / "own"));
+}

@@ -1,0 +1,91 @@
+#include "Platform/WorkspaceRunningApps.hpp"
+
+#include "Platform/TempTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include <unistd.h>
+
+using namespace velmora;
+using velmora::testing::TempTree;
+
+#ifdef __linux__
+
+namespace {
+
+void writeText(const std::filesystem::path& path, std::string_view text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+template <class Info> const Info* findPid(const std::vector<Info>& list, pid_t pid) {
+    const auto found =
+        std::find_if(list.begin(), list.end(), [&](const Info& info) { return info.pid == pid; });
+    return found == list.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+TEST(WorkspaceRunningApps, FindsThisTestProcess) {
+    WorkspaceRunningApps source;
+    const auto processes = source.runningProcesses();
+    const RunningProcessInfo* self = findPid(processes, ::getpid());
+    ASSERT_NE(self, nullptr);
+    EXPECT_EQ(self->executable, std::filesystem::read_symlink("/proc/self/exe"));
+    EXPECT_FALSE(self->name.empty());
+    EXPECT_EQ(self->executable.filename().string().substr(0, 15), self->name)
+        << "comm is the name, cut at 15";
+
+    const auto apps = source.runningApplications();
+    const RunningAppInfo* app = findPid(apps, ::getpid());
+    ASSERT_NE(app, nullptr);
+    EXPECT_EQ(app->bundleID, std::nullopt);
+    EXPECT_EQ(app->name, self->name);
+    EXPECT_FALSE(source.terminateApplications("de.tobrenlux.velmora2")) << "Linux has no bundle identifiers";
+}
+
+TEST(WorkspaceRunningApps, SkipsWhatCannotBeReadAndKernelThreads) {
+    TempTree proc;
+    // An ordinary process whose program was replaced while it runs.
+    writeText(proc / "100/comm", "editor\n");
+    writeText(proc / "100/cmdline", std::string("/usr/bin/editor\0file.txt\0", 25));
+    std::filesystem::create_symlink("/usr/bin/editor (deleted)", proc / "100/exe");
+    // Vanished between listing /proc and reading it.
+    proc.folder("200");
+    // A kernel thread: a name, no program, no command line.
+    writeText(proc / "300/comm", "kworker/0:1\n");
+    writeText(proc / "300/cmdline", "");
+    // Another user's process: the program is hidden, the command line is not.
+    writeText(proc / "400/comm", "caf\xe9\n");
+    writeText(proc / "400/cmdline", std::string("cafe\0", 5));
+    // Not processes.
+    writeText(proc / "self/comm", "nope\n");
+    writeText(proc / "12x/comm", "nope\n");
+    writeText(proc / "0/comm", "nope\n");
+    writeText(proc / "uptime", "1 2\n");
+
+    WorkspaceRunningApps source(nullptr, proc.root());
+    auto processes = source.runningProcesses();
+    std::sort(processes.begin(), processes.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
+    const std::vector<RunningProcessInfo> expected{
+        {100, "/usr/bin/editor", "editor"},
+        {300, "", "kworker/0:1"},
+        {400, "", "caf\xef\xbf\xbd"},
+    };
+    EXPECT_EQ(processes, expected);
+
+    auto apps = source.runningApplications();
+    std::sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
+    const std::vector<RunningAppInfo> expectedApps{
+        {100, std::nullopt, "editor"},
+        {400, std::nullopt, "caf\xef\xbf\xbd"},
+    };
+    EXPECT_EQ(apps, expectedApps);
+
+    EXPECT_TRUE(WorkspaceRunningApps(nullptr, proc / "missing").runningProcesses().empty());
+}
+
+#endif
