@@ -52,4 +52,34 @@ std::string lowercased(std::string_view utf8) {
     return out;
 }
 
+std::string removingMarks(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
+    const auto length = static_cast<int32_t>(utf8.size());
+    int32_t i = 0;
+    while (i < length) {
+        const int32_t start = i;
+        UChar32 c = 0;
+        U8_NEXT(s, i, length, c);
+        const bool isMark = c >= 0 && (U_GET_GC_MASK(c) & U_GC_M_MASK) != 0;
+        if (!isMark)
+            out.append(utf8.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)));
+    }
+    return out;
+}
+
+bool isValidUTF8(std::string_view bytes) {
+    const auto* s = reinterpret_cast<const uint8_t*>(bytes.data());
+    const auto length = static_cast<int32_t>(bytes.size());
+    int32_t i = 0;
+    while (i < length) {
+        UChar32 c = 0;
+        U8_NEXT(s, i, length, c);
+        if (c < 0)
+            return false;
+    }
+    return true;
+}
+
 } // namespace velmora::Text

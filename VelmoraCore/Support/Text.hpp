@@ -15,4 +15,11 @@ std::string repairUTF8(std::string_view bytes);
 // Unicode lower-casing, independent of the locale.
 std::string lowercased(std::string_view utf8);
 
+// Drops every combining mark (general categories Mn, Mc and Me), so that "au\u0301th" reads as "auth".
+// Bytes that are not valid UTF-8 are kept as they are.
+std::string removingMarks(std::string_view utf8);
+
+// True when the bytes are well-formed UTF-8.
+bool isValidUTF8(std::string_view bytes);
+
 } // namespace velmora::Text

@@ -1,0 +1,159 @@
+#include "Safety/KeepList.hpp"
+
+#include "Support/AtomicFile.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <fstream>
+#include <vector>
+
+namespace velmora {
+
+namespace {
+
+// A keep list holds a few hundred ids; a file far larger than this is not one.
+constexpr std::size_t maximumFileSize = 16 * 1024 * 1024;
+
+std::string jsonString(const std::string& text) {
+    const auto dumped = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    std::string out;
+    out.reserve(dumped.size());
+    for (const char c : dumped) {
+        if (c == '/')
+            out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+enum class FileState { missing, blank, readable, unreadable };
+
+FileState readFile(const std::filesystem::path& file, std::string& text) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (status.type() == std::filesystem::file_type::not_found)
+        return FileState::missing;
+    std::ifstream stream(file, std::ios::binary);
+    if (error || !stream)
+        return FileState::unreadable;
+    text.assign(maximumFileSize + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (stream.bad())
+        return FileState::unreadable;
+    const auto length = static_cast<std::size_t>(stream.gcount());
+    text.resize(length);
+    if (length > maximumFileSize)
+        return FileState::unreadable;
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos)
+        return FileState::blank;
+    return FileState::readable;
+}
+
+} // namespace
+
+KeepList::KeepList(std::filesystem::path fileURL) : fileURL_(std::move(fileURL)) {
+    std::string text;
+    switch (readFile(fileURL_, text)) {
+    case FileState::missing:
+    case FileState::blank:
+        return;
+    case FileState::unreadable:
+        preserveBeforeSaving_ = true;
+        return;
+    case FileState::readable:
+        if (auto decoded = decode(text))
+            ids_ = std::move(*decoded);
+        else
+            preserveBeforeSaving_ = true;
+        return;
+    }
+}
+
+std::filesystem::path KeepList::defaultFile(const std::filesystem::path& appDataFolder) {
+    return appDataFolder / "keep.json";
+}
+
+KeepList::IDs KeepList::ids() const {
+    std::lock_guard lock(mutex_);
+    return ids_;
+}
+
+bool KeepList::contains(const FindingID& id) const {
+    std::lock_guard lock(mutex_);
+    return ids_.contains(id);
+}
+
+std::expected<void, KeepListError> KeepList::add(const FindingID& id) {
+    std::lock_guard lock(mutex_);
+    auto changed = ids_;
+    changed.insert(id);
+    auto saved = save(changed);
+    if (saved)
+        ids_ = std::move(changed);
+    return saved;
+}
+
+std::expected<void, KeepListError> KeepList::remove(const FindingID& id) {
+    std::lock_guard lock(mutex_);
+    auto changed = ids_;
+    changed.erase(id);
+    auto saved = save(changed);
+    if (saved)
+        ids_ = std::move(changed);
+    return saved;
+}
+
+std::expected<void, KeepListError> KeepList::save(const IDs& ids) {
+    if (preserveBeforeSaving_) {
+        std::error_code error;
+        auto bad = fileURL_;
+        bad += ".bad";
+        std::filesystem::copy_file(fileURL_, bad, std::filesystem::copy_options::overwrite_existing, error);
+        if (error && error != std::errc::no_such_file_or_directory)
+            return std::unexpected(KeepListError{KeepListError::Kind::preserveUnreadable, error});
+    }
+    if (auto written = writeFileAtomically(fileURL_, encode(ids)); !written)
+        return std::unexpected(KeepListError{KeepListError::Kind::write, written.error().code});
+    preserveBeforeSaving_ = false;
+    return {};
+}
+
+std::string KeepList::encode(const IDs& ids) {
+    std::vector<const FindingID*> sorted;
+    sorted.reserve(ids.size());
+    for (const auto& id : ids)
+        sorted.push_back(&id);
+    std::sort(sorted.begin(), sorted.end(), [](const FindingID* a, const FindingID* b) {
+        return a->scannerID != b->scannerID ? a->scannerID < b->scannerID : a->key < b->key;
+    });
+    std::string text = "[\n";
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        text += i == 0 ? "  {\n" : ",\n  {\n";
+        text += "    \"key\" : " + jsonString(sorted[i]->key) + ",\n";
+        text += "    \"scannerID\" : " + jsonString(sorted[i]->scannerID) + "\n";
+        text += "  }";
+    }
+    text += "\n]";
+    return text;
+}
+
+std::optional<KeepList::IDs> KeepList::decode(std::string_view text) {
+    const auto json = nlohmann::json::parse(text, nullptr, false);
+    if (json.is_discarded() || !json.is_array())
+        return std::nullopt;
+    IDs ids;
+    for (const auto& element : json) {
+        if (!element.is_object())
+            return std::nullopt;
+        const auto scannerID = element.find("scannerID");
+        const auto key = element.find("key");
+        if (scannerID == element.end() || key == element.end() || !scannerID->is_string() ||
+            !key->is_string())
+            return std::nullopt;
+        ids.insert(FindingID{scannerID->get<std::string>(), key->get<std::string>()});
+    }
+    return ids;
+}
+
+} // namespace velmora

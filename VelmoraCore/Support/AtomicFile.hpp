@@ -1,0 +1,26 @@
+// Replacing a small file all at once: readers see the old contents or the new ones, never a mix, and
+// a failed write leaves the old file as it was.
+#pragma once
+
+#include <expected>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace velmora {
+
+struct AtomicWriteError {
+    enum class Step { createFolder, createTemporary, write, sync, replace };
+    Step step;
+    std::error_code code;
+
+    bool operator==(const AtomicWriteError&) const = default;
+};
+
+// Creates the parent folder (with its parents) when missing, writes `data` to a temporary file in
+// that folder, flushes it to disk and renames it over `file`. A new file gets mode 0644, an existing
+// one keeps its mode. On failure the temporary file is gone and `file` is untouched.
+std::expected<void, AtomicWriteError> writeFileAtomically(const std::filesystem::path& file,
+                                                          std::string_view data);
+
+} // namespace velmora

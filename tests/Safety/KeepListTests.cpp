@@ -1,0 +1,230 @@
+#include "Safety/KeepList.hpp"
+
+#include "Safety/TempTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace velmora;
+using velmora::testing::TempTree;
+
+namespace {
+
+std::string contentsOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::stringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+std::size_t entriesIn(const std::filesystem::path& folder) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator()));
+}
+
+// Makes every write to a regular file fail with EFBIG for as long as it lives; unlike a read-only
+// folder this also works for root.
+class NoFileGrowth {
+public:
+    NoFileGrowth() {
+        ::getrlimit(RLIMIT_FSIZE, &saved_);
+        savedHandler_ = std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, saved_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~NoFileGrowth() {
+        ::setrlimit(RLIMIT_FSIZE, &saved_);
+        std::signal(SIGXFSZ, savedHandler_);
+    }
+
+private:
+    rlimit saved_{};
+    void (*savedHandler_)(int) = nullptr;
+};
+
+const FindingID derivedData{"xcode.derivedData", ""};
+const FindingID npmCache{"dev.npm", "/Users/anna/.npm"};
+
+TEST(KeepList, WritesTheSortedPrettyPrintedFormAndReadsItBack) {
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    {
+        KeepList list(file);
+        for (const auto& id : {derivedData, npmCache, FindingID{"dev.npm", "b"}, FindingID{"dev.npm", "B"},
+                               FindingID{"ai.models", "Grüße \"zitiert\"\n"}})
+            ASSERT_TRUE(list.add(id));
+    }
+    EXPECT_EQ(contentsOf(file), "[\n"
+                                "  {\n"
+                                "    \"key\" : \"Grüße \\\"zitiert\\\"\\n\",\n"
+                                "    \"scannerID\" : \"ai.models\"\n"
+                                "  },\n"
+                                "  {\n"
+                                "    \"key\" : \"\\/Users\\/anna\\/.npm\",\n"
+                                "    \"scannerID\" : \"dev.npm\"\n"
+                                "  },\n"
+                                "  {\n"
+                                "    \"key\" : \"B\",\n"
+                                "    \"scannerID\" : \"dev.npm\"\n"
+                                "  },\n"
+                                "  {\n"
+                                "    \"key\" : \"b\",\n"
+                                "    \"scannerID\" : \"dev.npm\"\n"
+                                "  },\n"
+                                "  {\n"
+                                "    \"key\" : \"\",\n"
+                                "    \"scannerID\" : \"xcode.derivedData\"\n"
+                                "  }\n"
+                                "]");
+
+    KeepList reloaded(file);
+    EXPECT_EQ(reloaded.ids().size(), 5u);
+    EXPECT_TRUE(reloaded.contains(npmCache));
+    EXPECT_TRUE(reloaded.contains(FindingID{"ai.models", "Grüße \"zitiert\"\n"}));
+
+    ASSERT_TRUE(reloaded.remove(npmCache));
+    EXPECT_FALSE(reloaded.contains(npmCache));
+    EXPECT_FALSE(KeepList(file).contains(npmCache));
+}
+
+TEST(KeepList, EmptyListIsWrittenAsAnEmptyArray) {
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    KeepList list(file);
+    ASSERT_TRUE(list.add(derivedData));
+    ASSERT_TRUE(list.remove(derivedData));
+    EXPECT_EQ(contentsOf(file), "[\n\n]");
+    EXPECT_TRUE(KeepList::decode("[\n\n]").has_value());
+    // Removing what is not there still saves and succeeds.
+    EXPECT_TRUE(list.remove(npmCache));
+}
+
+TEST(KeepList, UndecodableFileLoadsEmptyAndIsSetAsideBeforeTheFirstSave) {
+    for (const auto& garbage : std::vector<std::string>{"{}", "garbage", "[{\"scannerID\":\"a\"}]",
+                                                        "[{\"scannerID\":1,\"key\":\"k\"}]", "[5]", "[",
+                                                        "\xFF\xFE[]", std::string(100'000, '[')}) {
+        TempTree tree;
+        const auto file = tree("/keep.json");
+        tree.file("/keep.json", garbage);
+        KeepList list(file);
+        EXPECT_TRUE(list.ids().empty()) << garbage.substr(0, 20);
+        ASSERT_TRUE(list.add(derivedData));
+        EXPECT_EQ(KeepList(file).ids(), KeepList::IDs{derivedData});
+        EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
+        // Set aside once: the next save does not overwrite the copy with the new list.
+        ASSERT_TRUE(list.add(npmCache));
+        EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
+    }
+
+    // An empty file holds nothing worth keeping.
+    TempTree tree;
+    tree.file("/keep.json", " \n");
+    KeepList list(tree("/keep.json"));
+    ASSERT_TRUE(list.add(derivedData));
+    EXPECT_FALSE(std::filesystem::exists(tree("/keep.json.bad")));
+}
+
+TEST(KeepList, ReadsWhatOtherEncodersWrite) {
+    const auto ids =
+        KeepList::decode(R"([{"scannerID":"dev.npm","key":"/x","extra":true},)"
+                         R"( {"key":"\/y","scannerID":"dev.npm"}, {"key":"/x","scannerID":"dev.npm"}])");
+    ASSERT_TRUE(ids);
+    EXPECT_EQ(*ids, (KeepList::IDs{{"dev.npm", "/x"}, {"dev.npm", "/y"}}));
+}
+
+TEST(KeepList, AddingAKeptIdRewritesTheSameList) {
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    tree.file("/keep.json", R"([{"scannerID":"xcode.derivedData","key":""}])");
+    KeepList list(file);
+    ASSERT_TRUE(list.contains(derivedData));
+    ASSERT_TRUE(list.add(derivedData));
+    EXPECT_EQ(contentsOf(file), KeepList::encode({derivedData}));
+    EXPECT_FALSE(std::filesystem::exists(tree("/keep.json.bad")));
+}
+
+TEST(KeepList, CreatesTheMissingFolder) {
+    TempTree tree;
+    const auto file = tree("/Library/Application Support/Velmora2/keep.json");
+    KeepList list(file);
+    EXPECT_TRUE(list.ids().empty());
+    ASSERT_TRUE(list.add(derivedData));
+    EXPECT_TRUE(KeepList(file).contains(derivedData));
+    EXPECT_EQ(KeepList::defaultFile(tree("/Library/Application Support/Velmora2")), file);
+}
+
+TEST(KeepList, FailedSaveChangesNeitherTheFileNorTheList) {
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    KeepList list(file);
+    ASSERT_TRUE(list.add(derivedData));
+    const auto before = contentsOf(file);
+    {
+        NoFileGrowth noGrowth;
+        const auto added = list.add(npmCache);
+        ASSERT_FALSE(added);
+        EXPECT_EQ(added.error().kind, KeepListError::Kind::write);
+        EXPECT_EQ(added.error().message(), "Konnte die Behalten-Liste nicht speichern.");
+        EXPECT_FALSE(list.remove(derivedData));
+    }
+    EXPECT_FALSE(list.contains(npmCache));
+    EXPECT_TRUE(list.contains(derivedData));
+    EXPECT_EQ(contentsOf(file), before);
+    EXPECT_EQ(entriesIn(tree.root()), 1u) << "no temporary file is left behind";
+
+    // The folder cannot even be made: a file stands where it should be.
+    tree.file("/blocked", "");
+    KeepList blocked(tree("/blocked/Velmora2/keep.json"));
+    EXPECT_FALSE(blocked.add(derivedData));
+    EXPECT_FALSE(blocked.contains(derivedData));
+}
+
+TEST(KeepList, ReadOnlyFolder) {
+    if (::geteuid() == 0)
+        GTEST_SKIP()
+            << "root writes into read-only folders; FailedSaveChangesNeitherTheFileNorTheList covers it";
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    KeepList list(file);
+    ASSERT_TRUE(list.add(derivedData));
+    std::filesystem::permissions(tree.root(),
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    EXPECT_FALSE(list.add(npmCache));
+    EXPECT_FALSE(list.contains(npmCache));
+    EXPECT_EQ(KeepList(file).ids(), KeepList::IDs{derivedData});
+}
+
+TEST(KeepList, AFolderWhereTheFileShouldBeIsNeverReplaced) {
+    TempTree tree;
+    tree.file("/keep.json/precious", "data");
+    KeepList list(tree("/keep.json"));
+    EXPECT_TRUE(list.ids().empty());
+    const auto added = list.add(derivedData);
+    ASSERT_FALSE(added);
+    EXPECT_FALSE(list.contains(derivedData));
+    EXPECT_EQ(contentsOf(tree("/keep.json/precious")), "data");
+}
+
+TEST(KeepList, ConcurrentChangesAreNotLost) {
+    TempTree tree;
+    const auto file = tree("/keep.json");
+    KeepList list(file);
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&list, t] {
+                for (int i = 0; i < 10; ++i)
+                    EXPECT_TRUE(list.add(FindingID{"thread." + std::to_string(t), std::to_string(i)}));
+            });
+    }
+    EXPECT_EQ(list.ids().size(), 40u);
+    EXPECT_EQ(KeepList(file).ids(), list.ids());
+}
+
+} // namespace
