@@ -1,9 +1,16 @@
 #include "Cli/CliApp.hpp"
 
+#include "Cli/CommonOptions.hpp"
+#include "Cli/GuardCommand.hpp"
+#include "Cli/KeepCommand.hpp"
+#include "Cli/ScanCommand.hpp"
+
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
+#include <cstdlib>
+#include <iostream>
 #include <ostream>
+#include <unistd.h>
 
 namespace velmora::cli {
 
@@ -13,31 +20,109 @@ constexpr const char* description =
     "Velmora 2 – findet Speicherplatz, den du zurückgewinnen kannst (Entwickler-Caches, Xcode-Daten,\n"
     "Toolchains, App-Caches, KI-Modelle …), erklärt jeden Fund und entfernt nur, was du auswählst.";
 
+constexpr const char* footer =
+    "Beispiele:\n"
+    "  velmora scan                      Speicherfresser im eigenen Benutzerordner finden\n"
+    "  velmora scan --json               dasselbe als JSON für Skripte\n"
+    "  velmora guard ~/Library/Caches/x  fragen, ob ein Pfad angefasst werden dürfte\n"
+    "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
+    "\nHilfe zu einem Befehl: velmora BEFEHL --help";
+
+void germanise(CLI::App& app) {
+    auto formatter = app.get_formatter();
+    formatter->label("Usage", "Aufruf");
+    formatter->label("OPTIONS", "OPTIONEN");
+    formatter->label("SUBCOMMAND", "BEFEHL");
+    formatter->label("SUBCOMMANDS", "BEFEHLE");
+    formatter->label("Options", "Optionen");
+    formatter->label("Subcommands", "Befehle");
+    formatter->label("Positionals", "Argumente");
+    formatter->label("POSITIONALS", "ARGUMENTE");
+    formatter->label("REQUIRED", "PFLICHT");
+    formatter->label("TEXT", "TEXT");
+    formatter->column_width(36);
+}
+
+// CLI11 speaks English; the common mistakes get a German sentence of their own.
+std::string germanParseError(const CLI::ParseError& error) {
+    const std::string what = error.what();
+    if (dynamic_cast<const CLI::ExtrasError*>(&error))
+        return "Unbekanntes Argument oder unbekannte Option (" + what + ")";
+    if (dynamic_cast<const CLI::RequiredError*>(&error))
+        return "Es fehlt eine Angabe (" + what + ")";
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error))
+        return "Falsche Zahl von Werten (" + what + ")";
+    return "Ungültiger Aufruf (" + what + ")";
+}
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
 } // namespace
 
 int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
     CLI::App app(description, "velmora");
+    germanise(app);
+    app.option_defaults()->group("Optionen");
     app.set_help_flag("-h,--help", "Diese Hilfe anzeigen");
     app.set_version_flag("--version", std::string("Velmora 2 (") + VELMORA_VERSION + ")", "Version anzeigen");
-    app.footer("Ohne Befehl zeigt velmora diese Hilfe an.");
+    app.footer(footer);
+    app.fallthrough();
+    app.require_subcommand(0, 1);
+
+    CommonOptions common;
+    addCommonOptions(app, common);
+    ScanOptions scanOptions;
+    auto* scan = addScanCommand(app, scanOptions);
+    GuardOptions guardOptions;
+    auto* guard = addGuardCommand(app, guardOptions);
+    KeepOptions keepOptions;
+    const auto keep = addKeepCommands(app, keepOptions);
+    for (auto* sub : app.get_subcommands({})) {
+        sub->group("Befehle");
+        germanise(*sub);
+        sub->set_help_flag("-h,--help", "Diese Hilfe anzeigen");
+    }
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
         app.parse(reversed);
     } catch (const CLI::CallForHelp&) {
-        out << app.help();
+        const auto parsed = app.get_subcommands();
+        out << app.help(parsed.empty() ? "" : parsed.front()->get_name());
         return exitOK;
     } catch (const CLI::CallForVersion&) {
         out << app.version() << '\n';
         return exitOK;
     } catch (const CLI::ParseError& e) {
-        err << "velmora: " << e.what() << "\nMehr dazu: velmora --help\n";
+        err << "velmora: " << germanParseError(e) << "\nMehr dazu: velmora --help\n";
         return exitUsage;
     }
-    if (app.get_subcommands().empty()) {
+    const auto parsed = app.get_subcommands();
+    if (parsed.empty()) {
         out << app.help();
         return exitOK;
     }
+    const auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
+    if (!setting) {
+        err << "velmora: " << setting.error() << "\n";
+        return exitUsage;
+    }
+    auto* command = parsed.front();
+    if (command == scan)
+        return runScanCommand(scanOptions, *setting, out, err,
+                              ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
+    if (command == guard)
+        return runGuardCommand(guardOptions, *setting, out);
+    if (command == keep.keep)
+        return runKeepCommand(keepOptions, *setting, out, err);
+    if (command == keep.unkeep)
+        return runUnkeepCommand(keepOptions, *setting, out, err);
+    if (command == keep.kept)
+        return runKeptCommand(*setting, out);
+    out << app.help();
     return exitOK;
 }
 

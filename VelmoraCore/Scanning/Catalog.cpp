@@ -14,8 +14,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-PathRule row(std::string id, std::string title, Risk risk, RemovalMethod method, std::vector<std::string> patterns,
-             std::string summary, PathBase base = PathBase::home) {
+PathRule row(std::string id, std::string title, Risk risk, RemovalMethod method,
+             std::vector<std::string> patterns, std::string summary, PathBase base = PathBase::home) {
     PathRule rule;
     rule.category = categoryForScannerID(id).value_or(Category::system);
     rule.id = std::move(id);
@@ -28,7 +28,9 @@ PathRule row(std::string id, std::string title, Risk risk, RemovalMethod method,
     return rule;
 }
 
-AppRef app(std::string bundleID, std::string name) { return AppRef{std::move(bundleID), name, name}; }
+AppRef app(std::string bundleID, std::string name) {
+    return AppRef{std::move(bundleID), name, name};
+}
 
 const RemovalMethod trash = RemovalMethod::trash();
 const RemovalMethod del = RemovalMethod::deleteDirectly();
@@ -36,7 +38,8 @@ const RemovalMethod del = RemovalMethod::deleteDirectly();
 const RemovalMethod reveal = RemovalMethod::hint(HintAction{HintAction::RevealInFinder{}});
 
 std::string packageSummary(const std::string& tool) {
-    return "Heruntergeladene Pakete von " + tool + ". Werden bei der nächsten Installation bei Bedarf neu geladen.";
+    return "Heruntergeladene Pakete von " + tool +
+           ". Werden bei der nächsten Installation bei Bedarf neu geladen.";
 }
 
 std::string pythonSummary(const std::string& tool) {
@@ -56,26 +59,29 @@ std::vector<PathRule> macRules() {
     oldLogs.grouping = Grouping::perMatch;
     rules.push_back(oldLogs);
 
-    rules.push_back(row("system.iosUpdates", "iPhone- und iPad-Softwareupdates", Risk::safe, trash,
-                        {"Library/iTunes/iPhone Software Updates", "Library/iTunes/iPad Software Updates"},
-                        "Heruntergeladene Updates für iPhone oder iPad (.ipsw). Nach der Installation braucht sie "
-                        "niemand mehr – bei Bedarf lädt der Mac sie neu."));
+    rules.push_back(
+        row("system.iosUpdates", "iPhone- und iPad-Softwareupdates", Risk::safe, trash,
+            {"Library/iTunes/iPhone Software Updates", "Library/iTunes/iPad Software Updates"},
+            "Heruntergeladene Updates für iPhone oder iPad (.ipsw). Nach der Installation braucht sie "
+            "niemand mehr – bei Bedarf lädt der Mac sie neu."));
 
-    auto claudeCache = row("ai.claudeCache", "Claude Desktop – Cache", Risk::safe, trash,
-                           {"Library/Application Support/Claude/Cache", "Library/Application Support/Claude/Code Cache",
-                            "Library/Application Support/Claude/GPUCache",
-                            "Library/Application Support/Claude/DawnGraphiteCache",
-                            "Library/Application Support/Claude/DawnWebGPUCache",
-                            "Library/Caches/com.anthropic.claudefordesktop*"},
-                           "Zwischenspeicher der Claude-App (Webinhalte, Grafik-Shader). Deine Unterhaltungen bleiben "
-                           "erhalten; Claude legt den Cache beim nächsten Start neu an.");
+    auto claudeCache =
+        row("ai.claudeCache", "Claude Desktop – Cache", Risk::safe, trash,
+            {"Library/Application Support/Claude/Cache", "Library/Application Support/Claude/Code Cache",
+             "Library/Application Support/Claude/GPUCache",
+             "Library/Application Support/Claude/DawnGraphiteCache",
+             "Library/Application Support/Claude/DawnWebGPUCache",
+             "Library/Caches/com.anthropic.claudefordesktop*"},
+            "Zwischenspeicher der Claude-App (Webinhalte, Grafik-Shader). Deine Unterhaltungen bleiben "
+            "erhalten; Claude legt den Cache beim nächsten Start neu an.");
     claudeCache.blockingApps = {claude};
     rules.push_back(claudeCache);
 
-    auto cowork = row("ai.coworkVM", "Claude Cowork – virtuelle Maschine", Risk::review, del,
-                      {"Library/Application Support/Claude/vm_bundles"},
-                      "Virtuelle Maschine für Cowork. Wird bei der nächsten Nutzung erneut heruntergeladen (~12 GB). "
-                      "Lohnt sich, wenn du Cowork selten nutzt.");
+    auto cowork =
+        row("ai.coworkVM", "Claude Cowork – virtuelle Maschine", Risk::review, del,
+            {"Library/Application Support/Claude/vm_bundles"},
+            "Virtuelle Maschine für Cowork. Wird bei der nächsten Nutzung erneut heruntergeladen (~12 GB). "
+            "Lohnt sich, wenn du Cowork selten nutzt.");
     cowork.blockingApps = {claude};
     rules.push_back(cowork);
 
@@ -87,169 +93,196 @@ std::vector<PathRule> macRules() {
                         "Protokolle und temporäre Dateien der KI-Kommandozeilen-Werkzeuge. Anmeldedaten, "
                         "Einstellungen und Sitzungen werden nicht angefasst."));
 
-    auto lmStudio = row("ai.lmStudio", "LM Studio – Modelle", Risk::review, del,
-                        {".lmstudio/models/*/*", ".cache/lm-studio"},
-                        "Heruntergeladene Sprachmodelle von LM Studio und deren Cache. Prüfe, welche Modelle du noch "
-                        "nutzt – gelöschte musst du erneut herunterladen.");
+    auto lmStudio = row(
+        "ai.lmStudio", "LM Studio – Modelle", Risk::review, del, {".lmstudio/models/*/*", ".cache/lm-studio"},
+        "Heruntergeladene Sprachmodelle von LM Studio und deren Cache. Prüfe, welche Modelle du noch "
+        "nutzt – gelöschte musst du erneut herunterladen.");
     lmStudio.blockingApps = {app("ai.elementlabs.lmstudio", "LM Studio")};
     lmStudio.grouping = Grouping::perMatch;
     rules.push_back(lmStudio);
 
-    auto huggingFace = row("ai.huggingFace", "Hugging Face", Risk::review, del,
-                           {".cache/huggingface/hub/models--*", ".cache/huggingface/hub/datasets--*"},
-                           "Ein heruntergeladenes Modell oder Datenset aus dem Hugging-Face-Cache. Wird es noch "
-                           "gebraucht, lädt das jeweilige Programm es beim nächsten Mal erneut herunter.");
+    auto huggingFace =
+        row("ai.huggingFace", "Hugging Face", Risk::review, del,
+            {".cache/huggingface/hub/models--*", ".cache/huggingface/hub/datasets--*"},
+            "Ein heruntergeladenes Modell oder Datenset aus dem Hugging-Face-Cache. Wird es noch "
+            "gebraucht, lädt das jeweilige Programm es beim nächsten Mal erneut herunter.");
     huggingFace.grouping = Grouping::perMatch;
     huggingFace.matchName = MatchName::huggingFace;
     rules.push_back(huggingFace);
 
-    auto telegram = row("appCaches.telegram", "Telegram – Medien-Cache", Risk::review, trash,
-                        {"Library/Group Containers/*.ru.keepcoder.Telegram/*/*/postbox/media"},
-                        "Bilder, Videos und Dateien, die Telegram aus Chats zwischengespeichert hat. Sie liegen weiter "
-                        "in der Cloud und werden beim Öffnen erneut geladen.");
+    auto telegram =
+        row("appCaches.telegram", "Telegram – Medien-Cache", Risk::review, trash,
+            {"Library/Group Containers/*.ru.keepcoder.Telegram/*/*/postbox/media"},
+            "Bilder, Videos und Dateien, die Telegram aus Chats zwischengespeichert hat. Sie liegen weiter "
+            "in der Cloud und werden beim Öffnen erneut geladen.");
     telegram.blockingApps = {app("ru.keepcoder.Telegram", "Telegram")};
     rules.push_back(telegram);
 
-    auto spotify = row("appCaches.spotify", "Spotify – Offline-Cache", Risk::safe, trash,
-                       {"Library/Application Support/Spotify/PersistentCache"},
-                       "Zwischengespeicherte Musik von Spotify. Offline gespeicherte Titel musst du danach eventuell "
-                       "erneut herunterladen.");
+    auto spotify =
+        row("appCaches.spotify", "Spotify – Offline-Cache", Risk::safe, trash,
+            {"Library/Application Support/Spotify/PersistentCache"},
+            "Zwischengespeicherte Musik von Spotify. Offline gespeicherte Titel musst du danach eventuell "
+            "erneut herunterladen.");
     spotify.blockingApps = {app("com.spotify.client", "Spotify")};
     rules.push_back(spotify);
 
-    rules.push_back(row("appCaches.adobe", "Adobe – Mediencache", Risk::safe, trash,
-                        {"Library/Application Support/Adobe/Common/Media Cache Files",
-                         "Library/Application Support/Adobe/Common/Media Cache"},
-                        "Vorschau- und Audiodateien, die Premiere, After Effects & Co. beim Bearbeiten anlegen. Die "
-                        "Programme erzeugen sie bei Bedarf neu."));
+    rules.push_back(
+        row("appCaches.adobe", "Adobe – Mediencache", Risk::safe, trash,
+            {"Library/Application Support/Adobe/Common/Media Cache Files",
+             "Library/Application Support/Adobe/Common/Media Cache"},
+            "Vorschau- und Audiodateien, die Premiere, After Effects & Co. beim Bearbeiten anlegen. Die "
+            "Programme erzeugen sie bei Bedarf neu."));
 
-    auto mail = row("personal.mailDownloads", "Mail – Kopien geöffneter Anhänge", Risk::safe, trash,
-                    {"Library/Containers/com.apple.mail/Data/Library/Mail Downloads"},
-                    "Kopien von Anhängen, die du in Mail geöffnet hast. Die Originale bleiben in deinen E-Mails "
-                    "erhalten.");
+    auto mail =
+        row("personal.mailDownloads", "Mail – Kopien geöffneter Anhänge", Risk::safe, trash,
+            {"Library/Containers/com.apple.mail/Data/Library/Mail Downloads"},
+            "Kopien von Anhängen, die du in Mail geöffnet hast. Die Originale bleiben in deinen E-Mails "
+            "erhalten.");
     mail.blockingApps = {app("com.apple.mail", "Mail")};
     mail.needsFullDiskAccess = true;
     rules.push_back(mail);
 
-    auto instruments = row("xcode.instruments", "Instruments-Caches", Risk::safe, del,
-                           {"com.apple.dt.Instruments", "com.apple.dt.InstrumentsCLI"},
-                           "Zwischenspeicher von Instruments (Symbole, Aufzeichnungsdaten). Wird beim nächsten "
-                           "Profiling automatisch neu erstellt.",
-                           PathBase::userCache);
+    auto instruments =
+        row("xcode.instruments", "Instruments-Caches", Risk::safe, del,
+            {"com.apple.dt.Instruments", "com.apple.dt.InstrumentsCLI"},
+            "Zwischenspeicher von Instruments (Symbole, Aufzeichnungsdaten). Wird beim nächsten "
+            "Profiling automatisch neu erstellt.",
+            PathBase::userCache);
     instruments.blockingApps = {xcode, app("com.apple.dt.Instruments", "Instruments")};
     rules.push_back(instruments);
 
-    auto clang = row("xcode.clang", "Clang-Modul-Cache", Risk::safe, del, {"clang/ModuleCache", "org.llvm.clang*"},
-                     "Vorübersetzte Module des Compilers. Werden beim nächsten Build automatisch neu erstellt – der "
-                     "erste Build dauert dann etwas länger.",
-                     PathBase::userCache);
+    auto clang =
+        row("xcode.clang", "Clang-Modul-Cache", Risk::safe, del, {"clang/ModuleCache", "org.llvm.clang*"},
+            "Vorübersetzte Module des Compilers. Werden beim nächsten Build automatisch neu erstellt – der "
+            "erste Build dauert dann etwas länger.",
+            PathBase::userCache);
     clang.blockingApps = {xcode};
     rules.push_back(clang);
 
-    auto derived = row("xcode.derivedData", "DerivedData", Risk::safe, del, {"Library/Developer/Xcode/DerivedData/*"},
-                       "Zwischenspeicher von Xcode. Wird beim nächsten Build automatisch neu erstellt.");
+    auto derived =
+        row("xcode.derivedData", "DerivedData", Risk::safe, del, {"Library/Developer/Xcode/DerivedData/*"},
+            "Zwischenspeicher von Xcode. Wird beim nächsten Build automatisch neu erstellt.");
     derived.blockingApps = {xcode};
     derived.grouping = Grouping::perMatch;
     rules.push_back(derived);
 
-    auto previews = row("xcode.previews", "SwiftUI-Previews", Risk::safe, del,
-                        {"Library/Developer/Xcode/UserData/Previews"},
-                        "Daten der SwiftUI-Vorschau in Xcode. Werden beim nächsten Öffnen einer Vorschau neu angelegt.");
+    auto previews = row(
+        "xcode.previews", "SwiftUI-Previews", Risk::safe, del, {"Library/Developer/Xcode/UserData/Previews"},
+        "Daten der SwiftUI-Vorschau in Xcode. Werden beim nächsten Öffnen einer Vorschau neu angelegt.");
     previews.blockingApps = {xcode};
     rules.push_back(previews);
 
-    auto archives = row("xcode.archives", "Xcode-Archive", Risk::review, trash, {"Library/Developer/Xcode/Archives/*/*"},
-                        "Mit Xcode erstellte App-Archive, neueste zuerst. Brauchst du eines noch zum Hochladen oder für "
-                        "Absturzberichte (dSYMs), wähle es ab.");
+    auto archives =
+        row("xcode.archives", "Xcode-Archive", Risk::review, trash, {"Library/Developer/Xcode/Archives/*/*"},
+            "Mit Xcode erstellte App-Archive, neueste zuerst. Brauchst du eines noch zum Hochladen oder für "
+            "Absturzberichte (dSYMs), wähle es ab.");
     archives.grouping = Grouping::perMatch;
     archives.matchName = MatchName::withoutExtension;
     archives.itemDate = ItemDate::xcodeArchive;
     rules.push_back(archives);
 
-    auto deviceLogs = row("xcode.deviceLogs", "Geräte-Protokolle", Risk::safe, trash,
-                          {"Library/Developer/Xcode/iOS Device Logs", "Library/Developer/Xcode/Products"},
-                          "Protokolle und Build-Produkte angeschlossener Geräte. Xcode legt sie bei Bedarf neu an.");
+    auto deviceLogs =
+        row("xcode.deviceLogs", "Geräte-Protokolle", Risk::safe, trash,
+            {"Library/Developer/Xcode/iOS Device Logs", "Library/Developer/Xcode/Products"},
+            "Protokolle und Build-Produkte angeschlossener Geräte. Xcode legt sie bei Bedarf neu an.");
     deviceLogs.blockingApps = {xcode};
     rules.push_back(deviceLogs);
 
-    auto docs = row("xcode.documentationCache", "Dokumentations-Cache", Risk::safe, del,
-                    {"Library/Developer/Xcode/DocumentationCache", "Library/Developer/Xcode/DocumentationIndex"},
-                    "Zwischengespeicherte Entwickler-Dokumentation. Xcode lädt sie bei Bedarf erneut.");
+    auto docs =
+        row("xcode.documentationCache", "Dokumentations-Cache", Risk::safe, del,
+            {"Library/Developer/Xcode/DocumentationCache", "Library/Developer/Xcode/DocumentationIndex"},
+            "Zwischengespeicherte Entwickler-Dokumentation. Xcode lädt sie bei Bedarf erneut.");
     docs.blockingApps = {xcode};
     rules.push_back(docs);
 
-    rules.push_back(row("xcode.libraryDeveloper", "/Library/Developer", Risk::hintOnly, reveal,
-                        {"/Library/Developer/CommandLineTools", "/Library/Developer/CoreSimulator/Volumes"},
-                        "Systemweite Entwickler-Daten (Command Line Tools, Simulator-Laufzeiten). Nur zur Übersicht – "
-                        "Simulator-Laufzeiten entfernst du sicher über den Fund „Simulator-Runtimes“.",
-                        PathBase::absolute));
+    rules.push_back(
+        row("xcode.libraryDeveloper", "/Library/Developer", Risk::hintOnly, reveal,
+            {"/Library/Developer/CommandLineTools", "/Library/Developer/CoreSimulator/Volumes"},
+            "Systemweite Entwickler-Daten (Command Line Tools, Simulator-Laufzeiten). Nur zur Übersicht – "
+            "Simulator-Laufzeiten entfernst du sicher über den Fund „Simulator-Runtimes“.",
+            PathBase::absolute));
 
-    auto simCaches = row("simulators.caches", "CoreSimulator-Caches", Risk::safe, del,
-                         {"Library/Developer/CoreSimulator/Caches"},
-                         "Zwischenspeicher der Simulatoren. Werden beim nächsten Start eines Simulators automatisch neu "
-                         "erstellt.");
+    auto simCaches =
+        row("simulators.caches", "CoreSimulator-Caches", Risk::safe, del,
+            {"Library/Developer/CoreSimulator/Caches"},
+            "Zwischenspeicher der Simulatoren. Werden beim nächsten Start eines Simulators automatisch neu "
+            "erstellt.");
     simCaches.blockingApps = {app("com.apple.iphonesimulator", "Simulator")};
     rules.push_back(simCaches);
 
-    rules.push_back(row("simulators.logs", "Simulator-Protokolle", Risk::safe, trash, {"Library/Logs/CoreSimulator"},
+    rules.push_back(row("simulators.logs", "Simulator-Protokolle", Risk::safe, trash,
+                        {"Library/Logs/CoreSimulator"},
                         "Protokolldateien der Simulatoren. Sie dienen nur der Fehlersuche."));
 
-    rules.push_back(row("languages.npm", "npm-Cache", Risk::safe,
-                        RemovalMethod::tool(ToolCommand{"npm", {"cache", "clean", "--force"}, 120s}, Fallback::delete_),
-                        {".npm/_cacache"}, packageSummary("npm")));
-    rules.push_back(row("languages.yarn", "Yarn-Cache", Risk::safe, del, {"Library/Caches/Yarn"}, packageSummary("Yarn")));
+    rules.push_back(
+        row("languages.npm", "npm-Cache", Risk::safe,
+            RemovalMethod::tool(ToolCommand{"npm", {"cache", "clean", "--force"}, 120s}, Fallback::delete_),
+            {".npm/_cacache"}, packageSummary("npm")));
+    rules.push_back(row("languages.yarn", "Yarn-Cache", Risk::safe, del, {"Library/Caches/Yarn"},
+                        packageSummary("Yarn")));
     // Without pnpm the store stays a hint: only pnpm knows which packages projects still link to.
-    rules.push_back(row("languages.pnpm", "pnpm-Store", Risk::safe,
-                        RemovalMethod::tool(ToolCommand{"pnpm", {"store", "prune"}, 300s}), {"Library/pnpm/store"},
-                        "Der Paketspeicher von pnpm. Aufgeräumt wird mit pnpm selbst – dabei bleiben Pakete erhalten, "
-                        "die deine Projekte noch nutzen. Ist pnpm nicht installiert, bleibt es beim Hinweis."));
-    rules.push_back(row("languages.bun", "Bun-Cache", Risk::safe, del, {".bun/install/cache"}, packageSummary("Bun")));
-    rules.push_back(row("languages.pip", "pip-Cache", Risk::safe, del, {"Library/Caches/pip"}, pythonSummary("pip")));
+    rules.push_back(
+        row("languages.pnpm", "pnpm-Store", Risk::safe,
+            RemovalMethod::tool(ToolCommand{"pnpm", {"store", "prune"}, 300s}), {"Library/pnpm/store"},
+            "Der Paketspeicher von pnpm. Aufgeräumt wird mit pnpm selbst – dabei bleiben Pakete erhalten, "
+            "die deine Projekte noch nutzen. Ist pnpm nicht installiert, bleibt es beim Hinweis."));
+    rules.push_back(
+        row("languages.bun", "Bun-Cache", Risk::safe, del, {".bun/install/cache"}, packageSummary("Bun")));
+    rules.push_back(
+        row("languages.pip", "pip-Cache", Risk::safe, del, {"Library/Caches/pip"}, pythonSummary("pip")));
     rules.push_back(row("languages.uv", "uv-Cache", Risk::safe, del, {".cache/uv"}, pythonSummary("uv")));
     rules.push_back(row("languages.poetry", "Poetry-Cache", Risk::safe, del, {"Library/Caches/pypoetry"},
                         pythonSummary("Poetry")));
-    rules.push_back(row("languages.gradle", "Gradle", Risk::review, trash,
-                        {".gradle/caches", ".gradle/wrapper/dists", ".gradle/daemon"},
-                        "Caches, heruntergeladene Gradle-Versionen und Daemon-Daten. Der nächste Build lädt alles "
-                        "Nötige neu – das kann dauern und braucht Internet."));
+    rules.push_back(
+        row("languages.gradle", "Gradle", Risk::review, trash,
+            {".gradle/caches", ".gradle/wrapper/dists", ".gradle/daemon"},
+            "Caches, heruntergeladene Gradle-Versionen und Daemon-Daten. Der nächste Build lädt alles "
+            "Nötige neu – das kann dauern und braucht Internet."));
     auto avd = row("languages.androidAvd", "Android-Emulator", Risk::review, trash, {".android/avd/*.avd"},
                    "Ein virtuelles Android-Gerät samt Daten. Prüfe, ob du es noch zum Testen brauchst.");
     avd.grouping = Grouping::perMatch;
     avd.matchName = MatchName::withoutExtension;
     rules.push_back(avd);
-    rules.push_back(row("languages.androidSdk", "Android-SDK", Risk::review, trash, {"Library/Android/sdk"},
-                        "Das Android-SDK mit Plattformen und Werkzeugen. Nur entfernen, wenn du keine Android-Apps mehr "
-                        "entwickelst. Per Homebrew installiert? Dann besser über den Homebrew-Fund."));
-    rules.push_back(row("languages.maven", "Maven-Repository", Risk::review, trash, {".m2/repository"},
-                        "Heruntergeladene Java-Bibliotheken von Maven. Der nächste Build lädt sie neu – das kann "
-                        "dauern und braucht Internet."));
-    rules.push_back(row("languages.flutter", "Flutter/Dart", Risk::review, trash,
-                        {".pub-cache", ".dart-tool", ".dartServer", ".flutter"},
-                        "Paket-Cache und Werkzeugdaten von Flutter und Dart. Werden bei Bedarf neu geladen. Ein per "
-                        "Homebrew installiertes Flutter-SDK findest du beim Homebrew-Fund."));
-    rules.push_back(row("languages.swiftpm", "SwiftPM-Cache", Risk::safe, del,
-                        {"Library/Caches/org.swift.swiftpm", ".swiftpm/cache"},
-                        "Heruntergeladene Swift-Pakete. Werden beim nächsten Auflösen der Abhängigkeiten neu geladen."));
-    rules.push_back(row("languages.cocoapods", "CocoaPods-Cache", Risk::safe, del, {"Library/Caches/CocoaPods"},
+    rules.push_back(
+        row("languages.androidSdk", "Android-SDK", Risk::review, trash, {"Library/Android/sdk"},
+            "Das Android-SDK mit Plattformen und Werkzeugen. Nur entfernen, wenn du keine Android-Apps mehr "
+            "entwickelst. Per Homebrew installiert? Dann besser über den Homebrew-Fund."));
+    rules.push_back(
+        row("languages.maven", "Maven-Repository", Risk::review, trash, {".m2/repository"},
+            "Heruntergeladene Java-Bibliotheken von Maven. Der nächste Build lädt sie neu – das kann "
+            "dauern und braucht Internet."));
+    rules.push_back(
+        row("languages.flutter", "Flutter/Dart", Risk::review, trash,
+            {".pub-cache", ".dart-tool", ".dartServer", ".flutter"},
+            "Paket-Cache und Werkzeugdaten von Flutter und Dart. Werden bei Bedarf neu geladen. Ein per "
+            "Homebrew installiertes Flutter-SDK findest du beim Homebrew-Fund."));
+    rules.push_back(
+        row("languages.swiftpm", "SwiftPM-Cache", Risk::safe, del,
+            {"Library/Caches/org.swift.swiftpm", ".swiftpm/cache"},
+            "Heruntergeladene Swift-Pakete. Werden beim nächsten Auflösen der Abhängigkeiten neu geladen."));
+    rules.push_back(row("languages.cocoapods", "CocoaPods-Cache", Risk::safe, del,
+                        {"Library/Caches/CocoaPods"},
                         "Heruntergeladene Pods. Werden beim nächsten „pod install“ bei Bedarf neu geladen."));
-    rules.push_back(row("languages.carthage", "Carthage-Cache", Risk::safe, del,
-                        {"Library/Caches/org.carthage.CarthageKit"},
-                        "Heruntergeladene Carthage-Abhängigkeiten. Werden beim nächsten Build bei Bedarf neu geladen."));
-    rules.push_back(row("languages.cargo", "Rust – Cargo-Caches", Risk::safe, del,
-                        {".cargo/registry/cache", ".cargo/git/db"},
-                        "Heruntergeladene Crates und Git-Abhängigkeiten von Cargo. Werden beim nächsten Build bei "
-                        "Bedarf neu geladen."));
+    rules.push_back(row(
+        "languages.carthage", "Carthage-Cache", Risk::safe, del, {"Library/Caches/org.carthage.CarthageKit"},
+        "Heruntergeladene Carthage-Abhängigkeiten. Werden beim nächsten Build bei Bedarf neu geladen."));
+    rules.push_back(row(
+        "languages.cargo", "Rust – Cargo-Caches", Risk::safe, del, {".cargo/registry/cache", ".cargo/git/db"},
+        "Heruntergeladene Crates und Git-Abhängigkeiten von Cargo. Werden beim nächsten Build bei "
+        "Bedarf neu geladen."));
     // The module cache is write-protected by go itself, so only go can clear it: no file-level fallback.
     rules.push_back(row("languages.goModules", "Go-Modul-Cache", Risk::safe,
                         RemovalMethod::tool(ToolCommand{"go", {"clean", "-modcache"}, 300s}), {"go/pkg/mod"},
                         "Heruntergeladene Go-Module. Werden beim nächsten Build bei Bedarf neu geladen."));
-    rules.push_back(row("languages.goBuild", "Go-Build-Cache", Risk::safe,
-                        RemovalMethod::tool(ToolCommand{"go", {"clean", "-cache"}, 120s}, Fallback::delete_),
-                        {"Library/Caches/go-build"},
-                        "Zwischenergebnisse des Go-Compilers. Werden beim nächsten Build automatisch neu erstellt."));
-    auto ruby = row("languages.ruby", "Ruby-Gems", Risk::review, trash, {".gem/*"},
-                    "Installierte Gems. Prüfe, ob deine Projekte sie noch brauchen. Deine RubyGems-Zugangsdaten bleiben "
-                    "unangetastet. Über rbenv installierte Ruby-Versionen findest du als eigene Funde.");
+    rules.push_back(
+        row("languages.goBuild", "Go-Build-Cache", Risk::safe,
+            RemovalMethod::tool(ToolCommand{"go", {"clean", "-cache"}, 120s}, Fallback::delete_),
+            {"Library/Caches/go-build"},
+            "Zwischenergebnisse des Go-Compilers. Werden beim nächsten Build automatisch neu erstellt."));
+    auto ruby = row(
+        "languages.ruby", "Ruby-Gems", Risk::review, trash, {".gem/*"},
+        "Installierte Gems. Prüfe, ob deine Projekte sie noch brauchen. Deine RubyGems-Zugangsdaten bleiben "
+        "unangetastet. Über rbenv installierte Ruby-Versionen findest du als eigene Funde.");
     ruby.excludeNames = {"credentials"};
     rules.push_back(ruby);
     rules.push_back(row("languages.testBrowsers", "Browser für Tests", Risk::safe, del,
@@ -258,28 +291,34 @@ std::vector<PathRule> macRules() {
                         "Browser, die Playwright, Puppeteer, Cypress oder Electron für automatisierte Tests "
                         "heruntergeladen haben. Werden beim nächsten Testlauf neu geladen."));
 
-    rules.push_back(row("toolchains.arduinoStaging", "Arduino – Download-Reste", Risk::safe, trash,
-                        {"Library/Arduino15/staging"},
-                        "Zwischengespeicherte Downloads aus dem Board- und Bibliotheksverwalter der Arduino IDE. Werden "
-                        "nach der Installation nicht mehr gebraucht."));
-    rules.push_back(row("toolchains.arduinoPackages", "Arduino-Boardpaket", Risk::hintOnly, reveal,
-                        {"Library/Arduino15/packages/*"},
-                        "Installierte Board-Unterstützung der Arduino IDE. Nicht mehr benötigte Pakete entfernst du am "
-                        "besten im Board-Verwalter der Arduino IDE."));
-    rules.push_back(row("toolchains.docker", "Docker – virtuelle Maschine", Risk::hintOnly, reveal,
-                        {"Library/Containers/com.docker.docker/Data/vms"},
-                        "Die virtuelle Festplatte von Docker Desktop mit allen Images und Containern. Aufräumen mit "
-                        "„docker system prune -a“ im Terminal oder in Docker Desktop unter „Troubleshoot“."));
-    rules.push_back(row("toolchains.utm", "UTM-VM", Risk::hintOnly, reveal,
-                        {"Library/Containers/com.utmapp.UTM/Data/Documents/*.utm"},
-                        "Eine virtuelle Maschine von UTM. Nicht mehr benötigte VMs entfernst du am besten direkt in UTM."));
-    rules.push_back(row("toolchains.parallels", "Parallels-VM", Risk::hintOnly, reveal, {"Parallels/*.pvm"},
-                        "Eine virtuelle Maschine von Parallels Desktop. Nicht mehr benötigte VMs entfernst du am besten "
-                        "im Kontrollcenter von Parallels."));
-    rules.push_back(row("toolchains.orbstack", "OrbStack-Daten", Risk::hintOnly, reveal,
-                        {".orbstack", "Library/Group Containers/*.dev.orbstack"},
-                        "Daten von OrbStack mit Containern, Images und Linux-Maschinen. Aufräumen mit „docker system "
-                        "prune -a“ oder direkt in OrbStack."));
+    rules.push_back(
+        row("toolchains.arduinoStaging", "Arduino – Download-Reste", Risk::safe, trash,
+            {"Library/Arduino15/staging"},
+            "Zwischengespeicherte Downloads aus dem Board- und Bibliotheksverwalter der Arduino IDE. Werden "
+            "nach der Installation nicht mehr gebraucht."));
+    rules.push_back(
+        row("toolchains.arduinoPackages", "Arduino-Boardpaket", Risk::hintOnly, reveal,
+            {"Library/Arduino15/packages/*"},
+            "Installierte Board-Unterstützung der Arduino IDE. Nicht mehr benötigte Pakete entfernst du am "
+            "besten im Board-Verwalter der Arduino IDE."));
+    rules.push_back(
+        row("toolchains.docker", "Docker – virtuelle Maschine", Risk::hintOnly, reveal,
+            {"Library/Containers/com.docker.docker/Data/vms"},
+            "Die virtuelle Festplatte von Docker Desktop mit allen Images und Containern. Aufräumen mit "
+            "„docker system prune -a“ im Terminal oder in Docker Desktop unter „Troubleshoot“."));
+    rules.push_back(row(
+        "toolchains.utm", "UTM-VM", Risk::hintOnly, reveal,
+        {"Library/Containers/com.utmapp.UTM/Data/Documents/*.utm"},
+        "Eine virtuelle Maschine von UTM. Nicht mehr benötigte VMs entfernst du am besten direkt in UTM."));
+    rules.push_back(
+        row("toolchains.parallels", "Parallels-VM", Risk::hintOnly, reveal, {"Parallels/*.pvm"},
+            "Eine virtuelle Maschine von Parallels Desktop. Nicht mehr benötigte VMs entfernst du am besten "
+            "im Kontrollcenter von Parallels."));
+    rules.push_back(
+        row("toolchains.orbstack", "OrbStack-Daten", Risk::hintOnly, reveal,
+            {".orbstack", "Library/Group Containers/*.dev.orbstack"},
+            "Daten von OrbStack mit Containern, Images und Linux-Maschinen. Aufräumen mit „docker system "
+            "prune -a“ oder direkt in OrbStack."));
     return rules;
 }
 
@@ -308,7 +347,8 @@ const std::map<std::string, std::vector<std::string>, std::less<>>& linuxPattern
         {"languages.goModules", {}},
         {"languages.goBuild", {".cache/go-build"}},
         {"languages.ruby", {}},
-        {"languages.testBrowsers", {".cache/ms-playwright", ".cache/puppeteer", ".cache/Cypress", ".cache/electron"}},
+        {"languages.testBrowsers",
+         {".cache/ms-playwright", ".cache/puppeteer", ".cache/Cypress", ".cache/electron"}},
         {"toolchains.arduinoStaging", {".arduino15/staging"}},
         {"toolchains.arduinoPackages", {".arduino15/packages/*"}},
         {"toolchains.docker", {".docker/desktop/vms"}},

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 enum class EntryKind { missing, directory, symlink, other, denied };
 
 EntryKind kindOf(const fs::path& path, struct stat* out = nullptr) {
-    struct stat st{};
+    struct stat st {};
     if (::lstat(path.c_str(), &st) != 0)
         return (errno == EACCES || errno == EPERM) ? EntryKind::denied : EntryKind::missing;
     if (out)
@@ -48,7 +48,9 @@ std::optional<std::vector<std::string>> listNames(const fs::path& folder, bool& 
     return names;
 }
 
-bool isWildcard(std::string_view component) { return component.find('*') != std::string_view::npos; }
+bool isWildcard(std::string_view component) {
+    return component.find('*') != std::string_view::npos;
+}
 
 std::vector<std::string> splitPattern(std::string_view pattern) {
     std::vector<std::string> parts;
@@ -67,7 +69,7 @@ std::vector<std::string> splitPattern(std::string_view pattern) {
 
 std::chrono::system_clock::time_point modificationTime(const struct stat& st) {
     return std::chrono::system_clock::time_point{std::chrono::seconds{st.st_mtim.tv_sec} +
-                                                 std::chrono::nanoseconds{st.st_mtim.tv_nsec}} ;
+                                                 std::chrono::nanoseconds{st.st_mtim.tv_nsec}};
 }
 
 } // namespace
@@ -122,8 +124,10 @@ PathScanner::Resolution PathScanner::resolve(const fs::path& start, const std::v
 std::string PathScanner::displayName(const fs::path& match, MatchName rule) {
     const std::string last = match.filename().string();
     switch (rule) {
-    case MatchName::lastComponent: return last;
-    case MatchName::withoutExtension: return match.stem().string();
+    case MatchName::lastComponent:
+        return last;
+    case MatchName::withoutExtension:
+        return match.stem().string();
     case MatchName::huggingFace: {
         const auto first = last.find("--");
         if (first == std::string::npos)
@@ -153,8 +157,10 @@ std::optional<std::string> PathScanner::commandPreview(const RemovalMethod& meth
             if (item.url)
                 line += " " + item.url->string();
         return line;
-    case RemovalKind::tool: return std::get<RemovalMethod::Tool>(method.value).command.commandLine();
-    default: return std::nullopt;
+    case RemovalKind::tool:
+        return std::get<RemovalMethod::Tool>(method.value).command.commandLine();
+    default:
+        return std::nullopt;
     }
 }
 
@@ -163,12 +169,19 @@ std::optional<std::chrono::system_clock::time_point> xcodeArchiveCreationDate(co
     return plist ? plistDate(plist.get(), "CreationDate") : std::nullopt;
 }
 
-std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanContext& context, std::stop_token stop) {
+std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanContext& context,
+                                                                 std::stop_token stop) {
     fs::path start;
     switch (rule_.base) {
-    case PathBase::home: start = context.home; break;
-    case PathBase::userCache: start = context.userCacheDir; break;
-    case PathBase::absolute: start = context.rootPrefix; break;
+    case PathBase::home:
+        start = context.home;
+        break;
+    case PathBase::userCache:
+        start = context.userCacheDir;
+        break;
+    case PathBase::absolute:
+        start = context.rootPrefix;
+        break;
     }
     if (start.empty())
         return std::vector<Finding>{};
@@ -197,7 +210,7 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
             return std::unexpected(ScanError{"Abgebrochen"});
         if (context.claims && context.claims->isClaimed(match))
             continue;
-        struct stat st{};
+        struct stat st {};
         if (kindOf(match, &st) == EntryKind::missing)
             continue; // vanished since it was listed
         if (rule_.minAgeDays > 0 && modificationTime(st) > cutoff)
@@ -207,7 +220,7 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
             const auto stem = match.stem().string();
             for (const auto& extension : rule_.companionExtensions) {
                 const auto companion = match.parent_path() / (stem + "." + extension);
-                struct stat cst{};
+                struct stat cst {};
                 if (companion != match && kindOf(companion, &cst) == EntryKind::other)
                     addItem(companion);
             }
@@ -221,7 +234,8 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
         return a.date && *a.date > *b.date;
     });
 
-    const bool lackedAccess = resolution.permissionDenied && rule_.needsFullDiskAccess && !context.hasFullDiskAccess;
+    const bool lackedAccess =
+        resolution.permissionDenied && rule_.needsFullDiskAccess && !context.hasFullDiskAccess;
     if (items.empty() && !lackedAccess)
         return std::vector<Finding>{};
 

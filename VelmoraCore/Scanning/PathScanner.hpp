@@ -18,13 +18,15 @@ public:
 
     std::string id() const override { return rule_.id; }
     ScannerPhase phase() const override { return ScannerPhase::specific; }
-    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, std::stop_token stop) override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
+                                                        std::stop_token stop) override;
 
     const PathRule& rule() const { return rule_; }
 
-    // What removal will run, shown before it: "rm -rf <quoted paths>" for delete, "In den Papierkorb: <paths>"
-    // for trash, the command line for a tool; nothing for other methods.
-    static std::optional<std::string> commandPreview(const RemovalMethod& method, const std::vector<FindingItem>& items);
+    // What removal will run, shown before it: "rm -rf <quoted paths>" for delete, "In den Papierkorb:
+    // <paths>" for trash, the command line for a tool; nothing for other methods.
+    static std::optional<std::string> commandPreview(const RemovalMethod& method,
+                                                     const std::vector<FindingItem>& items);
 
     // The display name of a match.
     static std::string displayName(const std::filesystem::path& match, MatchName rule);
@@ -42,6 +44,7 @@ private:
 };
 
 // The creation date an Xcode archive records in its Info.plist, if it can be read.
-std::optional<std::chrono::system_clock::time_point> xcodeArchiveCreationDate(const std::filesystem::path& archive);
+std::optional<std::chrono::system_clock::time_point>
+xcodeArchiveCreationDate(const std::filesystem::path& archive);
 
 } // namespace velmora

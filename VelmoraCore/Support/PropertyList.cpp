@@ -19,7 +19,7 @@ PlistPtr readPropertyList(const std::filesystem::path& file, std::size_t maxByte
     const int fd = ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return nullptr;
-    struct stat st{};
+    struct stat st {};
     std::string data;
     if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<std::size_t>(st.st_size) <= maxBytes) {
         data.resize(static_cast<std::size_t>(st.st_size));

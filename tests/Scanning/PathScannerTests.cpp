@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 class LogicalSizer : public SizeMeasurer {
 public:
     std::int64_t size(const fs::path& location, std::stop_token) const override {
-        struct stat st{};
+        struct stat st {};
         if (::lstat(location.c_str(), &st) != 0 || S_ISLNK(st.st_mode))
             return 0;
         if (S_ISREG(st.st_mode))
@@ -66,9 +66,10 @@ void setAge(const fs::path& path, std::chrono::system_clock::time_point when) {
 void writeArchive(const ScratchTree& tree, const std::string& relative, const std::string& creationDate) {
     tree.folder("Users/anna/Library/Developer/Xcode/Archives/" + relative);
     if (!creationDate.empty())
-        tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
-                  R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CreationDate</key><date>)" +
-                      creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
+        tree.file(
+            "Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
+            R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CreationDate</key><date>)" +
+                creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
     else
         tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist", "not a plist");
 }
@@ -79,7 +80,7 @@ TEST(PathScanner, WildcardsMatchVisibleEntriesAndNameHuggingFaceModels) {
     ScratchTree tree;
     const auto context = contextFor(tree);
     const auto& rule = Catalog::rule("ai.huggingFace");
-    EXPECT_TRUE(scan(rule, context).empty()); // nothing there: no finding, not an empty one
+    EXPECT_TRUE(scan(rule, context).empty());         // nothing there: no finding, not an empty one
     tree.folder("Users/anna/.cache/huggingface/hub"); // a folder that matches nothing
     EXPECT_TRUE(scan(rule, context).empty());
 
@@ -142,7 +143,8 @@ TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
     writeArchive(tree, "2026-02-02/NoDate.xcarchive", "");
     const auto findings = scan(Catalog::rule("xcode.archives"), context);
     ASSERT_EQ(findings.size(), 1u);
-    EXPECT_EQ(itemNames(findings[0]), (std::vector<std::string>{"C", "A 10.00", "B 10.00", "Broken", "NoDate"}));
+    EXPECT_EQ(itemNames(findings[0]),
+              (std::vector<std::string>{"C", "A 10.00", "B 10.00", "Broken", "NoDate"}));
     ASSERT_TRUE(findings[0].items[0].date);
     EXPECT_EQ(*findings[0].items[0].date, std::chrono::sys_days{std::chrono::year{2026} / 3 / 5} + 8h);
     EXPECT_FALSE(findings[0].items[3].date);
@@ -210,8 +212,8 @@ TEST(PathScanner, AbsoluteRulesResolveBelowTheRootPrefixAndHintsShowThePlace) {
     const auto findings = scan(Catalog::rule("xcode.libraryDeveloper"), context);
     ASSERT_EQ(findings.size(), 1u);
     EXPECT_EQ(findings[0].risk, Risk::hintOnly);
-    EXPECT_EQ(findings[0].method,
-              RemovalMethod::hint(HintAction{HintAction::RevealInFinder{tree / "Library/Developer/CommandLineTools"}}));
+    EXPECT_EQ(findings[0].method, RemovalMethod::hint(HintAction{HintAction::RevealInFinder{
+                                      tree / "Library/Developer/CommandLineTools"}}));
     EXPECT_EQ(findings[0].commandPreview, std::nullopt);
 }
 
@@ -225,19 +227,21 @@ TEST(Catalog, EveryRowIsFiledUnderItsIdentifiersCategory) {
         // Hint rows only ever explain.
         EXPECT_EQ(rule.risk == Risk::hintOnly, rule.method.kind() == RemovalKind::hint) << rule.id;
     }
-    for (const char* id : {"toolchains.docker", "toolchains.utm", "toolchains.parallels", "toolchains.orbstack",
-                           "toolchains.arduinoPackages", "xcode.libraryDeveloper"})
+    for (const char* id : {"toolchains.docker", "toolchains.utm", "toolchains.parallels",
+                           "toolchains.orbstack", "toolchains.arduinoPackages", "xcode.libraryDeveloper"})
         EXPECT_EQ(Catalog::rule(id).method.kind(), RemovalKind::hint) << id;
     EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns.size(), 15u);
     EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns[5], ".gemini/log");
-    EXPECT_EQ(Catalog::rule("languages.bun").summary,
-              "Heruntergeladene Pakete von Bun. Werden bei der nächsten Installation bei Bedarf neu geladen.");
+    EXPECT_EQ(
+        Catalog::rule("languages.bun").summary,
+        "Heruntergeladene Pakete von Bun. Werden bei der nächsten Installation bei Bedarf neu geladen.");
     EXPECT_EQ(Catalog::rule("xcode.instruments").blockingApps.size(), 2u);
 
     // The Linux layout keeps only rows that exist there, with their Linux places.
     for (const auto& rule : Catalog::rules(PlatformLayout::linux))
         EXPECT_FALSE(rule.id.starts_with("xcode.")) << rule.id;
-    EXPECT_EQ(Catalog::rule("languages.pip", PlatformLayout::linux).patterns, std::vector<std::string>{".cache/pip"});
+    EXPECT_EQ(Catalog::rule("languages.pip", PlatformLayout::linux).patterns,
+              std::vector<std::string>{".cache/pip"});
     EXPECT_EQ(Catalog::scanners(PlatformLayout::macOS).size(), rules.size());
 }
 

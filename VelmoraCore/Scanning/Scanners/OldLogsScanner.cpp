@@ -15,13 +15,14 @@ constexpr const char* ownFindingFolders[] = {"CoreSimulator"};
 
 } // namespace
 
-std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanContext& context, std::stop_token stop) {
+std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanContext& context,
+                                                                    std::stop_token stop) {
     namespace fs = std::filesystem;
     const auto cutoff = context.now - std::chrono::seconds{std::int64_t{rule_.minAgeDays} * 86'400};
     std::vector<FindingItem> items;
     for (const auto& pattern : rule_.patterns) {
         const fs::path root = context.home / pattern;
-        struct stat rootStat{};
+        struct stat rootStat {};
         if (::lstat(root.c_str(), &rootStat) != 0 || !S_ISDIR(rootStat.st_mode))
             continue;
         std::error_code ec;
@@ -31,11 +32,12 @@ std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanCo
             if (stop.stop_requested())
                 return std::unexpected(ScanError{"Abgebrochen"});
             const auto& path = it->path();
-            if (it.depth() == 0 && std::ranges::find(ownFindingFolders, path.filename().string()) != std::end(ownFindingFolders)) {
+            if (it.depth() == 0 && std::ranges::find(ownFindingFolders, path.filename().string()) !=
+                                       std::end(ownFindingFolders)) {
                 it.disable_recursion_pending();
                 continue;
             }
-            struct stat st{};
+            struct stat st {};
             if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
                 continue;
             const std::chrono::system_clock::time_point modified{std::chrono::seconds{st.st_mtim.tv_sec}};

@@ -12,7 +12,8 @@ public:
     explicit OldLogsScanner(PathRule rule) : rule_(std::move(rule)) {}
 
     std::string id() const override { return rule_.id; }
-    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, std::stop_token stop) override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
+                                                        std::stop_token stop) override;
 
 private:
     PathRule rule_;

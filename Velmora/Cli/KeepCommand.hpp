@@ -1,0 +1,33 @@
+// `velmora keep ID…`, `velmora unkeep ID…` and `velmora kept`: the findings to leave alone for good.
+#pragma once
+
+#include "Cli/CommonOptions.hpp"
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace velmora::cli {
+
+struct KeepOptions {
+    std::vector<std::string> ids;
+};
+
+struct KeepCommands {
+    CLI::App* keep = nullptr;
+    CLI::App* unkeep = nullptr;
+    CLI::App* kept = nullptr;
+};
+
+KeepCommands addKeepCommands(CLI::App& app, KeepOptions& options);
+int runKeepCommand(const KeepOptions& options, const RunSetting& setting, std::ostream& out,
+                   std::ostream& err);
+int runUnkeepCommand(const KeepOptions& options, const RunSetting& setting, std::ostream& out,
+                     std::ostream& err);
+int runKeptCommand(const RunSetting& setting, std::ostream& out);
+
+} // namespace velmora::cli

@@ -1,0 +1,95 @@
+#include "Cli/ScanPresentation.hpp"
+
+#include "Findings/ByteFormat.hpp"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+
+namespace velmora::cli {
+
+std::int64_t reclaimableBytes(const ScanReport& report, const KeepList::IDs& kept) {
+    std::int64_t total = 0;
+    for (const auto& finding : report.findings)
+        if (finding.risk != Risk::hintOnly && !kept.contains(finding.id))
+            total += finding.size.value_or(0);
+    return total;
+}
+
+nlohmann::json findingJSON(const Finding& finding, bool kept) {
+    nlohmann::json j = nlohmann::json::object();
+    j["id"] = finding.id;
+    j["category"] = rawValue(finding.category);
+    j["tab"] = rawValue(tab(finding.category));
+    j["title"] = finding.title;
+    j["summary"] = finding.summary;
+    j["risk"] = rawValue(finding.risk);
+    j["method"] = finding.method;
+    j["size"] = finding.size ? nlohmann::json(*finding.size) : nlohmann::json(nullptr);
+    j["items"] = finding.items;
+    j["blockingApps"] = finding.blockingApps;
+    j["watchedApps"] = finding.watchedApps;
+    j["keepSuggested"] = finding.keepSuggested;
+    j["needsFullDiskAccess"] = finding.needsFullDiskAccess;
+    if (finding.commandPreview)
+        j["commandPreview"] = *finding.commandPreview;
+    j["kept"] = kept;
+    return j;
+}
+
+nlohmann::json scanReportJSON(const ScanReport& report, const KeepList::IDs& kept) {
+    nlohmann::json findings = nlohmann::json::array();
+    for (const auto& finding : report.findings)
+        findings.push_back(findingJSON(finding, kept.contains(finding.id)));
+    nlohmann::json failures = nlohmann::json::array();
+    for (const auto& failure : report.failures)
+        failures.push_back({{"scannerID", failure.scannerID}, {"message", failure.message}});
+    return {{"findings", findings}, {"failures", failures}, {"totalBytes", reclaimableBytes(report, kept)}};
+}
+
+std::string entryCount(std::size_t count) {
+    return count == 1 ? "1 Eintrag" : fmt::format("{} Einträge", count);
+}
+
+void printScanReport(std::ostream& out, const ScanReport& report, const KeepList::IDs& kept) {
+    if (report.findings.empty())
+        out << "Nichts gefunden, was sich entfernen ließe.\n";
+    for (AppTab t : allAppTabs) {
+        bool tabShown = false;
+        for (Category c : allCategories) {
+            if (tab(c) != t)
+                continue;
+            bool categoryShown = false;
+            for (const auto& finding : report.findings) {
+                if (finding.category != c)
+                    continue;
+                if (!tabShown) {
+                    out << "\n" << title(t) << "\n";
+                    tabShown = true;
+                }
+                if (!categoryShown) {
+                    out << "  " << title(c) << "\n";
+                    categoryShown = true;
+                }
+                const auto size =
+                    finding.size ? ByteFormat::fileSize(*finding.size) : std::string("unbekannt");
+                std::string status(label(finding.risk));
+                if (kept.contains(finding.id))
+                    status = "behalten";
+                out << fmt::format("    {}  {}  {}  {}  [{}]\n", finding.title, size, status,
+                                   entryCount(finding.items.size()), finding.id.text());
+                if (finding.needsFullDiskAccess)
+                    out << "      Braucht „Festplattenvollzugriff“, um alles zu sehen.\n";
+            }
+        }
+    }
+    out << "\nFreigebbar: " << ByteFormat::fileSize(reclaimableBytes(report, kept)) << "\n";
+    if (!report.failures.empty()) {
+        out << "\nNicht geprüft:\n";
+        for (const auto& failure : report.failures)
+            out << "  " << failure.scannerID << ": " << failure.message << "\n";
+    }
+}
+
+} // namespace velmora::cli

@@ -1,0 +1,95 @@
+#include "LiveEnvironment.hpp"
+
+#include "Platform/AppDataLocation.hpp"
+#include "Platform/FullDiskAccess.hpp"
+#include "Platform/ProcessCommandRunner.hpp"
+#include "Platform/SizeMeter.hpp"
+#include "Platform/WorkspaceRunningApps.hpp"
+#include "Scanning/Catalog.hpp"
+
+#include <cstdlib>
+#include <unistd.h>
+
+namespace velmora {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+#ifdef __APPLE__
+fs::path darwinFolder(int name) {
+    char buffer[PATH_MAX];
+    const size_t length = ::confstr(name, buffer, sizeof buffer);
+    return length > 0 && length <= sizeof buffer ? fs::path(buffer) : fs::path();
+}
+#endif
+
+} // namespace
+
+LiveEnvironment::LiveEnvironment(cli::RunSetting setting) : setting_(std::move(setting)) {
+    auto locator = ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux);
+    if (!setting_.isLiveRoot()) {
+        // Below a test root, tools are looked for inside the root too, so a tree decides what is installed.
+        for (auto& folder : locator.searchPaths)
+            if (!folder.string().starts_with(setting_.home.string()))
+                folder = setting_.real(folder);
+    }
+    ProcessCommandRunner::Options options;
+    const auto inheritedPath = environment("PATH").value_or("/usr/bin:/bin");
+    options.extraEnvironment = {{"PATH", locator.pathVariable() + ":" + inheritedPath}};
+    runner_ = std::make_shared<ProcessCommandRunner>(options);
+    tools_ = std::make_shared<const ToolLocator>(std::move(locator));
+    sizer_ = std::make_shared<const SizeMeter>();
+    runningApps_ = std::make_shared<const WorkspaceRunningApps>();
+}
+
+ScanContext LiveEnvironment::scanContext() const {
+    ScanContext context;
+    context.home = setting_.home;
+    context.rootPrefix = setting_.rootPrefix;
+    context.layout = setting_.layout;
+    if (setting_.layout == PlatformLayout::linux) {
+        const auto cache = setting_.isLiveRoot() ? environment("XDG_CACHE_HOME") : std::nullopt;
+        context.userCacheDir =
+            cache && fs::path(*cache).is_absolute() ? fs::path(*cache) : setting_.home / ".cache";
+    }
+#ifdef __APPLE__
+    if (setting_.layout == PlatformLayout::macOS && setting_.isLiveRoot()) {
+        context.userCacheDir = darwinFolder(_CS_DARWIN_USER_CACHE_DIR);
+        context.userTempDir = darwinFolder(_CS_DARWIN_USER_TEMP_DIR);
+    }
+#endif
+    context.runner = runner_;
+    context.tools = tools_;
+    context.sizer = sizer_;
+    context.runningApps = runningApps_;
+    context.claims = std::make_shared<PathClaims>();
+    context.now = std::chrono::system_clock::now();
+    context.hasFullDiskAccess = FullDiskAccess(setting_.layout).hasFullDiskAccess(setting_.home);
+    return context;
+}
+
+ScanEngine LiveEnvironment::scanEngine() const {
+    return ScanEngine(Catalog::scanners(setting_.layout), perScannerTimeout);
+}
+
+SafetyGuard LiveEnvironment::safetyGuard() const {
+    return SafetyGuard::live(setting_.layout, setting_.rootPrefix, setting_.logicalHome);
+}
+
+fs::path LiveEnvironment::appDataFolder() const {
+    // Below a test root the caller's own XDG_DATA_HOME would point outside the tree.
+    return velmora::appDataFolder(setting_.layout, setting_.home,
+                                  setting_.isLiveRoot() ? environment("XDG_DATA_HOME") : std::nullopt);
+}
+
+fs::path LiveEnvironment::keepListFile() const {
+    return KeepList::defaultFile(appDataFolder());
+}
+
+} // namespace velmora

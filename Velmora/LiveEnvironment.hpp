@@ -1,0 +1,38 @@
+// Wires the live services for one run of a command: the scan context, the scanners, the guard and
+// the keep list, all for the chosen root, home and platform layout.
+#pragma once
+
+#include "Cli/CommonOptions.hpp"
+#include "Safety/KeepList.hpp"
+#include "Safety/SafetyGuard.hpp"
+#include "Scanning/ScanContext.hpp"
+#include "Scanning/ScanEngine.hpp"
+
+#include <chrono>
+#include <memory>
+
+namespace velmora {
+
+class LiveEnvironment {
+public:
+    static constexpr std::chrono::seconds perScannerTimeout{45};
+
+    explicit LiveEnvironment(cli::RunSetting setting);
+
+    const cli::RunSetting& setting() const { return setting_; }
+    // A fresh context for one scan ("now" is taken here).
+    ScanContext scanContext() const;
+    ScanEngine scanEngine() const;
+    SafetyGuard safetyGuard() const;
+    std::filesystem::path appDataFolder() const;
+    std::filesystem::path keepListFile() const;
+
+private:
+    cli::RunSetting setting_;
+    std::shared_ptr<CommandRunner> runner_;
+    std::shared_ptr<const ToolLocator> tools_;
+    std::shared_ptr<const SizeMeasurer> sizer_;
+    std::shared_ptr<const RunningAppsSource> runningApps_;
+};
+
+} // namespace velmora

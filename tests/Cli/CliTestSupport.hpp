@@ -1,0 +1,27 @@
+// Runs the command-line front end in-process and captures what it prints, for golden-style tests.
+#pragma once
+
+#include "Cli/CliApp.hpp"
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace velmora::testing {
+
+struct CliRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+inline CliRun runVelmora(const std::vector<std::string>& arguments) {
+    std::ostringstream out, err;
+    CliRun run;
+    run.status = cli::runCli(arguments, out, err);
+    run.out = out.str();
+    run.err = err.str();
+    return run;
+}
+
+} // namespace velmora::testing
