@@ -1,0 +1,41 @@
+// The macOS way to run the admin script: one AppleScript "do shell script … with administrator
+// privileges" through /usr/bin/osascript, which shows the system's password prompt once.
+#pragma once
+
+#include "Platform/CommandRunner.hpp"
+#include "Removal/PrivilegedExecutor.hpp"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+class AppleScriptPrivilegedExecutor final : public PrivilegedExecutor {
+public:
+    // The limit covers the time the user spends at the prompt as well as the script itself.
+    static constexpr std::chrono::minutes defaultTimeout{15};
+
+    explicit AppleScriptPrivilegedExecutor(std::shared_ptr<CommandRunner> runner,
+                                           std::chrono::nanoseconds timeout = defaultTimeout);
+
+    // Exit 0: completed with the parsed status lines. "(-128)" in the error output (the user pressed
+    // Cancel): cancelled. The runner's time limit: failed "Zeitüberschreitung". Any other exit
+    // status N: failed "Exit N".
+    AdminRunResult run(const AdminScript& script, std::stop_token stop) override;
+
+    // The text as an AppleScript string literal: every backslash doubled, every double quote preceded
+    // by a backslash, enclosed in double quotes. Line breaks and non-ASCII stay as they are.
+    static std::string stringLiteral(std::string_view text);
+    // "do shell script <literal> with administrator privileges"
+    static std::string appleScript(std::string_view shellScript);
+
+    static constexpr std::string_view osascript = "/usr/bin/osascript";
+
+private:
+    std::shared_ptr<CommandRunner> runner_;
+    std::chrono::nanoseconds timeout_;
+};
+
+} // namespace velmora

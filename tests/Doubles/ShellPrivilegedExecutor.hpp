@@ -1,0 +1,54 @@
+// A privileged executor for tests that runs the admin script with a real /bin/sh, without any
+// elevation, so that tests prove the generated script does what its status lines claim.
+#pragma once
+
+#include "Platform/ProcessCommandRunner.hpp"
+#include "Removal/AdminScriptBuilder.hpp"
+#include "Removal/PrivilegedExecutor.hpp"
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace velmora::test {
+
+// Only ever give it harmless steps (scripts of `exit 3`, `/bin/true`, rm on files in a temp folder):
+// it runs whatever the script says, with the test's own rights.
+class ShellPrivilegedExecutor final : public PrivilegedExecutor {
+public:
+    explicit ShellPrivilegedExecutor(std::chrono::seconds timeout = std::chrono::seconds(30))
+        : timeout_(timeout) {}
+
+    AdminRunResult run(const AdminScript& script, std::stop_token stop) override {
+        const auto result = runner_.run("/bin/sh", {"-c", script.text}, timeout_, std::move(stop));
+        std::lock_guard lock(mutex_);
+        scripts_.push_back(script);
+        if (!result)
+            return adminRunResult(result.error());
+        outputs_.push_back(result->standardOutput);
+        if (result->exitCode != 0)
+            return AdminRunResult::failed("Exit " + std::to_string(result->exitCode));
+        return AdminRunResult::completed(
+            AdminScriptBuilder::parseStatuses(result->standardOutput, script.nonce, script.stepCount));
+    }
+
+    std::vector<AdminScript> scripts() const {
+        std::lock_guard lock(mutex_);
+        return scripts_;
+    }
+    // Standard output of every run that ended on its own, for messages of failing assertions.
+    std::vector<std::string> outputs() const {
+        std::lock_guard lock(mutex_);
+        return outputs_;
+    }
+
+private:
+    ProcessCommandRunner runner_;
+    std::chrono::seconds timeout_;
+    mutable std::mutex mutex_;
+    std::vector<AdminScript> scripts_;
+    std::vector<std::string> outputs_;
+};
+
+} // namespace velmora::test
