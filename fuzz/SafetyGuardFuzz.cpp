@@ -36,61 +36,15 @@ private:
     std::size_t position_ = 0;
 };
 
-const std::vector<std::string> vocabulary = {"..",
-                                             "..",
-                                             ".",
-                                             "L0",
-                                             "L1",
-                                             "L2",
-                                             "L3",
-                                             "L4",
-                                             "L5",
-                                             "Users",
-                                             "anna",
-                                             "ANNA",
-                                             "other",
-                                             "home",
-                                             "Library",
-                                             "Caches",
-                                             "Logs",
-                                             "Keychains",
-                                             "Documents",
-                                             "DOCUMENTS",
-                                             "Desktop",
-                                             "Pictures",
-                                             "P.photoslibrary",
-                                             ".ssh",
-                                             ".config",
-                                             ".codex",
-                                             "log",
-                                             "auth.json",
-                                             "au\u0301th.json",
-                                             "config.toml",
-                                             "x",
-                                             "private",
-                                             "var",
-                                             "tmp",
-                                             "etc",
-                                             "folders",
-                                             "ab",
-                                             "xyz",
-                                             "C",
-                                             "T",
-                                             "clang",
-                                             "opt",
-                                             "homebrew",
-                                             "Cellar",
-                                             "Applications",
-                                             "Foo.app",
-                                             "usr",
-                                             "local",
-                                             "texlive",
-                                             "bin",
-                                             "System",
-                                             "Dokumente",
-                                             ".cache",
-                                             "root",
-                                             ""};
+// clang-format off
+const std::vector<std::string> vocabulary = {
+    "..", "..", ".", "L0", "L1", "L2", "L3", "L4", "L5", "Users", "anna", "ANNA", "other", "home", "Library",
+    "Caches", "Logs", "Keychains", "Documents", "DOCUMENTS", "Desktop", "Pictures", "P.photoslibrary", ".ssh",
+    ".config", ".codex", "log", "auth.json", "au\u0301th.json", "config.toml", "x", "private", "var", "tmp",
+    "etc", "folders", "ab", "xyz", "C", "T", "clang", "opt", "homebrew", "Cellar", "Applications", "Foo.app",
+    "usr", "local", "texlive", "bin", "System", "Dokumente", ".cache", "root", "",
+    std::string("Documents\0", 10)};
+// clang-format on
 
 struct Shape {
     PlatformLayout layout;
@@ -374,7 +328,7 @@ void build(const std::string& root, const Shape& shape, Input& input, std::vecto
         const auto kind = input.below(3);
         const auto& parent = folders[input.below(folders.size())];
         const auto& name = vocabulary[input.below(vocabulary.size())];
-        if (name.empty() || name == "." || name == "..")
+        if (name.empty() || name == "." || name == ".." || name.find('\0') != std::string::npos)
             continue;
         const auto logical = parent + "/" + name;
         struct stat status {};
@@ -448,6 +402,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         if (reason)
             continue;
 
+        if (real.find('\0') != std::string::npos)
+            fail("allowed a path with a NUL", real, reason);
         // Allowed: the path as written and the place the system reaches through it must be harmless.
         const auto given = split(real);
         if (!startsWith(collapse(given), rootParts) || !startsWith(given, rootParts))

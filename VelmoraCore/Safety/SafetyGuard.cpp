@@ -187,6 +187,9 @@ RealpathResult realpathBelow(const std::string& rootText, const Components& part
                 resolved.pop_back();
             continue;
         }
+        // The system would stop reading the name at a NUL and look at another file.
+        if (part.find('\0') != std::string::npos)
+            return {{}, EINVAL};
         current = rootText;
         for (const auto& done : resolved) {
             current += '/';
@@ -368,6 +371,10 @@ std::optional<std::string> SafetyGuard::check(const std::filesystem::path& path)
     const auto text = path.string();
     if (text.empty() || text.front() != '/')
         return std::string(SafetyReason::outsideAllowedFolders);
+    // A remover handing this to the system would act on the part before the NUL, which is not the
+    // path judged here.
+    if (text.find('\0') != std::string::npos)
+        return std::string(SafetyReason::unresolvable);
 
     // Lexically first: the real path must stay below the root, even after its "..".
     const auto real = collapsed(splitPath(text));

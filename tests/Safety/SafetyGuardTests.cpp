@@ -321,6 +321,10 @@ TEST_F(MacGuard, ResolutionStaysInsideTheRoot) {
                 });
     EXPECT_EQ(describe(g.check("/etc/passwd")), outside);
     EXPECT_EQ(describe(g.check("relative/path")), outside);
+    // The system would stop at the NUL and remove ~/Documents.
+    const auto withNul =
+        tree("/Users/anna/Documents").string() + std::string(1, '\0') + "/../Library/Caches/x";
+    EXPECT_EQ(describe(g.check(withNul)), unresolvable);
     EXPECT_EQ(describe(g.check("")), outside);
     // Lexically inside the root, but the path as given does not literally start with the root.
     EXPECT_EQ(describe(g.check("/.." + tree("/Users/anna/Library/Caches/x").string())), unresolvable);
