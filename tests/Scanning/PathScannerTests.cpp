@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 using namespace velmora;
@@ -247,4 +249,30 @@ TEST(Catalog, EveryRowIsFiledUnderItsIdentifiersCategory) {
 
 TEST(CatalogDeathTest, UnknownRuleIdStopsTheProgram) {
     EXPECT_DEATH((void)Catalog::rule("languages.cobol"), "Unbekannte PathRule-ID: languages.cobol");
+}
+
+TEST(OldLogsScanner, CountsOnlyOldFilesAndLeavesSimulatorLogsToTheirOwnFinding) {
+    ScratchTree tree;
+    auto context = contextFor(tree);
+    const auto old = tree.file("Users/anna/Library/Logs/App/old.log", std::string(40, 'o'));
+    const auto recent = tree.file("Users/anna/Library/Logs/App/recent.log", std::string(50, 'r'));
+    const auto oldTop = tree.file("Users/anna/Library/Logs/top.log", std::string(10, 't'));
+    const auto simulator = tree.file("Users/anna/Library/Logs/CoreSimulator/sim.log", std::string(70, 's'));
+    tree.link("Users/anna/Library/Logs/linked", tree / "elsewhere");
+    tree.file("elsewhere/ancient.log", std::string(90, 'e'));
+    for (const auto& path : {old, oldTop, simulator, tree / "elsewhere/ancient.log"})
+        setAge(path, context.now - 40 * 24h);
+    setAge(recent, context.now - 29 * 24h);
+
+    const auto scanners = Catalog::scanners(PlatformLayout::macOS);
+    const auto oldLogs = std::ranges::find(scanners, std::string("system.oldLogs"), &Scanner::id);
+    ASSERT_NE(oldLogs, scanners.end());
+    auto result = (*oldLogs)->scan(context, {});
+    ASSERT_TRUE(result);
+    ASSERT_EQ(result->size(), 1u);
+    const auto& finding = result->front();
+    EXPECT_EQ(itemNames(finding), (std::vector<std::string>{"App/old.log", "top.log"}));
+    EXPECT_EQ(finding.size, 50);
+    EXPECT_EQ(finding.method, RemovalMethod::trash());
+    EXPECT_EQ(finding.category, Category::system);
 }
