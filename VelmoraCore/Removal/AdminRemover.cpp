@@ -14,29 +14,25 @@ namespace {
 
 constexpr std::string_view logCategory = "admin";
 
-struct UnitOutcome {
-    const AdminRemover::Unit& unit;
-    const std::vector<AdminStep>& steps;
-
-    // A completed run: what the unit's statuses say about its items.
-    ItemOutcome fromStatuses(const std::vector<std::optional<std::int32_t>>& statuses,
-                             const FindingItem& item) const {
-        std::vector<std::int32_t> counted;
-        for (std::size_t k = unit.start; k < unit.start + unit.count; ++k) {
-            std::int32_t status = (k < statuses.size() && statuses[k]) ? *statuses[k] : -1;
-            // launchctl's "not loaded" means the service is stopped, which is all the step wanted.
-            if (k < steps.size() && steps[k].isServiceStop() && (status == 3 || status == 113))
-                status = 0;
-            counted.push_back(status);
-        }
-        if (std::ranges::all_of(counted, [](std::int32_t s) { return s == 0; }))
-            return ItemOutcome::removed(item.size);
-        if (std::ranges::find(counted, -1) != counted.end())
-            return ItemOutcome::failed("Nicht ausgeführt");
-        const auto firstFailure = *std::ranges::find_if(counted, [](std::int32_t s) { return s != 0; });
-        return ItemOutcome::failed("Exit " + std::to_string(firstFailure));
+// A completed run: what the statuses of the unit's steps say about one of its items.
+ItemOutcome completedOutcome(const AdminRemover::Unit& unit, const std::vector<AdminStep>& steps,
+                             const std::vector<std::optional<std::int32_t>>& statuses,
+                             const FindingItem& item) {
+    std::vector<std::int32_t> counted;
+    for (std::size_t k = unit.start; k < unit.start + unit.count; ++k) {
+        std::int32_t status = (k < statuses.size() && statuses[k]) ? *statuses[k] : -1;
+        // launchctl's "not loaded" means the service is stopped, which is all the step wanted.
+        if (k < steps.size() && steps[k].isServiceStop() && (status == 3 || status == 113))
+            status = 0;
+        counted.push_back(status);
     }
-};
+    if (std::ranges::all_of(counted, [](std::int32_t s) { return s == 0; }))
+        return ItemOutcome::removed(item.size);
+    if (std::ranges::find(counted, -1) != counted.end())
+        return ItemOutcome::failed("Nicht ausgeführt");
+    const auto firstFailure = *std::ranges::find_if(counted, [](std::int32_t s) { return s != 0; });
+    return ItemOutcome::failed("Exit " + std::to_string(firstFailure));
+}
 
 } // namespace
 
@@ -142,7 +138,7 @@ std::vector<ItemResult> AdminRemover::results(const Prepared& prepared, const Ad
             if (unit.failure)
                 outcome = ItemOutcome::failed(*unit.failure);
             else if (const auto* completed = std::get_if<AdminRunResult::Completed>(&run.value))
-                outcome = UnitOutcome{unit, prepared.steps}.fromStatuses(completed->statuses, item);
+                outcome = completedOutcome(unit, prepared.steps, completed->statuses, item);
             else if (const auto* failed = std::get_if<AdminRunResult::Failed>(&run.value))
                 outcome = ItemOutcome::failed(failed->reason);
             results.push_back(ItemResult{unit.findingID, item.id, std::move(outcome)});

@@ -9,19 +9,37 @@
 #include <chrono>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::test {
 
 // Only ever give it harmless steps (scripts of `exit 3`, `/bin/true`, rm on files in a temp folder):
 // it runs whatever the script says, with the test's own rights.
+//
+// Tools that do not exist here (/bin/launchctl) can be stood in for: `standIn(from, to)` replaces the
+// command line `from` (as AdminScriptBuilder::commandLine writes it) by `to` wherever it occurs in a
+// script before the script runs, e.g. a bootout by `/bin/sh -c 'exit 113'`. The lines around it –
+// the status line, the `case` of the step after it – stay exactly as built.
 class ShellPrivilegedExecutor final : public PrivilegedExecutor {
 public:
     explicit ShellPrivilegedExecutor(std::chrono::seconds timeout = std::chrono::seconds(30))
         : timeout_(timeout) {}
 
+    void standIn(std::string from, std::string to) {
+        std::lock_guard lock(mutex_);
+        standIns_.emplace_back(std::move(from), std::move(to));
+    }
+
     AdminRunResult run(const AdminScript& script, std::stop_token stop) override {
-        const auto result = runner_.run("/bin/sh", {"-c", script.text}, timeout_, std::move(stop));
+        std::string text = script.text;
+        {
+            std::lock_guard lock(mutex_);
+            for (const auto& [from, to] : standIns_)
+                for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+                    text.replace(at, from.size(), to);
+        }
+        const auto result = runner_.run("/bin/sh", {"-c", text}, timeout_, std::move(stop));
         std::lock_guard lock(mutex_);
         scripts_.push_back(script);
         if (!result)
@@ -47,6 +65,7 @@ private:
     ProcessCommandRunner runner_;
     std::chrono::seconds timeout_;
     mutable std::mutex mutex_;
+    std::vector<std::pair<std::string, std::string>> standIns_;
     std::vector<AdminScript> scripts_;
     std::vector<std::string> outputs_;
 };

@@ -1,0 +1,89 @@
+// Shared pieces of the admin removal tests: a temp folder standing for "/", and steps built briefly.
+#pragma once
+
+#include "Findings/AdminStep.hpp"
+#include "Removal/ItemOutcome.hpp"
+#include "Removal/PrivilegedExecutor.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// Readable values in failure messages.
+inline void PrintTo(const ItemOutcome& outcome, std::ostream* out) {
+    *out << outcome.text();
+}
+inline void PrintTo(const ItemResult& result, std::ostream* out) {
+    *out << result.findingID.text() << " / " << result.itemID << ": " << result.outcome.text();
+}
+inline void PrintTo(const AdminRunResult& run, std::ostream* out) {
+    if (const auto* completed = std::get_if<AdminRunResult::Completed>(&run.value)) {
+        *out << "completed {";
+        for (const auto& status : completed->statuses)
+            *out << ' ' << (status ? std::to_string(*status) : "-");
+        *out << " }";
+    } else if (const auto* failed = std::get_if<AdminRunResult::Failed>(&run.value)) {
+        *out << "failed: " << failed->reason;
+    } else {
+        *out << "cancelled";
+    }
+}
+
+} // namespace velmora
+
+namespace velmora::test {
+
+// A fresh folder below the system's temp folder, removed with everything in it afterwards.
+class TempRoot {
+public:
+    TempRoot() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-admin-XXXXXX").string();
+        path_ = ::mkdtemp(pattern.data());
+    }
+    ~TempRoot() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempRoot(const TempRoot&) = delete;
+    TempRoot& operator=(const TempRoot&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    // "/Library/Caches/x" as it lies below this root.
+    std::filesystem::path operator/(const std::string& absolute) const {
+        return path_ / std::filesystem::path(absolute).relative_path();
+    }
+    // Writes a small file (and its folders) at a path below the root, returning its real path.
+    std::filesystem::path file(const std::string& absolute, const std::string& content = "x") const {
+        const auto where = *this / absolute;
+        std::filesystem::create_directories(where.parent_path());
+        std::ofstream(where) << content;
+        return where;
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline AdminStep step(std::string executable, std::vector<std::string> arguments,
+                      std::optional<std::string> itemID = std::nullopt,
+                      bool runsIfPreviousSucceeded = false) {
+    return AdminStep{std::move(executable), std::move(arguments), std::move(itemID), runsIfPreviousSucceeded};
+}
+
+// A step that only ends with the given exit status, run by a real shell.
+inline AdminStep exitStep(int status, bool runsIfPreviousSucceeded = false) {
+    return step("/bin/sh", {"-c", "exit " + std::to_string(status)}, std::nullopt, runsIfPreviousSucceeded);
+}
+
+inline AdminStep bootout(const std::string& label, std::optional<std::string> itemID = std::nullopt) {
+    return step("/bin/launchctl", {"bootout", "system/" + label}, std::move(itemID));
+}
+
+} // namespace velmora::test

@@ -1,0 +1,126 @@
+#include "Removal/AppleScriptPrivilegedExecutor.hpp"
+#include "Removal/PkexecPrivilegedExecutor.hpp"
+
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Removal/AdminScriptBuilder.hpp"
+#include "Removal/AdminTestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace velmora;
+using namespace velmora::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Reads an AppleScript string literal back the way AppleScript does (backslash escapes for "\\", "\"",
+// "\n", "\r", "\t"); nothing when the text is not one well-formed literal.
+std::optional<std::string> readAppleScriptLiteral(std::string_view literal) {
+    if (literal.size() < 2 || literal.front() != '"' || literal.back() != '"')
+        return std::nullopt;
+    std::string text;
+    for (std::size_t i = 1; i + 1 < literal.size(); ++i) {
+        char c = literal[i];
+        if (c == '"')
+            return std::nullopt; // an unescaped quote would have ended the literal here
+        if (c == '\\') {
+            if (++i + 1 >= literal.size())
+                return std::nullopt;
+            const char next = literal[i];
+            c = next == 'n' ? '\n' : next == 'r' ? '\r' : next == 't' ? '\t' : next;
+        }
+        text.push_back(c);
+    }
+    return text;
+}
+
+const AdminScript oneStep{"/bin/true; ks_rc=$?; echo \"KS_STEP n 0 $ks_rc\"", "n", 1};
+
+} // namespace
+
+TEST(AppleScriptPrivilegedExecutor, PassesTheScriptAsOneEscapedLiteralToOsascript) {
+    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral("a\\b \"c\"\nä"), "\"a\\\\b \\\"c\\\"\nä\"");
+    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral(""), "\"\"");
+    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral("\\n"), "\"\\\\n\"");
+
+    // A real script: ShellQuote's '\'' and the status line's double quotes both need escaping.
+    const std::string nonce = "n";
+    const auto script =
+        AdminScriptBuilder::script({step("/bin/rm", {"-f", "/Library/Caches/it's \"q\" \\ ä\nx"})}, nonce);
+    const std::string expected =
+        "do shell script \"/bin/rm -f '/Library/Caches/it'\\\\''s \\\"q\\\" \\\\ ä\nx'; "
+        "ks_rc=$?; echo \\\"KS_STEP n 0 $ks_rc\\\"\" with administrator privileges";
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/usr/bin/osascript", {"-e", expected}).returns(0, "KS_STEP n 0 0");
+    AppleScriptPrivilegedExecutor executor(runner, 90s);
+    EXPECT_EQ(executor.run(AdminScript{script, nonce, 1}, {}), AdminRunResult::completed({0}));
+    ASSERT_EQ(runner->calls().size(), 1u);
+    EXPECT_EQ(runner->calls()[0].timeout, 90s);
+}
+
+TEST(AppleScriptPrivilegedExecutor, LiteralReadsBackToTheExactText) {
+    const std::vector<std::string> pieces{"a", " ",   "\\",   "\"", "\n", "\r", "\t",
+                                          "'", "\\n", "\\\"", "ä",  "$",  "`"};
+    std::mt19937 random(4242);
+    std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
+    for (int round = 0; round < 500; ++round) {
+        std::string text;
+        for (int i = round % 17; i > 0; --i)
+            text += pieces[pick(random)];
+        EXPECT_EQ(readAppleScriptLiteral(AppleScriptPrivilegedExecutor::stringLiteral(text)), text);
+    }
+}
+
+TEST(AppleScriptPrivilegedExecutor, MapsHowOsascriptEnded) {
+    const auto runWith = [](auto configure) {
+        auto runner = std::make_shared<ScriptedCommandRunner>();
+        configure(runner->expect("/usr/bin/osascript"));
+        return AppleScriptPrivilegedExecutor(runner).run(oneStep, {});
+    };
+    // "do shell script" hands lines back separated by carriage returns.
+    EXPECT_EQ(runWith([](auto& e) { e.returns(0, "noise\rKS_STEP n 0 0\r"); }),
+              AdminRunResult::completed({0}));
+    EXPECT_EQ(runWith([](auto& e) { e.returns(1, "", "0:37: execution error: User canceled. (-128)\n"); }),
+              AdminRunResult::cancelled());
+    EXPECT_EQ(runWith([](auto& e) {
+                  e.returns(1, "",
+                            "execution error: The administrator user name or "
+                            "password was incorrect. (-60007)\n");
+              }),
+              AdminRunResult::failed("Exit 1"));
+    EXPECT_EQ(runWith([](auto& e) { e.fails(CommandError::Kind::timeout); }),
+              AdminRunResult::failed("Zeitüberschreitung"));
+    EXPECT_EQ(runWith([](auto& e) { e.fails(CommandError::Kind::cancelled); }), AdminRunResult::cancelled());
+    EXPECT_EQ(
+        runWith([](auto& e) { e.fails(CommandError::Kind::launchFailed, "No such file or directory"); }),
+        AdminRunResult::failed("Konnte nicht gestartet werden: No such file or directory"));
+}
+
+TEST(AppleScriptPrivilegedExecutor, ARunnerTimeLimitEndsAHangingPrompt) {
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/usr/bin/osascript").hangs();
+    AppleScriptPrivilegedExecutor executor(runner, 100ms);
+    EXPECT_EQ(executor.run(oneStep, {}), AdminRunResult::failed("Zeitüberschreitung"));
+}
+
+TEST(PkexecPrivilegedExecutor, RunsTheScriptThroughShAndMapsPkexecStatuses) {
+    const auto runWith = [](auto configure) {
+        auto runner = std::make_shared<ScriptedCommandRunner>();
+        configure(runner->expect("/usr/bin/pkexec", {"/bin/sh", "-c", oneStep.text}));
+        return PkexecPrivilegedExecutor(runner).run(oneStep, {});
+    };
+    EXPECT_EQ(runWith([](auto& e) { e.returns(0, "KS_STEP n 0 4\n"); }), AdminRunResult::completed({4}));
+    EXPECT_EQ(runWith([](auto& e) {
+                  e.returns(126, "", "Error executing command as another user: Request dismissed");
+              }),
+              AdminRunResult::cancelled());
+    EXPECT_EQ(runWith([](auto& e) {
+                  e.returns(127, "", "Error executing command as another user: Not authorized");
+              }),
+              AdminRunResult::failed("Keine Administratorrechte erhalten"));
+    EXPECT_EQ(runWith([](auto& e) { e.returns(2); }), AdminRunResult::failed("Exit 2"));
+    EXPECT_EQ(runWith([](auto& e) { e.fails(CommandError::Kind::timeout); }),
+              AdminRunResult::failed("Zeitüberschreitung"));
+}

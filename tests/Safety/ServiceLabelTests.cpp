@@ -1,0 +1,37 @@
+#include "Safety/ServiceLabel.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace velmora;
+
+TEST(ServiceLabel, AcceptsPlainThirdPartyLabelsUpToTheLengthLimit) {
+    EXPECT_TRUE(ServiceLabel::isValid("org.example.daemon"));
+    EXPECT_TRUE(ServiceLabel::isValid("A"));
+    EXPECT_TRUE(ServiceLabel::isValid("0x.Helper_2-b"));
+    EXPECT_TRUE(ServiceLabel::isValid(std::string(201, 'a')));
+    // Near misses of protected prefixes are someone else's services.
+    EXPECT_TRUE(ServiceLabel::isValid("com.apple"));
+    EXPECT_TRUE(ServiceLabel::isValid("com.applesauce.updater"));
+    EXPECT_TRUE(ServiceLabel::isValid("de.tobrenlux.velmora"));
+    EXPECT_TRUE(ServiceLabel::isValid("org.cupsd.x"));
+}
+
+TEST(ServiceLabel, RejectsBadShapes) {
+    EXPECT_FALSE(ServiceLabel::isValid(""));
+    EXPECT_FALSE(ServiceLabel::isValid(std::string(202, 'a')));
+    for (const std::string label :
+         {"-x", ".x", "_x", "a b", "a/b", "../x", "a;b", "a$b", "x\n", "ä.helper", "helper.ä", "a\tb"})
+        EXPECT_FALSE(ServiceLabel::isValid(label)) << label;
+    EXPECT_FALSE(ServiceLabel::isValid(std::string("a\0b", 3)));
+}
+
+TEST(ServiceLabel, RejectsProtectedPrefixesWhateverTheirCase) {
+    for (const std::string label :
+         {"com.apple.foo", "Com.Apple.x", "COM.APPLE.X", "de.tobrenlux.velmora2.check",
+          "De.Tobrenlux.Velmora2.check.weekly", "com.openssh.sshd", "com.vix.cron", "com.vix.crond",
+          "org.cups.cupsd", "org.apache.httpd", "org.apache.httpd2", "org.net-snmp.snmpd",
+          "org.openldap.slapd", "org.ntp.ntpd"})
+        EXPECT_FALSE(ServiceLabel::isValid(label)) << label;
+}
