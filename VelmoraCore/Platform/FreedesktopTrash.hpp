@@ -1,4 +1,4 @@
-// The Trash of the Linux desktops (freedesktop.org Trash specification): items in "Trash/files", and
+// The Trash of the Linux desktops (the freedesktop.org Trash layout): items in "Trash/files", and
 // for each an "info/<name>.trashinfo" with its original path and deletion date, so that the desktop's
 // own Trash can show and restore what we moved.
 #pragma once

@@ -169,6 +169,24 @@ std::optional<std::chrono::system_clock::time_point> xcodeArchiveCreationDate(co
     return plist ? plistDate(plist.get(), "CreationDate") : std::nullopt;
 }
 
+Finding PathScanner::findingFor(const PathRule& rule, std::vector<FindingItem> items) {
+    Finding finding;
+    finding.id = FindingID{rule.id, ""};
+    finding.category = rule.category;
+    finding.title = rule.title;
+    finding.summary = rule.summary;
+    finding.risk = rule.risk;
+    finding.method = rule.method;
+    finding.blockingApps = rule.blockingApps;
+    std::int64_t total = 0;
+    for (const auto& item : items)
+        total += item.size.value_or(0);
+    finding.size = total;
+    finding.items = std::move(items);
+    finding.commandPreview = commandPreview(finding.method, finding.items);
+    return finding;
+}
+
 std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanContext& context,
                                                                  std::stop_token stop) {
     fs::path start;
@@ -239,13 +257,8 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
     if (items.empty() && !lackedAccess)
         return std::vector<Finding>{};
 
-    Finding finding;
-    finding.id = FindingID{rule_.id, ""};
-    finding.category = rule_.category;
-    finding.title = rule_.title;
-    finding.summary = rule_.summary;
-    finding.risk = rule_.risk;
-    finding.method = rule_.method;
+    Finding finding = findingFor(rule_, std::move(items));
+    const auto& found = finding.items;
     if (const auto* tool = std::get_if<RemovalMethod::Tool>(&rule_.method.value);
         tool && context.tools && !context.tools->locate(tool->command.tool)) {
         // The owning tool is not installed: its file-level fallback takes over, and without one the
@@ -254,30 +267,21 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
             finding.method = RemovalMethod::deleteDirectly();
         else if (tool->fallback == Fallback::trash)
             finding.method = RemovalMethod::trash();
-        else if (!items.empty()) {
-            finding.method = RemovalMethod::hint(HintAction{HintAction::RevealInFinder{*items.front().url}});
+        else if (!found.empty()) {
+            finding.method = RemovalMethod::hint(HintAction{HintAction::RevealInFinder{*found.front().url}});
             finding.risk = Risk::hintOnly;
         }
+        finding.commandPreview = commandPreview(finding.method, found);
     }
     if (auto* hint = std::get_if<RemovalMethod::Hint>(&finding.method.value)) {
         // A hint that shows "the location" gets the first place that was found.
         auto* reveal = std::get_if<HintAction::RevealInFinder>(&hint->action.value);
-        if (reveal && reveal->path.empty() && !items.empty())
-            reveal->path = *items.front().url;
+        if (reveal && reveal->path.empty() && !found.empty())
+            reveal->path = *found.front().url;
     }
-    finding.blockingApps = rule_.blockingApps;
     finding.needsFullDiskAccess = lackedAccess;
-    if (items.empty()) {
-        // Nothing readable: the finding only tells the user that access is missing; its size is unknown.
-        finding.size.reset();
-    } else {
-        std::int64_t total = 0;
-        for (const auto& item : items)
-            total += item.size.value_or(0);
-        finding.size = total;
-    }
-    finding.items = std::move(items);
-    finding.commandPreview = commandPreview(finding.method, finding.items);
+    if (found.empty())
+        finding.size.reset(); // nothing readable: the finding only says that access is missing
     return std::vector<Finding>{std::move(finding)};
 }
 

@@ -28,6 +28,10 @@ public:
     static std::optional<std::string> commandPreview(const RemovalMethod& method,
                                                      const std::vector<FindingItem>& items);
 
+    // The finding of a rule with these items: the rule's texts, risk, method and blocking apps, the
+    // items' total size and the command preview.
+    static Finding findingFor(const PathRule& rule, std::vector<FindingItem> items);
+
     // The display name of a match.
     static std::string displayName(const std::filesystem::path& match, MatchName rule);
 

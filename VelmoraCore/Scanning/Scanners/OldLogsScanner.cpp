@@ -57,21 +57,7 @@ std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanCo
     }
     if (items.empty())
         return std::vector<Finding>{};
-    Finding finding;
-    finding.id = FindingID{rule_.id, ""};
-    finding.category = rule_.category;
-    finding.title = rule_.title;
-    finding.summary = rule_.summary;
-    finding.risk = rule_.risk;
-    finding.method = rule_.method;
-    finding.blockingApps = rule_.blockingApps;
-    std::int64_t total = 0;
-    for (const auto& item : items)
-        total += item.size.value_or(0);
-    finding.size = total;
-    finding.items = std::move(items);
-    finding.commandPreview = PathScanner::commandPreview(finding.method, finding.items);
-    return std::vector<Finding>{std::move(finding)};
+    return std::vector<Finding>{PathScanner::findingFor(rule_, std::move(items))};
 }
 
 } // namespace velmora
