@@ -1,6 +1,7 @@
 #include "Safety/KeepList.hpp"
 
 #include "Support/AtomicFile.hpp"
+#include "Support/PrettyJson.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -14,18 +15,6 @@ namespace {
 
 // A keep list holds a few hundred ids; a file far larger than this is not one.
 constexpr std::size_t maximumFileSize = 16 * 1024 * 1024;
-
-std::string jsonString(const std::string& text) {
-    const auto dumped = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    std::string out;
-    out.reserve(dumped.size());
-    for (const char c : dumped) {
-        if (c == '/')
-            out += '\\';
-        out += c;
-    }
-    return out;
-}
 
 enum class FileState { missing, blank, readable, unreadable };
 
@@ -127,15 +116,10 @@ std::string KeepList::encode(const IDs& ids) {
     std::sort(sorted.begin(), sorted.end(), [](const FindingID* a, const FindingID* b) {
         return a->scannerID != b->scannerID ? a->scannerID < b->scannerID : a->key < b->key;
     });
-    std::string text = "[\n";
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        text += i == 0 ? "  {\n" : ",\n  {\n";
-        text += "    \"key\" : " + jsonString(sorted[i]->key) + ",\n";
-        text += "    \"scannerID\" : " + jsonString(sorted[i]->scannerID) + "\n";
-        text += "  }";
-    }
-    text += "\n]";
-    return text;
+    nlohmann::json array = nlohmann::json::array();
+    for (const auto* id : sorted)
+        array.push_back(*id);
+    return prettyJSON(array);
 }
 
 std::optional<KeepList::IDs> KeepList::decode(std::string_view text) {

@@ -1,0 +1,115 @@
+#include "Check/CheckHistory.hpp"
+#include "Platform/ScratchTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace velmora;
+using velmora::scratch::ScratchTree;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+CheckSnapshot at(int day, std::int64_t cleanable = 0) {
+    CheckSnapshot s;
+    s.date = std::chrono::sys_days{std::chrono::year{2026} / 1 / 1} + std::chrono::days{day} +
+             std::chrono::hours{10};
+    s.cleanableTotal = cleanable;
+    s.sizes = {{"xcode.derivedData", day}};
+    s.titles = {{"xcode.derivedData", "DerivedData"}};
+    return s;
+}
+
+std::string content(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+} // namespace
+
+TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDates) {
+    ScratchTree tree;
+    CheckHistory history(tree / "Support/Velmora2/history.json");
+    EXPECT_TRUE(history.all().empty());
+    EXPECT_FALSE(history.latest());
+    ASSERT_TRUE(history.append(at(1)));
+    ASSERT_TRUE(history.append(at(3)));
+    ASSERT_TRUE(history.append(at(2)));
+    ASSERT_TRUE(history.append(at(3, 99))); // same date: replaces
+    const auto all = history.all();
+    ASSERT_EQ(all.size(), 3u);
+    EXPECT_EQ(all[0].cleanableTotal, 99);
+    EXPECT_EQ(all[0].date, at(3).date);
+    EXPECT_EQ(all[2].date, at(1).date);
+    EXPECT_EQ(history.latest()->date, at(3).date);
+    const auto text = content(history.fileURL());
+    EXPECT_TRUE(text.starts_with("[\n  {\n    \"alerts\" : [\n\n    ],\n    \"cleanableTotal\" : 99,"))
+        << text;
+}
+
+TEST(CheckHistory, KeepsTheNewestFiftyTwo) {
+    ScratchTree tree;
+    CheckHistory history(tree / "history.json");
+    for (int day = 0; day < 53; ++day)
+        ASSERT_TRUE(history.append(at(day)));
+    const auto all = history.all();
+    ASSERT_EQ(all.size(), 52u);
+    EXPECT_EQ(all.front().date, at(52).date);
+    EXPECT_EQ(all.back().date, at(1).date);
+}
+
+TEST(CheckHistory, CorruptFileIsSetAsideAndAFreshHistoryWritten) {
+    ScratchTree tree;
+    const auto file = tree.file("history.json", "not json at all");
+    CheckHistory history(file);
+    EXPECT_TRUE(history.all().empty());
+    EXPECT_EQ(content(file), "not json at all"); // reading never moves it
+    ASSERT_TRUE(history.append(at(1)));
+    EXPECT_EQ(content(history.quarantineURL()), "not json at all");
+    EXPECT_EQ(history.all().size(), 1u);
+    // A second corrupt file replaces the older quarantine.
+    tree.file("history.json", R"([{"date": "yesterday"}])");
+    ASSERT_TRUE(history.append(at(2)));
+    EXPECT_EQ(content(history.quarantineURL()), R"([{"date": "yesterday"}])");
+    EXPECT_EQ(history.all().size(), 1u);
+}
+
+TEST(CheckHistory, FailedWriteLeavesTheOldFile) {
+    ScratchTree tree;
+    CheckHistory history(tree / "history.json");
+    ASSERT_TRUE(history.append(at(1)));
+    const auto before = content(history.fileURL());
+    // A folder where the temporary file would go cannot be written: make the folder a file's child.
+    CheckHistory impossible(tree / "history.json" / "nested.json");
+    EXPECT_FALSE(impossible.append(at(2)));
+    EXPECT_EQ(content(history.fileURL()), before);
+}
+
+TEST(CheckHistory, TwoProcessesAppendingAtOnceLoseNothing) {
+    ScratchTree tree;
+    const auto file = tree / "Velmora2/history.json";
+    constexpr int perProcess = 20;
+    std::vector<pid_t> children;
+    for (int process = 0; process < 2; ++process) {
+        const pid_t pid = ::fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            CheckHistory history(file);
+            bool ok = true;
+            for (int i = 0; i < perProcess; ++i)
+                ok = history.append(at(process * 100 + i)).has_value() && ok;
+            ::_exit(ok ? 0 : 1);
+        }
+        children.push_back(pid);
+    }
+    for (const pid_t pid : children) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    EXPECT_EQ(CheckHistory(file).all().size(), 2u * perProcess);
+}
