@@ -1,8 +1,8 @@
 #include "Removal/DeleteRemover.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalRunner.hpp"
-#include "Removal/TrashRemover.hpp"
 #include "Removal/RemovalTestSupport.hpp"
+#include "Removal/TrashRemover.hpp"
 #include "Safety/KeepList.hpp"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,8 @@ constexpr const char* changed = "Hat sich seit dem Scan verändert – nicht ang
 class FileRemoval : public ::testing::TestWithParam<PlatformLayout> {
 protected:
     RemovalRunner runner(std::shared_ptr<const KeepList> keep = nullptr) const {
-        return RemovalRunner::live(h.trash, h.guard, nullptr, ToolLocator{}, nullptr, nullptr, std::move(keep));
+        return RemovalRunner::live(h.trash, h.guard, nullptr, ToolLocator{}, nullptr, nullptr,
+                                   std::move(keep));
     }
 
     Home h{GetParam()};
@@ -49,14 +50,16 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
     t.file(rel(c / "file.log"), "log");
     t.file(rel(c / "app.four/z"), "z");
 
-    const Finding trashFinding = findingOf("appCaches.one", RemovalMethod::trash(),
-                                           {itemAt(c / "app.one", 300), itemAt(c / "linkItem", 0),
-                                            itemAt(c / "app.one.keep", 5)});
+    const Finding trashFinding =
+        findingOf("appCaches.one", RemovalMethod::trash(),
+                  {itemAt(c / "app.one", 300), itemAt(c / "linkItem", 0), itemAt(c / "app.one.keep", 5)});
     const Finding deleteFinding = findingOf("appCaches.two", RemovalMethod::deleteDirectly(),
                                             {itemAt(c / "app.two", 4000), itemAt(c / "file.log", 70)});
     // Not every item of a finding is chosen: app.one.keep stays.
-    const auto plan = RemovalPlan::build(
-        {FindingSelection{trashFinding, {trashFinding.items[0], trashFinding.items[1]}}, allOf(deleteFinding)}, {});
+    const auto plan =
+        RemovalPlan::build({FindingSelection{trashFinding, {trashFinding.items[0], trashFinding.items[1]}},
+                            allOf(deleteFinding)},
+                           {});
     const auto before = without(listing(t.root()), t.root(), {h.trashFolder});
 
     std::vector<std::string> progress;
@@ -83,8 +86,8 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
     EXPECT_EQ(report.freedBytes, 300 + 0 + 4000 + 70);
     EXPECT_TRUE(report.failures.empty());
     EXPECT_FALSE(report.summary());
-    EXPECT_EQ(progress, (std::vector<std::string>{"Entferne: app.one", "Entferne: linkItem", "Entferne: app.two",
-                                                  "Entferne: file.log"}));
+    EXPECT_EQ(progress, (std::vector<std::string>{"Entferne: app.one", "Entferne: linkItem",
+                                                  "Entferne: app.two", "Entferne: file.log"}));
 }
 
 TEST_P(FileRemoval, PathsThroughLinksAndItemsSwappedForLinksAreNotFollowed) {
@@ -100,9 +103,10 @@ TEST_P(FileRemoval, PathsThroughLinksAndItemsSwappedForLinksAreNotFollowed) {
 
     for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
         SCOPED_TRACE(method.kind() == RemovalKind::trash ? "trash" : "delete");
-        const Finding finding = findingOf("appCaches.links", method,
-                                          {itemAt(c / "viaDocuments/secret.txt"), itemAt(c / "viaCache/inner"),
-                                           itemAt(c / "victim"), itemAt(c / "victim2")});
+        const Finding finding =
+            findingOf("appCaches.links", method,
+                      {itemAt(c / "viaDocuments/secret.txt"), itemAt(c / "viaCache/inner"),
+                       itemAt(c / "victim"), itemAt(c / "victim2")});
         const auto plan = RemovalPlan::build({allOf(finding)}, {});
         // After the plan: one folder becomes a link to a folder the guard allows, one a link into Documents.
         fs::rename(c / "victim", c / "victim.old");
@@ -142,8 +146,9 @@ TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
     t.file(rel(h.documents / "x"), "x");
     t.file(rel(h.cache / "ok/file"), "ok");
     for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
-        const Finding finding = findingOf(
-            "appCaches.dry", method, {itemWithoutPath("ohne Pfad"), itemAt(h.documents / "x"), itemAt(h.cache / "ok")});
+        const Finding finding =
+            findingOf("appCaches.dry", method,
+                      {itemWithoutPath("ohne Pfad"), itemAt(h.documents / "x"), itemAt(h.cache / "ok")});
         const auto before = listing(t.root());
 
         const auto report = runner().run(RemovalPlan::build({allOf(finding)}, {.dryRun = true}));
@@ -152,12 +157,13 @@ TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
         EXPECT_EQ(outcomesByItem(report.results),
                   (std::map<std::string, std::string>{
                       {"ohne Pfad", "übersprungen: Kein Pfad"},
-                      {(h.documents / "x").string(), "fehlgeschlagen: Gesperrt: Persönlicher Ordner – wird nie angefasst"},
+                      {(h.documents / "x").string(),
+                       "fehlgeschlagen: Gesperrt: Persönlicher Ordner – wird nie angefasst"},
                       {(h.cache / "ok").string(), "übersprungen: Trockenlauf"}}));
         EXPECT_EQ(report.freedBytes, 0);
-        EXPECT_EQ(report.failures, (std::vector<std::string>{
-                                       "ohne Pfad: Kein Pfad",
-                                       "x: Gesperrt: Persönlicher Ordner – wird nie angefasst"}));
+        EXPECT_EQ(report.failures,
+                  (std::vector<std::string>{"ohne Pfad: Kein Pfad",
+                                            "x: Gesperrt: Persönlicher Ordner – wird nie angefasst"}));
         EXPECT_EQ(report.summary(), "2 Einträge konnten nicht entfernt werden.");
     }
 }
@@ -177,10 +183,11 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningIsLeftAloneAndTheRestGoes) {
         t.file(rel(base / "elsewhere/precious"), "precious");
         t.file(rel(base / "plainFile"), "plain");
 
-        const Finding finding = findingOf("appCaches.changes", method,
-                                          {itemAt(base / "replaced"), itemAt(base / "toLink"), itemAt(base / "gone"),
-                                           itemAt(base / "fine", 111), itemAt(base / "plainFile")},
-                                          tag);
+        const Finding finding =
+            findingOf("appCaches.changes", method,
+                      {itemAt(base / "replaced"), itemAt(base / "toLink"), itemAt(base / "gone"),
+                       itemAt(base / "fine", 111), itemAt(base / "plainFile")},
+                      tag);
         const Finding kept = findingOf("appCaches.kept", method, {itemAt(base / "kept")}, tag);
         const auto plan = RemovalPlan::build({allOf(finding), allOf(kept)}, {});
 
@@ -198,14 +205,15 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningIsLeftAloneAndTheRestGoes) {
 
         const auto report = runner(keep).run(plan);
 
-        EXPECT_EQ(outcomesByItem(report.results),
-                  (std::map<std::string, std::string>{
-                      {(base / "replaced").string(), std::string("übersprungen: ") + changed},
-                      {(base / "toLink").string(), std::string("übersprungen: ") + changed},
-                      {(base / "gone").string(), "übersprungen: Existiert nicht mehr"},
-                      {(base / "fine").string(), "entfernt"},
-                      {(base / "plainFile").string(), std::string("übersprungen: ") + changed},
-                      {(base / "kept").string(), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst"}}));
+        EXPECT_EQ(
+            outcomesByItem(report.results),
+            (std::map<std::string, std::string>{
+                {(base / "replaced").string(), std::string("übersprungen: ") + changed},
+                {(base / "toLink").string(), std::string("übersprungen: ") + changed},
+                {(base / "gone").string(), "übersprungen: Existiert nicht mehr"},
+                {(base / "fine").string(), "entfernt"},
+                {(base / "plainFile").string(), std::string("übersprungen: ") + changed},
+                {(base / "kept").string(), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst"}}));
         EXPECT_EQ(contentOf(base / "replaced/new"), "new");
         EXPECT_EQ(contentOf(base / "replaced.moved/old"), "old");
         EXPECT_TRUE(fs::is_symlink(base / "toLink"));
@@ -219,14 +227,16 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningIsLeftAloneAndTheRestGoes) {
 }
 
 TEST(TrashRemover, ATrashOnAnotherVolumeFailsAndTheItemStays) {
-    struct stat shm {}, tmp {};
+    struct stat shm {
+    }, tmp{};
     if (::stat("/dev/shm", &shm) != 0 || ::access("/dev/shm", W_OK) != 0)
         GTEST_SKIP() << "no writable /dev/shm";
     Home h(PlatformLayout::macOS);
     if (::stat(h.tree.root().c_str(), &tmp) != 0 || tmp.st_dev == shm.st_dev)
         GTEST_SKIP() << "/dev/shm is on the same volume as the temp folder";
     scratch::ScratchTree otherVolume("/dev/shm");
-    const fs::path item = h.tree.file((h.cache / "big/data").lexically_relative(h.tree.root()), "data").parent_path();
+    const fs::path item =
+        h.tree.file((h.cache / "big/data").lexically_relative(h.tree.root()), "data").parent_path();
     std::vector<fs::path> trashedCalls;
     TrashRemover remover(std::make_shared<HomeTrash>(otherVolume.root()), h.safety(),
                          [&](const fs::path& p) { trashedCalls.push_back(p); });
@@ -249,10 +259,12 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
 
     // A remover that cannot ask the guard refuses, also in a dry run.
     for (const bool dryRun : {true, false}) {
-        EXPECT_EQ(TrashRemover(h.trash, SafetyCheck{}).remove({step}, dryRun)[0].outcome,
-                  ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
-        EXPECT_EQ(DeleteRemover(SafetyCheck{}).remove({step}, dryRun)[0].outcome,
-                  ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
+        EXPECT_EQ(
+            TrashRemover(h.trash, SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
+        EXPECT_EQ(
+            DeleteRemover(SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
     }
     EXPECT_TRUE(present(file));
 

@@ -55,7 +55,9 @@ struct Home {
     }
 
     // Where the Trash keeps the moved items themselves.
-    fs::path trashFiles() const { return layout == PlatformLayout::macOS ? trashFolder : trashFolder / "files"; }
+    fs::path trashFiles() const {
+        return layout == PlatformLayout::macOS ? trashFolder : trashFolder / "files";
+    }
 
     PlatformLayout layout;
     scratch::ScratchTree tree;
@@ -119,8 +121,8 @@ inline std::map<std::string, std::string> listing(const fs::path& root) {
 }
 
 // The listing of `root` without what lies at or below each of `paths`.
-inline std::map<std::string, std::string> without(std::map<std::string, std::string> listing, const fs::path& root,
-                                                  const std::vector<fs::path>& paths) {
+inline std::map<std::string, std::string> without(std::map<std::string, std::string> listing,
+                                                  const fs::path& root, const std::vector<fs::path>& paths) {
     for (const auto& path : paths) {
         const std::string rel = path.lexically_relative(root).string();
         std::erase_if(listing, [&](const auto& entry) {

@@ -23,7 +23,8 @@ ToolLocator locatorWith(std::set<fs::path> present) {
 
 Finding toolFinding(std::string tool, std::vector<std::string> arguments, std::vector<FindingItem> items,
                     std::string scannerID = "languages.npm") {
-    return findingOf(std::move(scannerID), RemovalMethod::tool(ToolCommand{std::move(tool), std::move(arguments), 60s}),
+    return findingOf(std::move(scannerID),
+                     RemovalMethod::tool(ToolCommand{std::move(tool), std::move(arguments), 60s}),
                      std::move(items));
 }
 
@@ -42,8 +43,8 @@ struct Fixture {
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
     std::shared_ptr<FakeRunningApps> apps = std::make_shared<FakeRunningApps>();
 
-    std::vector<ItemResult> remove(const Finding& finding, const std::set<fs::path>& present, bool dryRun = false,
-                                   RemovalOptions options = {}) {
+    std::vector<ItemResult> remove(const Finding& finding, const std::set<fs::path>& present,
+                                   bool dryRun = false, RemovalOptions options = {}) {
         options.dryRun = dryRun;
         const auto plan = RemovalPlan::build({allOf(finding)}, options);
         ToolRemover remover(runner, locatorWith(present), apps);
@@ -72,8 +73,9 @@ TEST(ToolRemover, MissingToolsAndWrongMethodsFailEveryItemWithoutRunningAnything
 
     const auto trashFinding = findingOf("languages.npm", RemovalMethod::trash(), twoItems());
     ToolRemover remover(f.runner, locatorWith({"/usr/bin/npm"}));
-    EXPECT_EQ(outcomeTexts(remover.remove({RemovalStep::capture(trashFinding, trashFinding.items)}, false)),
-              (std::vector<std::string>{"fehlgeschlagen: Falsche Methode", "fehlgeschlagen: Falsche Methode"}));
+    EXPECT_EQ(
+        outcomeTexts(remover.remove({RemovalStep::capture(trashFinding, trashFinding.items)}, false)),
+        (std::vector<std::string>{"fehlgeschlagen: Falsche Methode", "fehlgeschlagen: Falsche Methode"}));
     EXPECT_TRUE(f.runner->calls().empty());
 }
 
@@ -93,7 +95,8 @@ TEST(ToolRemover, RunsTheCommandOnceAndSharesItsOutcome) {
     {
         Fixture f;
         f.runner->expect("/usr/bin/xcrun").returns(3, "", "Error");
-        const auto simctl = toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
+        const auto simctl =
+            toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
         EXPECT_EQ(outcomeTexts(f.remove(simctl, installed)),
                   (std::vector<std::string>{"fehlgeschlagen: Exit 3", "fehlgeschlagen: Exit 3"}));
     }
@@ -136,8 +139,9 @@ TEST(ToolRemover, ARunningAppSkipsTheWholeFindingBeforeAnythingRuns) {
 
 TEST(ToolRemover, HomebrewTrustProblemsGiveTheTwoCommandsToRun) {
     const std::set<fs::path> brew = {"/opt/homebrew/bin/brew"};
-    const std::string hint = "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew "
-                             "trust acme/tools · brew uninstall --cask widget";
+    const std::string hint =
+        "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew "
+        "trust acme/tools · brew uninstall --cask widget";
     const auto cask = toolFinding("brew", {"uninstall", "--cask", "widget"}, twoItems(), "brew.cask");
     for (const auto& [out, err] : std::vector<std::pair<std::string, std::string>>{
              {"", "Error: Refusing to load cask from untrusted tap   acme/tools\n"},
@@ -158,9 +162,10 @@ TEST(ToolRemover, HomebrewTrustProblemsGiveTheTwoCommandsToRun) {
         // Not a cask uninstall: the second command is the failed one.
         Fixture f;
         f.runner->expect("/opt/homebrew/bin/brew").returns(1, "", "untrusted tap acme/tools");
-        EXPECT_EQ(outcomeTexts(f.remove(toolFinding("brew", {"cleanup", "--prune=all"}, twoItems()), brew))[0],
-                  "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew trust "
-                  "acme/tools · brew cleanup --prune=all");
+        EXPECT_EQ(
+            outcomeTexts(f.remove(toolFinding("brew", {"cleanup", "--prune=all"}, twoItems()), brew))[0],
+            "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew trust "
+            "acme/tools · brew cleanup --prune=all");
     }
     {
         // Other tools, unrelated brew errors and a tap name without owner keep the exit status.
@@ -178,10 +183,12 @@ TEST(BrewCommand, ZapGoesOnlyIntoCaskUninstallsAndOnlyOnce) {
         return BrewCommand::withZap(ToolCommand{std::move(tool), std::move(args), 1s}).arguments;
     };
     using Args = std::vector<std::string>;
-    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "widget"}), (Args{"uninstall", "--cask", "--zap", "widget"}));
+    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "widget"}),
+              (Args{"uninstall", "--cask", "--zap", "widget"}));
     EXPECT_EQ(zap("/usr/local/bin/brew", {"uninstall", "--force", "--cask", "w"}),
               (Args{"uninstall", "--force", "--cask", "--zap", "w"}));
-    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "--zap", "w"}), (Args{"uninstall", "--cask", "--zap", "w"}));
+    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "--zap", "w"}),
+              (Args{"uninstall", "--cask", "--zap", "w"}));
     EXPECT_EQ(zap("brew", {"uninstall", "wget"}), (Args{"uninstall", "wget"}));
     EXPECT_EQ(zap("brew", {"cleanup", "--cask"}), (Args{"cleanup", "--cask"}));
     EXPECT_EQ(zap("npm", {"uninstall", "--cask", "x"}), (Args{"uninstall", "--cask", "x"}));
