@@ -1,0 +1,22 @@
+// Deletes the chosen file items for good, through TreeDeleter: no link is followed, no other volume
+// entered, and a folder swapped during the walk is left alone.
+#pragma once
+
+#include "Platform/TreeDeleter.hpp"
+#include "Removal/FileRemover.hpp"
+
+namespace velmora {
+
+class DeleteRemover final : public FileRemover {
+public:
+    explicit DeleteRemover(SafetyCheck safety, TreeDeleter deleter = TreeDeleter());
+
+private:
+    // A deletion that removed only part of a folder fails with the first entry that stayed; one that
+    // was stopped midway is `cancelled` (what went so far is gone).
+    ItemOutcome apply(const PlannedItem& planned, std::stop_token stop) override;
+
+    TreeDeleter deleter_;
+};
+
+} // namespace velmora

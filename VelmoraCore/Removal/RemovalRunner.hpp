@@ -1,0 +1,88 @@
+// Carries out a removal plan group by group – tool commands, Trash, direct deletion, then all
+// administrator steps under one password prompt – and collects one result per item into a report.
+// Holds no state between runs.
+#pragma once
+
+#include "Findings/FindingID.hpp"
+#include "Platform/CommandRunner.hpp"
+#include "Platform/RunningAppsSource.hpp"
+#include "Platform/ToolLocator.hpp"
+#include "Platform/Trash.hpp"
+#include "Removal/AdminRemover.hpp"
+#include "Removal/FindingSelection.hpp"
+#include "Removal/PrivilegedExecutor.hpp"
+#include "Removal/RemovalPlan.hpp"
+#include "Removal/RemovalReport.hpp"
+#include "Removal/Remover.hpp"
+#include "Removal/TrashRemover.hpp"
+
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+class KeepList;
+class SafetyGuard;
+
+class RemovalRunner {
+public:
+    using Progress = std::function<void(const std::string&)>;
+    // The admin group: AdminRemover::remove, or a stand-in in tests.
+    using AdminRemoval = std::function<std::vector<ItemResult>(const std::vector<FindingSelection>&,
+                                                               bool dryRun, std::stop_token)>;
+    // True when the finding is on the keep list now.
+    using KeepCheck = std::function<bool(const FindingID&)>;
+
+    struct Services {
+        std::shared_ptr<Remover> trash;
+        std::shared_ptr<Remover> delete_;
+        std::shared_ptr<Remover> tool; // checks running applications itself (ToolRemover)
+        AdminRemoval admin;
+        std::shared_ptr<const RunningAppsSource> runningApps; // null: nothing counts as running
+        KeepCheck isKept;                                     // empty: nothing counts as kept
+    };
+
+    explicit RemovalRunner(Services services);
+
+    // The runner with the live removers: Trash and delete through `guard`, tools through `commands`
+    // and `tools`, admin steps through `executor`, the keep list asked before every item.
+    static RemovalRunner live(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
+                              std::shared_ptr<CommandRunner> commands, ToolLocator tools,
+                              std::shared_ptr<PrivilegedExecutor> executor,
+                              std::shared_ptr<const RunningAppsSource> runningApps,
+                              std::shared_ptr<const KeepList> keepList,
+                              TrashRemover::OnTrashed onTrashed = {});
+
+    static AdminRemoval adminRemoval(std::shared_ptr<AdminRemover> remover);
+
+    // Runs the plan (blocking; call it off the main thread). Before each file item: the progress text
+    // "Entferne: <name>", then the keep list (kept → skipped "Steht auf der Behalten-Liste – nicht
+    // angefasst") and its applications (one running → skipped "<App> läuft – vorher beenden"); then
+    // the remover, which asks the guard and checks that the path still names what the plan recorded.
+    // A tool finding is handed over whole, with one progress line naming its items. The admin items
+    // pass the same checks per admin unit (items whose steps run together stay or go together), then
+    // go to the admin remover at once, announced by "Admin-Schritte (eine Passwortabfrage)". In a dry
+    // run nothing changes and no password is asked for. After `stop`, every item not yet started is
+    // `cancelled`. `progress` is called on this thread.
+    RemovalReport run(const RemovalPlan& plan, const Progress& progress = {},
+                      std::stop_token stop = {}) const;
+
+private:
+    void runFiles(const std::vector<RemovalStep>& steps, Remover* remover, bool dryRun,
+                  const Progress& progress, std::stop_token stop, std::vector<ItemResult>& results) const;
+    void runTools(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
+                  std::stop_token stop, std::vector<ItemResult>& results) const;
+    void runAdmin(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
+                  std::stop_token stop, std::vector<ItemResult>& results) const;
+    bool isKept(const FindingID& id) const;
+
+    Services services_;
+};
+
+inline constexpr std::string_view removingProgressPrefix = "Entferne: ";
+inline constexpr std::string_view adminProgress = "Admin-Schritte (eine Passwortabfrage)";
+
+} // namespace velmora

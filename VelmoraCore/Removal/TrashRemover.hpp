@@ -1,0 +1,29 @@
+// Moves the chosen file items into the user's Trash, where they can still be restored. Never deletes:
+// an item the Trash cannot take stays where it is and fails with the Trash's reason.
+#pragma once
+
+#include "Platform/Trash.hpp"
+#include "Removal/FileRemover.hpp"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+namespace velmora {
+
+class TrashRemover final : public FileRemover {
+public:
+    // Receives each item's original path right after it went into the Trash; called on the
+    // removing thread.
+    using OnTrashed = std::function<void(const std::filesystem::path&)>;
+
+    TrashRemover(std::shared_ptr<Trash> trash, SafetyCheck safety, OnTrashed onTrashed = {});
+
+private:
+    ItemOutcome apply(const PlannedItem& planned, std::stop_token stop) override;
+
+    std::shared_ptr<Trash> trash_;
+    OnTrashed onTrashed_;
+};
+
+} // namespace velmora

@@ -1,0 +1,277 @@
+#include "Removal/DeleteRemover.hpp"
+#include "Removal/RemovalPlan.hpp"
+#include "Removal/RemovalRunner.hpp"
+#include "Removal/RemovalTestSupport.hpp"
+#include "Removal/TrashRemover.hpp"
+#include "Safety/KeepList.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace velmora;
+using namespace velmora::removaltest;
+using velmora::scratch::contentOf;
+using velmora::scratch::present;
+
+namespace {
+
+constexpr const char* changed = "Hat sich seit dem Scan verändert – nicht angefasst";
+
+class FileRemoval : public ::testing::TestWithParam<PlatformLayout> {
+protected:
+    RemovalRunner runner(std::shared_ptr<const KeepList> keep = nullptr) const {
+        return RemovalRunner::live(h.trash, h.guard, nullptr, ToolLocator{}, nullptr, nullptr,
+                                   std::move(keep));
+    }
+
+    Home h{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Layouts, FileRemoval, ::testing::ValuesIn(allPlatformLayouts), layoutName);
+
+} // namespace
+
+TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
+    const auto& t = h.tree;
+    const auto c = h.cache;
+    const fs::path secret = t.file(fs::relative(h.documents / "secret.txt", t.root()), "geheim");
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    t.file(rel(c / "app.one/a.bin"), "a");
+    t.file(rel(c / "app.one/sub/b.bin"), "b");
+    t.file(rel(c / "app.one/.hidden"), "h");
+    t.link(rel(c / "app.one/toDocuments"), h.documents);
+    t.link(rel(c / "app.one/toSecret"), secret);
+    t.file(rel(c / "app.one.keep/x"), "x"); // a sibling whose name starts the same
+    t.file(rel(c / "app.two/deep/er/and/deeper/f"), "f");
+    t.link(rel(c / "app.two/toThree"), c / "app.three");
+    t.file(rel(c / "app.three/y"), "y");
+    t.link(rel(c / "linkItem"), c / "app.three");
+    t.file(rel(c / "file.log"), "log");
+    t.file(rel(c / "app.four/z"), "z");
+
+    const Finding trashFinding =
+        findingOf("appCaches.one", RemovalMethod::trash(),
+                  {itemAt(c / "app.one", 300), itemAt(c / "linkItem", 0), itemAt(c / "app.one.keep", 5)});
+    const Finding deleteFinding = findingOf("appCaches.two", RemovalMethod::deleteDirectly(),
+                                            {itemAt(c / "app.two", 4000), itemAt(c / "file.log", 70)});
+    // Not every item of a finding is chosen: app.one.keep stays.
+    const auto plan =
+        RemovalPlan::build({FindingSelection{trashFinding, {trashFinding.items[0], trashFinding.items[1]}},
+                            allOf(deleteFinding)},
+                           {});
+    const auto before = without(listing(t.root()), t.root(), {h.trashFolder});
+
+    std::vector<std::string> progress;
+    const auto report = runner().run(plan, [&](const std::string& text) { progress.push_back(text); });
+
+    const std::vector<fs::path> chosen = {c / "app.one", c / "linkItem", c / "app.two", c / "file.log"};
+    EXPECT_EQ(without(listing(t.root()), t.root(), {h.trashFolder}), without(before, t.root(), chosen));
+    EXPECT_EQ(contentOf(secret), "geheim");
+    EXPECT_EQ(contentOf(c / "app.three/y"), "y");
+
+    // The Trash holds the Trash items exactly as they were, the link as a link.
+    const auto trashed = listing(h.trashFiles());
+    EXPECT_EQ(trashed.at("app.one/sub/b.bin"), "file:b");
+    EXPECT_EQ(trashed.at("app.one/toSecret"), "link:" + secret.string());
+    EXPECT_EQ(trashed.at("linkItem"), "link:" + (c / "app.three").string());
+    EXPECT_FALSE(trashed.contains("app.two"));
+    EXPECT_FALSE(trashed.contains("file.log"));
+
+    EXPECT_EQ(outcomesByItem(report.results),
+              (std::map<std::string, std::string>{{(c / "app.one").string(), "entfernt"},
+                                                  {(c / "linkItem").string(), "entfernt"},
+                                                  {(c / "app.two").string(), "entfernt"},
+                                                  {(c / "file.log").string(), "entfernt"}}));
+    EXPECT_EQ(report.freedBytes, 300 + 0 + 4000 + 70);
+    EXPECT_TRUE(report.failures.empty());
+    EXPECT_FALSE(report.summary());
+    EXPECT_EQ(progress, (std::vector<std::string>{"Entferne: app.one", "Entferne: linkItem",
+                                                  "Entferne: app.two", "Entferne: file.log"}));
+}
+
+TEST_P(FileRemoval, PathsThroughLinksAndItemsSwappedForLinksAreNotFollowed) {
+    const auto& t = h.tree;
+    const auto c = h.cache;
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    t.file(rel(h.documents / "secret.txt"), "geheim");
+    t.link(rel(c / "viaDocuments"), h.documents.lexically_relative(c));
+    t.file(rel(c / "real/inner"), "inner");
+    t.link(rel(c / "viaCache"), c / "real");
+    t.file(rel(c / "victim/content"), "v");
+    t.file(rel(c / "victim2/content"), "v2");
+
+    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
+        SCOPED_TRACE(method.kind() == RemovalKind::trash ? "trash" : "delete");
+        const Finding finding =
+            findingOf("appCaches.links", method,
+                      {itemAt(c / "viaDocuments/secret.txt"), itemAt(c / "viaCache/inner"),
+                       itemAt(c / "victim"), itemAt(c / "victim2")});
+        const auto plan = RemovalPlan::build({allOf(finding)}, {});
+        // After the plan: one folder becomes a link to a folder the guard allows, one a link into Documents.
+        fs::rename(c / "victim", c / "victim.old");
+        fs::create_symlink(c / "victim.old", c / "victim");
+        fs::rename(c / "victim2", c / "victim2.old");
+        fs::create_symlink(h.documents.lexically_relative(c), c / "victim2");
+        const auto before = listing(t.root());
+
+        const auto report = runner().run(plan);
+
+        const auto trashFolderNow = without(listing(t.root()), t.root(), {h.trashFolder});
+        EXPECT_EQ(trashFolderNow, without(before, t.root(), {h.trashFolder}));
+        const auto outcomes = outcomesByItem(report.results);
+        EXPECT_EQ(outcomes.at((c / "viaDocuments/secret.txt").string()),
+                  "fehlgeschlagen: Gesperrt: Symlink zeigt aus dem erlaubten Ordner heraus");
+        // The guard allows the place the link leads to, but the item's folder is a link: refused.
+        EXPECT_EQ(outcomes.at((c / "viaCache/inner").string()),
+                  std::string("fehlgeschlagen: ") +
+                      std::string(method.kind() == RemovalKind::trash ? unsafeTrashText : unsafeFolderText));
+        EXPECT_EQ(outcomes.at((c / "victim").string()), std::string("übersprungen: ") + changed);
+        EXPECT_EQ(outcomes.at((c / "victim2").string()),
+                  "fehlgeschlagen: Gesperrt: Symlink zeigt aus dem erlaubten Ordner heraus");
+        EXPECT_EQ(report.freedBytes, 0);
+        EXPECT_EQ(report.failures.size(), 4u);
+        EXPECT_EQ(report.summary(), "4 Einträge konnten nicht entfernt werden.");
+
+        fs::remove(c / "victim");
+        fs::rename(c / "victim.old", c / "victim");
+        fs::remove(c / "victim2");
+        fs::rename(c / "victim2.old", c / "victim2");
+    }
+}
+
+TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
+    const auto& t = h.tree;
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    t.file(rel(h.documents / "x"), "x");
+    t.file(rel(h.cache / "ok/file"), "ok");
+    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
+        const Finding finding =
+            findingOf("appCaches.dry", method,
+                      {itemWithoutPath("ohne Pfad"), itemAt(h.documents / "x"), itemAt(h.cache / "ok")});
+        const auto before = listing(t.root());
+
+        const auto report = runner().run(RemovalPlan::build({allOf(finding)}, {.dryRun = true}));
+
+        EXPECT_EQ(listing(t.root()), before);
+        EXPECT_EQ(outcomesByItem(report.results),
+                  (std::map<std::string, std::string>{
+                      {"ohne Pfad", "übersprungen: Kein Pfad"},
+                      {(h.documents / "x").string(),
+                       "fehlgeschlagen: Gesperrt: Persönlicher Ordner – wird nie angefasst"},
+                      {(h.cache / "ok").string(), "übersprungen: Trockenlauf"}}));
+        EXPECT_EQ(report.freedBytes, 0);
+        EXPECT_EQ(report.failures,
+                  (std::vector<std::string>{"ohne Pfad: Kein Pfad",
+                                            "x: Gesperrt: Persönlicher Ordner – wird nie angefasst"}));
+        EXPECT_EQ(report.summary(), "2 Einträge konnten nicht entfernt werden.");
+    }
+}
+
+TEST_P(FileRemoval, WhatChangedAfterPlanningIsLeftAloneAndTheRestGoes) {
+    const auto& t = h.tree;
+    const auto c = h.cache;
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    auto keep = std::make_shared<KeepList>(t.root() / "keep.json");
+
+    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
+        const std::string tag = method.kind() == RemovalKind::trash ? "trash" : "delete";
+        SCOPED_TRACE(tag);
+        const fs::path base = c / tag;
+        for (const auto* name : {"replaced", "toLink", "gone", "fine", "kept", "fileToFolder"})
+            t.file(rel(base / name / "old"), "old");
+        t.file(rel(base / "elsewhere/precious"), "precious");
+        t.file(rel(base / "plainFile"), "plain");
+
+        const Finding finding =
+            findingOf("appCaches.changes", method,
+                      {itemAt(base / "replaced"), itemAt(base / "toLink"), itemAt(base / "gone"),
+                       itemAt(base / "fine", 111), itemAt(base / "plainFile")},
+                      tag);
+        const Finding kept = findingOf("appCaches.kept", method, {itemAt(base / "kept")}, tag);
+        const auto plan = RemovalPlan::build({allOf(finding), allOf(kept)}, {});
+
+        // Between confirmation and removal: a new folder of the same name (the old one still exists
+        // elsewhere, so it cannot hand its inode on), a link in place of a folder, a folder gone, a file
+        // turned into a folder, and a finding marked to keep.
+        fs::rename(base / "replaced", base / "replaced.moved");
+        t.file(rel(base / "replaced/new"), "new");
+        fs::remove_all(base / "toLink");
+        fs::create_symlink(base / "elsewhere", base / "toLink");
+        fs::remove_all(base / "gone");
+        fs::remove(base / "plainFile");
+        t.file(rel(base / "plainFile/inside"), "inside");
+        ASSERT_TRUE(keep->add(kept.id));
+
+        const auto report = runner(keep).run(plan);
+
+        EXPECT_EQ(
+            outcomesByItem(report.results),
+            (std::map<std::string, std::string>{
+                {(base / "replaced").string(), std::string("übersprungen: ") + changed},
+                {(base / "toLink").string(), std::string("übersprungen: ") + changed},
+                {(base / "gone").string(), "übersprungen: Existiert nicht mehr"},
+                {(base / "fine").string(), "entfernt"},
+                {(base / "plainFile").string(), std::string("übersprungen: ") + changed},
+                {(base / "kept").string(), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst"}}));
+        EXPECT_EQ(contentOf(base / "replaced/new"), "new");
+        EXPECT_EQ(contentOf(base / "replaced.moved/old"), "old");
+        EXPECT_TRUE(fs::is_symlink(base / "toLink"));
+        EXPECT_EQ(contentOf(base / "elsewhere/precious"), "precious");
+        EXPECT_EQ(contentOf(base / "plainFile/inside"), "inside");
+        EXPECT_EQ(contentOf(base / "kept/old"), "old");
+        EXPECT_FALSE(present(base / "fine"));
+        EXPECT_EQ(report.freedBytes, 111);
+        EXPECT_EQ(report.failures.size(), 5u);
+    }
+}
+
+TEST(TrashRemover, ATrashOnAnotherVolumeFailsAndTheItemStays) {
+    struct stat shm {
+    }, tmp{};
+    if (::stat("/dev/shm", &shm) != 0 || ::access("/dev/shm", W_OK) != 0)
+        GTEST_SKIP() << "no writable /dev/shm";
+    Home h(PlatformLayout::macOS);
+    if (::stat(h.tree.root().c_str(), &tmp) != 0 || tmp.st_dev == shm.st_dev)
+        GTEST_SKIP() << "/dev/shm is on the same volume as the temp folder";
+    scratch::ScratchTree otherVolume("/dev/shm");
+    const fs::path item =
+        h.tree.file((h.cache / "big/data").lexically_relative(h.tree.root()), "data").parent_path();
+    std::vector<fs::path> trashedCalls;
+    TrashRemover remover(std::make_shared<HomeTrash>(otherVolume.root()), h.safety(),
+                         [&](const fs::path& p) { trashedCalls.push_back(p); });
+
+    const Finding finding = findingOf("appCaches.big", RemovalMethod::trash(), {itemAt(item)});
+    const auto results = remover.remove({RemovalStep::capture(finding, finding.items)}, false);
+
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].outcome, ItemOutcome::failed(std::string(otherVolumeText)));
+    EXPECT_EQ(contentOf(item / "data"), "data");
+    EXPECT_TRUE(trashedCalls.empty());
+    EXPECT_TRUE(!present(otherVolume / ".Trash") || fs::is_empty(otherVolume / ".Trash"));
+}
+
+TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNothing) {
+    Home h(PlatformLayout::linux);
+    const fs::path file = h.tree.file((h.cache / "f").lexically_relative(h.tree.root()), "f");
+    const Finding finding = findingOf("appCaches.f", RemovalMethod::trash(), {itemAt(file)});
+    const auto step = RemovalStep::capture(finding, finding.items);
+
+    // A remover that cannot ask the guard refuses, also in a dry run.
+    for (const bool dryRun : {true, false}) {
+        EXPECT_EQ(
+            TrashRemover(h.trash, SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
+        EXPECT_EQ(
+            DeleteRemover(SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
+    }
+    EXPECT_TRUE(present(file));
+
+    std::vector<fs::path> trashed;
+    TrashRemover remover(h.trash, h.safety(), [&](const fs::path& p) { trashed.push_back(p); });
+    EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000));
+    EXPECT_EQ(trashed, std::vector<fs::path>{file});
+    EXPECT_FALSE(present(file));
+    EXPECT_EQ(contentOf(h.trashFiles() / "f"), "f");
+}

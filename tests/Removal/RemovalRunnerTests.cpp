@@ -1,0 +1,260 @@
+#include "Doubles/FakePrivilegedExecutor.hpp"
+#include "Doubles/FakeRunningApps.hpp"
+#include "Doubles/FakeTrash.hpp"
+#include "Removal/DeleteRemover.hpp"
+#include "Removal/RemovalRunner.hpp"
+#include "Removal/RemovalTestSupport.hpp"
+#include "Removal/TrashRemover.hpp"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace velmora;
+using namespace velmora::removaltest;
+using velmora::scratch::present;
+
+namespace {
+
+// A runner on a Linux-shaped home with the real removers, fakes for running apps and keep list, and an
+// admin group that records what it was handed and reports every item removed.
+struct RunnerFixture {
+    RunnerFixture() {
+        services.trash = std::make_shared<TrashRemover>(home.trash, home.safety());
+        services.delete_ = std::make_shared<DeleteRemover>(home.safety());
+        services.runningApps = apps;
+        services.isKept = [this](const FindingID& id) { return kept.contains(id.text()); };
+        services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun,
+                                std::stop_token) {
+            adminCalls.push_back(selections);
+            std::vector<ItemResult> results;
+            for (const auto& s : selections)
+                for (const auto& item : s.items)
+                    results.push_back(ItemResult{s.finding.id, item.id,
+                                                 dryRun ? ItemOutcome::skipped("Trockenlauf")
+                                                        : ItemOutcome::removed(item.size)});
+            return results;
+        };
+    }
+
+    fs::path cacheFile(const std::string& name) const {
+        return home.tree.file((home.cache / name).lexically_relative(home.tree.root()), name);
+    }
+
+    RemovalReport run(const std::vector<FindingSelection>& selections, RemovalOptions options = {},
+                      std::stop_token stop = {}) {
+        progress.clear();
+        return RemovalRunner(services).run(
+            RemovalPlan::build(selections, options),
+            [this](const std::string& text) { progress.push_back(text); }, stop);
+    }
+
+    Home home{PlatformLayout::linux};
+    std::shared_ptr<FakeRunningApps> apps = std::make_shared<FakeRunningApps>();
+    std::set<std::string> kept;
+    std::vector<std::vector<FindingSelection>> adminCalls;
+    std::vector<std::string> progress;
+    RemovalRunner::Services services;
+};
+
+std::vector<std::string> adminItemIDs(const std::vector<FindingSelection>& call) {
+    std::vector<std::string> ids;
+    for (const auto& s : call)
+        for (const auto& item : s.items)
+            ids.push_back(item.id);
+    return ids;
+}
+
+Finding adminFinding(std::string scannerID, std::vector<AdminStep> steps, std::vector<FindingItem> items) {
+    return findingOf(std::move(scannerID), RemovalMethod::admin(std::move(steps)), std::move(items));
+}
+
+} // namespace
+
+TEST(RemovalRunner, APlanOfHintsOnlyIsEmptyAndRunsNothing) {
+    RunnerFixture f;
+    const auto hint = findingOf(
+        "personal.photos", RemovalMethod::hint(HintAction{HintAction::OpenURL{"x-apple.systempreferences:"}}),
+        {itemAt(f.cacheFile("photos"))});
+    const auto plan = RemovalPlan::build({allOf(hint)}, {});
+    EXPECT_TRUE(plan.isEmpty());
+    EXPECT_TRUE(plan.commandPreview().empty());
+    EXPECT_EQ(plan.totalSize, 0);
+
+    const auto report = f.run({allOf(hint)});
+    EXPECT_EQ(report, RemovalReport{});
+    EXPECT_TRUE(f.progress.empty());
+    EXPECT_TRUE(f.adminCalls.empty());
+    EXPECT_TRUE(present(f.home.cache / "photos"));
+}
+
+TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
+    RunnerFixture f;
+    // macOS: by bundle id. Linux: by process name, the kernel's 15-byte cut included.
+    const AppRef slack{"com.tinyspeck.slackmacgap", "Slack", "Slack"};
+    const AppRef software{std::nullopt, "gnome-software-service", "Software"};
+    const AppRef firefox{std::nullopt, "firefox", "Firefox"};
+    auto slackCache = findingOf("appCaches.slack", RemovalMethod::trash(),
+                                {itemAt(f.cacheFile("slack1")), itemAt(f.cacheFile("slack2"))});
+    slackCache.blockingApps = {slack};
+    auto softwareCache = findingOf("appCaches.software", RemovalMethod::deleteDirectly(),
+                                   {itemAt(f.cacheFile("software")), itemAt(f.cacheFile("firefox"))});
+    softwareCache.items[0].blockingApp = software;
+    softwareCache.items[1].blockingApp = firefox;
+    const auto sibling = findingOf("appCaches.other", RemovalMethod::trash(), {itemAt(f.cacheFile("other"))});
+    auto daemon = adminFinding("services.slack", {}, {itemWithoutPath("daemon")});
+    daemon.blockingApps = {slack};
+
+    f.apps->setApps({RunningAppInfo{7, "com.tinyspeck.slackmacgap", "Slack"}});
+    f.apps->setProcesses({RunningProcessInfo{8, "/usr/libexec/gnome-softw", "gnome-software-"},
+                          RunningProcessInfo{9, "/usr/lib/firefox-esr/firefox-esr", "firefox-esr"}});
+
+    const auto report = f.run({allOf(slackCache), allOf(softwareCache), allOf(sibling), allOf(daemon)});
+
+    const auto outcomes = outcomesByItem(report.results);
+    EXPECT_EQ(outcomes.at((f.home.cache / "slack1").string()), "übersprungen: Slack läuft – vorher beenden");
+    EXPECT_EQ(outcomes.at((f.home.cache / "slack2").string()), "übersprungen: Slack läuft – vorher beenden");
+    EXPECT_EQ(outcomes.at((f.home.cache / "software").string()),
+              "übersprungen: Software läuft – vorher beenden");
+    EXPECT_EQ(outcomes.at((f.home.cache / "firefox").string()), "entfernt");
+    EXPECT_EQ(outcomes.at((f.home.cache / "other").string()), "entfernt");
+    EXPECT_EQ(outcomes.at("daemon"), "übersprungen: Slack läuft – vorher beenden");
+    EXPECT_TRUE(f.adminCalls.empty());
+    EXPECT_TRUE(present(f.home.cache / "slack1"));
+    EXPECT_TRUE(present(f.home.cache / "software"));
+    EXPECT_FALSE(present(f.home.cache / "firefox"));
+    EXPECT_FALSE(present(f.home.cache / "other"));
+    EXPECT_EQ(report.freedBytes, 2000);
+    EXPECT_EQ(report.failures, (std::vector<std::string>{"slack1: Slack läuft – vorher beenden",
+                                                         "slack2: Slack läuft – vorher beenden",
+                                                         "software: Software läuft – vorher beenden",
+                                                         "daemon: Slack läuft – vorher beenden"}));
+}
+
+TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
+    RunnerFixture f;
+    auto executor = std::make_shared<test::FakePrivilegedExecutor>(AdminRunResult::completed({0}));
+    auto fakeTrash = std::make_shared<FakeTrash>();
+    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.safety());
+    f.services.admin = RemovalRunner::adminRemoval(std::make_shared<AdminRemover>(
+        executor, [](const fs::path&) { return std::optional<std::string>(); }, f.home.tree.root()));
+    const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"), 10)});
+    const auto del =
+        findingOf("appCaches.b", RemovalMethod::deleteDirectly(), {itemAt(f.cacheFile("b"), 20)});
+    const auto admin =
+        adminFinding("system.caches", {AdminStep{"/usr/bin/log", {"erase", "--all"}, {}, false}},
+                     {itemWithoutPath("log", 30)});
+    const auto before = listing(f.home.tree.root());
+
+    const auto report = f.run({allOf(trash), allOf(del), allOf(admin)}, {.dryRun = true});
+
+    EXPECT_EQ(listing(f.home.tree.root()), before);
+    EXPECT_TRUE(fakeTrash->requests().empty());
+    EXPECT_TRUE(executor->scripts().empty());
+    ASSERT_EQ(report.results.size(), 3u);
+    for (const auto& result : report.results)
+        EXPECT_EQ(result.outcome, ItemOutcome::skipped("Trockenlauf")) << result.itemID;
+    EXPECT_EQ(report.freedBytes, 0);
+    EXPECT_TRUE(report.failures.empty());
+    EXPECT_FALSE(report.summary());
+    EXPECT_EQ(f.progress, (std::vector<std::string>{"Entferne: a", "Entferne: b",
+                                                    "Admin-Schritte (eine Passwortabfrage)"}));
+}
+
+TEST(RemovalRunner, ReportsProgressFreedBytesAndFailuresInOrder) {
+    RunnerFixture f;
+    auto fakeTrash = std::make_shared<FakeTrash>();
+    fakeTrash->failWith(TrashError::make(TrashError::Kind::otherVolume));
+    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.safety());
+    const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"), 10)});
+    const auto del = findingOf(
+        "appCaches.b", RemovalMethod::deleteDirectly(),
+        {itemAt(f.cacheFile("b"), 20), itemAt(f.cacheFile("c")), itemAt(f.cacheFile("d"), std::nullopt)});
+    const auto admin =
+        adminFinding("system.caches", {AdminStep{"/usr/bin/log", {"erase", "--all"}, {}, false}},
+                     {itemWithoutPath("log", 30)});
+
+    const auto report = f.run({allOf(admin), allOf(del), allOf(trash)});
+
+    // Files first (Trash, then direct deletion), administrator steps last.
+    EXPECT_EQ(f.progress, (std::vector<std::string>{"Entferne: a", "Entferne: b", "Entferne: c",
+                                                    "Entferne: d", "Admin-Schritte (eine Passwortabfrage)"}));
+    std::vector<std::string> order;
+    for (const auto& r : report.results)
+        order.push_back(fs::path(r.itemID).filename().string());
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d", "log"}));
+    // Unknown sizes count nothing; the failed Trash item counts nothing and is still there.
+    EXPECT_EQ(report.freedBytes, 20 + 1000 + 30);
+    EXPECT_TRUE(present(f.home.cache / "a"));
+    EXPECT_EQ(report.failures, (std::vector<std::string>{std::string("a: ") + std::string(otherVolumeText)}));
+    EXPECT_EQ(report.summary(), "1 Eintrag konnte nicht entfernt werden.");
+    EXPECT_EQ(RemovalReport::failureSummary(0), "0 Einträge konnten nicht entfernt werden.");
+    EXPECT_EQ(RemovalReport::failureSummary(12), "12 Einträge konnten nicht entfernt werden.");
+}
+
+TEST(RemovalRunner, AfterAStopEveryItemNotYetStartedIsCancelled) {
+    RunnerFixture f;
+    const auto first = findingOf("appCaches.a", RemovalMethod::trash(),
+                                 {itemAt(f.cacheFile("a")), itemAt(f.cacheFile("b"))});
+    const auto second = findingOf("appCaches.c", RemovalMethod::deleteDirectly(), {itemAt(f.cacheFile("c"))});
+    const auto admin = adminFinding("system.caches", {}, {itemWithoutPath("log")});
+    std::stop_source stop;
+    const auto plan = RemovalPlan::build({allOf(first), allOf(second), allOf(admin)}, {});
+
+    std::vector<std::string> progress;
+    const auto report = RemovalRunner(f.services)
+                            .run(
+                                plan,
+                                [&](const std::string& text) {
+                                    progress.push_back(text);
+                                    stop.request_stop(); // while the first item is about to go
+                                },
+                                stop.get_token());
+
+    EXPECT_EQ(progress, std::vector<std::string>{"Entferne: a"});
+    const auto outcomes = outcomesByItem(report.results);
+    // The item in hand when the stop came is handed to the remover, which does not start it either.
+    EXPECT_EQ(outcomes.at((f.home.cache / "a").string()), "abgebrochen");
+    EXPECT_EQ(outcomes.at((f.home.cache / "b").string()), "abgebrochen");
+    EXPECT_EQ(outcomes.at((f.home.cache / "c").string()), "abgebrochen");
+    EXPECT_EQ(outcomes.at("log"), "abgebrochen");
+    EXPECT_TRUE(f.adminCalls.empty());
+    for (const auto* name : {"a", "b", "c"})
+        EXPECT_TRUE(present(f.home.cache / name)) << name;
+    EXPECT_EQ(report.failures.size(), 4u);
+    EXPECT_EQ(report.failures[0], "a: Abgebrochen");
+}
+
+TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirStepsServe) {
+    RunnerFixture f;
+    const auto p1 = f.cacheFile("d1.plist");
+    const auto p2 = f.cacheFile("d2.plist");
+    const auto p3 = f.cacheFile("w1");
+    const auto p4 = f.cacheFile("w2");
+    const auto rm = [](const fs::path& p, std::optional<std::string> id) {
+        return AdminStep{"/bin/rm", {"-f", p.string()}, std::move(id), false};
+    };
+    // One step per item: only the changed item stays.
+    const auto perItem = adminFinding("services.daemons", {rm(p1, p1.string()), rm(p2, p2.string())},
+                                      {itemAt(p1), itemAt(p2)});
+    // Three steps for two items serve the finding as a whole: one changed item keeps both.
+    const auto whole =
+        adminFinding("system.whole", {rm(p3, {}), rm(p4, {}), rm(p3, {})}, {itemAt(p3), itemAt(p4)});
+    const auto keptOne = adminFinding("system.kept", {}, {itemWithoutPath("snapshot")});
+    f.kept.insert(keptOne.id.text());
+    const auto plan = RemovalPlan::build({allOf(perItem), allOf(whole), allOf(keptOne)}, {});
+
+    fs::remove(p1);
+    f.home.tree.file(p1.lexically_relative(f.home.tree.root()), "planted");
+    fs::remove(p4);
+    const auto report = RemovalRunner(f.services).run(plan);
+
+    ASSERT_EQ(f.adminCalls.size(), 1u);
+    EXPECT_EQ(adminItemIDs(f.adminCalls[0]), std::vector<std::string>{p2.string()});
+    const auto outcomes = outcomesByItem(report.results);
+    EXPECT_EQ(outcomes.at(p1.string()), "übersprungen: Hat sich seit dem Scan verändert – nicht angefasst");
+    EXPECT_EQ(outcomes.at(p2.string()), "entfernt");
+    EXPECT_EQ(outcomes.at(p3.string()), "übersprungen: Existiert nicht mehr");
+    EXPECT_EQ(outcomes.at(p4.string()), "übersprungen: Existiert nicht mehr");
+    EXPECT_EQ(outcomes.at("snapshot"), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst");
+}

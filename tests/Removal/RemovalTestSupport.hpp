@@ -1,0 +1,143 @@
+// Shared pieces of the removal tests: a user's home in a temp tree in either layout with its guard and
+// its real Trash, findings built from paths, and tree listings to compare before and after a run.
+#pragma once
+
+#include "Findings/Finding.hpp"
+#include "Platform/FreedesktopTrash.hpp"
+#include "Platform/HomeTrash.hpp"
+#include "Platform/PlatformLayout.hpp"
+#include "Platform/ScratchTree.hpp"
+#include "Removal/FindingSelection.hpp"
+#include "Removal/ItemOutcome.hpp"
+#include "Removal/SafetyCheck.hpp"
+#include "Safety/SafetyGuard.hpp"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace velmora::removaltest {
+
+namespace fs = std::filesystem;
+
+// anna's home below a temp root: a cache folder the guard allows, a documents folder it protects, and
+// the Trash of the layout (~/.Trash, or ~/.local/share/Trash).
+struct Home {
+    explicit Home(PlatformLayout layout) : layout(layout) {
+        const bool mac = layout == PlatformLayout::macOS;
+        const fs::path logicalHome = mac ? "/Users/anna" : "/home/anna";
+        home = tree.folder(logicalHome.relative_path());
+        cache = tree.folder((logicalHome / (mac ? "Library/Caches" : ".cache")).relative_path());
+        documents = tree.folder((logicalHome / "Documents").relative_path());
+        if (mac) {
+            SafetyGuard::Setup setup;
+            setup.layout = layout;
+            setup.rootPrefix = tree.root();
+            setup.home = logicalHome;
+            guard = std::make_shared<SafetyGuard>(setup);
+            trash = std::make_shared<HomeTrash>(home);
+            trashFolder = home / ".Trash";
+        } else {
+            guard = std::make_shared<SafetyGuard>(SafetyGuard::live(layout, tree.root(), logicalHome));
+            tree.folder((logicalHome / ".local/share").relative_path()); // as on every desktop
+            trash = std::make_shared<FreedesktopTrash>(home / ".local/share", [] {
+                return std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000));
+            });
+            trashFolder = home / ".local/share/Trash";
+        }
+    }
+
+    SafetyCheck safety() const {
+        return [g = guard](const fs::path& path) { return g->check(path); };
+    }
+
+    // Where the Trash keeps the moved items themselves.
+    fs::path trashFiles() const {
+        return layout == PlatformLayout::macOS ? trashFolder : trashFolder / "files";
+    }
+
+    PlatformLayout layout;
+    scratch::ScratchTree tree;
+    fs::path home;
+    fs::path cache;
+    fs::path documents;
+    fs::path trashFolder;
+    std::shared_ptr<SafetyGuard> guard;
+    std::shared_ptr<Trash> trash;
+};
+
+inline std::string layoutName(const ::testing::TestParamInfo<PlatformLayout>& info) {
+    return info.param == PlatformLayout::macOS ? "macOS" : "Linux";
+}
+
+inline FindingItem itemAt(const fs::path& path, std::optional<std::int64_t> size = 1000) {
+    FindingItem item;
+    item.id = path.string();
+    item.url = path;
+    item.name = path.filename().string();
+    item.size = size;
+    return item;
+}
+
+inline FindingItem itemWithoutPath(std::string id, std::optional<std::int64_t> size = 1000) {
+    FindingItem item;
+    item.id = id;
+    item.name = std::move(id);
+    item.size = size;
+    return item;
+}
+
+inline Finding findingOf(std::string scannerID, RemovalMethod method, std::vector<FindingItem> items,
+                         std::string key = {}) {
+    Finding finding;
+    finding.id = FindingID{std::move(scannerID), std::move(key)};
+    finding.title = finding.id.scannerID;
+    finding.method = std::move(method);
+    finding.items = std::move(items);
+    return finding;
+}
+
+inline FindingSelection allOf(const Finding& finding) {
+    return FindingSelection{finding, finding.items};
+}
+
+// Every entry below `root` (links not followed) with its kind and, for files, content and for links,
+// target. Keys are taken lexically, so that a link is listed under its own name.
+inline std::map<std::string, std::string> listing(const fs::path& root) {
+    std::map<std::string, std::string> result;
+    for (auto it = fs::recursive_directory_iterator(root); it != fs::recursive_directory_iterator(); ++it) {
+        const auto rel = it->path().lexically_relative(root).string();
+        if (it->is_symlink())
+            result[rel] = "link:" + fs::read_symlink(it->path()).string();
+        else if (it->is_directory())
+            result[rel] = "folder";
+        else
+            result[rel] = "file:" + scratch::contentOf(it->path());
+    }
+    return result;
+}
+
+// The listing of `root` without what lies at or below each of `paths`.
+inline std::map<std::string, std::string> without(std::map<std::string, std::string> listing,
+                                                  const fs::path& root, const std::vector<fs::path>& paths) {
+    for (const auto& path : paths) {
+        const std::string rel = path.lexically_relative(root).string();
+        std::erase_if(listing, [&](const auto& entry) {
+            return entry.first == rel || entry.first.starts_with(rel + "/");
+        });
+    }
+    return listing;
+}
+
+// "removed", "skipped: <reason>" … per item id, for compact assertions.
+inline std::map<std::string, std::string> outcomesByItem(const std::vector<ItemResult>& results) {
+    std::map<std::string, std::string> byItem;
+    for (const auto& result : results)
+        byItem[result.itemID] = result.outcome.text();
+    return byItem;
+}
+
+} // namespace velmora::removaltest

@@ -1,0 +1,198 @@
+#include "Doubles/FakeRunningApps.hpp"
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Removal/BrewCommand.hpp"
+#include "Removal/RemovalPlan.hpp"
+#include "Removal/RemovalTestSupport.hpp"
+#include "Removal/ToolRemover.hpp"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace velmora;
+using namespace velmora::removaltest;
+using namespace std::chrono_literals;
+using velmora::test::ScriptedCommandRunner;
+
+namespace {
+
+ToolLocator locatorWith(std::set<fs::path> present) {
+    return ToolLocator{ToolLocator::defaultSearchPaths("/Users/anna"),
+                       [present](const fs::path& p) { return present.contains(p); }};
+}
+
+Finding toolFinding(std::string tool, std::vector<std::string> arguments, std::vector<FindingItem> items,
+                    std::string scannerID = "languages.npm") {
+    return findingOf(std::move(scannerID),
+                     RemovalMethod::tool(ToolCommand{std::move(tool), std::move(arguments), 60s}),
+                     std::move(items));
+}
+
+std::vector<FindingItem> twoItems() {
+    return {itemWithoutPath("cache", 700), itemWithoutPath("logs")};
+}
+
+std::vector<std::string> outcomeTexts(const std::vector<ItemResult>& results) {
+    std::vector<std::string> texts;
+    for (const auto& result : results)
+        texts.push_back(result.outcome.text());
+    return texts;
+}
+
+struct Fixture {
+    std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
+    std::shared_ptr<FakeRunningApps> apps = std::make_shared<FakeRunningApps>();
+
+    std::vector<ItemResult> remove(const Finding& finding, const std::set<fs::path>& present,
+                                   bool dryRun = false, RemovalOptions options = {}) {
+        options.dryRun = dryRun;
+        const auto plan = RemovalPlan::build({allOf(finding)}, options);
+        ToolRemover remover(runner, locatorWith(present), apps);
+        return remover.remove(plan.toolSteps, dryRun);
+    }
+};
+
+} // namespace
+
+TEST(ToolRemover, MissingToolsAndWrongMethodsFailEveryItemWithoutRunningAnything) {
+    Fixture f;
+    const auto npm = toolFinding("npm", {"cache", "clean", "--force"}, twoItems());
+    EXPECT_EQ(outcomeTexts(f.remove(npm, {})),
+              (std::vector<std::string>{"fehlgeschlagen: Werkzeug nicht gefunden: npm",
+                                        "fehlgeschlagen: Werkzeug nicht gefunden: npm"}));
+    // Also in a dry run: the preview must not promise a command that cannot run.
+    EXPECT_EQ(outcomeTexts(f.remove(npm, {}, true))[0], "fehlgeschlagen: Werkzeug nicht gefunden: npm");
+
+    // xcrun counts only in /usr/bin, wherever else the search path would find one.
+    const auto simctl = toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
+    EXPECT_EQ(outcomeTexts(f.remove(simctl, {"/opt/homebrew/bin/xcrun", "/usr/local/bin/xcrun"}))[1],
+              "fehlgeschlagen: Werkzeug nicht gefunden: xcrun");
+    // A relative path is never searched for.
+    EXPECT_EQ(outcomeTexts(f.remove(toolFinding("bin/npm", {}, twoItems()), {"/usr/bin/bin/npm"}))[0],
+              "fehlgeschlagen: Werkzeug nicht gefunden: bin/npm");
+
+    const auto trashFinding = findingOf("languages.npm", RemovalMethod::trash(), twoItems());
+    ToolRemover remover(f.runner, locatorWith({"/usr/bin/npm"}));
+    EXPECT_EQ(
+        outcomeTexts(remover.remove({RemovalStep::capture(trashFinding, trashFinding.items)}, false)),
+        (std::vector<std::string>{"fehlgeschlagen: Falsche Methode", "fehlgeschlagen: Falsche Methode"}));
+    EXPECT_TRUE(f.runner->calls().empty());
+}
+
+TEST(ToolRemover, RunsTheCommandOnceAndSharesItsOutcome) {
+    const auto npm = toolFinding("npm", {"cache", "clean", "--force"}, twoItems());
+    const std::set<fs::path> installed = {"/usr/local/bin/npm", "/usr/bin/npm", "/usr/bin/xcrun"};
+    {
+        Fixture f;
+        f.runner->expect("/usr/local/bin/npm", {"cache", "clean", "--force"}).returns(0);
+        const auto results = f.remove(npm, installed);
+        ASSERT_EQ(results.size(), 2u);
+        EXPECT_EQ(results[0], (ItemResult{npm.id, "cache", ItemOutcome::removed(700)}));
+        EXPECT_EQ(results[1], (ItemResult{npm.id, "logs", ItemOutcome::removed(1000)}));
+        ASSERT_EQ(f.runner->calls().size(), 1u);
+        EXPECT_EQ(f.runner->calls()[0].timeout, 60s);
+    }
+    {
+        Fixture f;
+        f.runner->expect("/usr/bin/xcrun").returns(3, "", "Error");
+        const auto simctl =
+            toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
+        EXPECT_EQ(outcomeTexts(f.remove(simctl, installed)),
+                  (std::vector<std::string>{"fehlgeschlagen: Exit 3", "fehlgeschlagen: Exit 3"}));
+    }
+    {
+        Fixture f;
+        f.runner->expect("/usr/local/bin/npm").hangs();
+        auto slow = npm;
+        std::get<RemovalMethod::Tool>(slow.method.value).command.timeout = 150ms;
+        EXPECT_EQ(outcomeTexts(f.remove(slow, installed))[0], "fehlgeschlagen: Zeitüberschreitung");
+    }
+    {
+        Fixture f;
+        f.runner->expect("/usr/local/bin/npm").fails(CommandError::Kind::launchFailed, "Zugriff verweigert");
+        EXPECT_EQ(outcomeTexts(f.remove(npm, installed))[1], "fehlgeschlagen: Zugriff verweigert");
+    }
+    {
+        // Dry run: nothing runs.
+        Fixture f;
+        EXPECT_EQ(outcomeTexts(f.remove(npm, installed, true)),
+                  (std::vector<std::string>{"übersprungen: Trockenlauf", "übersprungen: Trockenlauf"}));
+        EXPECT_TRUE(f.runner->calls().empty());
+    }
+}
+
+TEST(ToolRemover, ARunningAppSkipsTheWholeFindingBeforeAnythingRuns) {
+    Fixture f;
+    auto finding = toolFinding("brew", {"uninstall", "--cask", "slack"}, twoItems(), "brew.cask");
+    finding.items[1].blockingApp = AppRef{"com.tinyspeck.slackmacgap", "Slack", "Slack"};
+    f.apps->setApps({RunningAppInfo{42, "com.tinyspeck.slackmacgap", "Slack"}});
+    for (const bool dryRun : {false, true})
+        EXPECT_EQ(outcomeTexts(f.remove(finding, {"/opt/homebrew/bin/brew"}, dryRun)),
+                  (std::vector<std::string>{"übersprungen: Slack läuft – vorher beenden",
+                                            "übersprungen: Slack läuft – vorher beenden"}));
+    EXPECT_TRUE(f.runner->calls().empty());
+
+    f.apps->setApps({});
+    f.runner->expect("/opt/homebrew/bin/brew").returns(0);
+    EXPECT_EQ(outcomeTexts(f.remove(finding, {"/opt/homebrew/bin/brew"}))[1], "entfernt");
+}
+
+TEST(ToolRemover, HomebrewTrustProblemsGiveTheTwoCommandsToRun) {
+    const std::set<fs::path> brew = {"/opt/homebrew/bin/brew"};
+    const std::string hint =
+        "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew "
+        "trust acme/tools · brew uninstall --cask widget";
+    const auto cask = toolFinding("brew", {"uninstall", "--cask", "widget"}, twoItems(), "brew.cask");
+    for (const auto& [out, err] : std::vector<std::pair<std::string, std::string>>{
+             {"", "Error: Refusing to load cask from untrusted tap   acme/tools\n"},
+             {"Warning: tap acme/tools is not trusted.\n", ""},
+         }) {
+        Fixture f;
+        f.runner->expect("/opt/homebrew/bin/brew").returns(1, out, err);
+        EXPECT_EQ(outcomeTexts(f.remove(cask, brew)), (std::vector<std::string>{hint, hint}));
+    }
+    {
+        // With zap the command carries --zap; the hint still names the plain uninstall.
+        Fixture f;
+        f.runner->expect("/opt/homebrew/bin/brew", {"uninstall", "--cask", "--zap", "widget"})
+            .returns(1, "", "untrusted tap acme/tools");
+        EXPECT_EQ(outcomeTexts(f.remove(cask, brew, false, {.zap = true}))[0], hint);
+    }
+    {
+        // Not a cask uninstall: the second command is the failed one.
+        Fixture f;
+        f.runner->expect("/opt/homebrew/bin/brew").returns(1, "", "untrusted tap acme/tools");
+        EXPECT_EQ(
+            outcomeTexts(f.remove(toolFinding("brew", {"cleanup", "--prune=all"}, twoItems()), brew))[0],
+            "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew trust "
+            "acme/tools · brew cleanup --prune=all");
+    }
+    {
+        // Other tools, unrelated brew errors and a tap name without owner keep the exit status.
+        Fixture f;
+        f.runner->expect("/usr/bin/npm").returns(1, "", "untrusted tap acme/tools");
+        f.runner->expect("/opt/homebrew/bin/brew").returns(1, "", "Error: untrusted tap acme");
+        EXPECT_EQ(outcomeTexts(f.remove(toolFinding("npm", {"x"}, twoItems()), {"/usr/bin/npm"}))[0],
+                  "fehlgeschlagen: Exit 1");
+        EXPECT_EQ(outcomeTexts(f.remove(cask, brew))[0], "fehlgeschlagen: Exit 1");
+    }
+}
+
+TEST(BrewCommand, ZapGoesOnlyIntoCaskUninstallsAndOnlyOnce) {
+    const auto zap = [](std::string tool, std::vector<std::string> args) {
+        return BrewCommand::withZap(ToolCommand{std::move(tool), std::move(args), 1s}).arguments;
+    };
+    using Args = std::vector<std::string>;
+    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "widget"}),
+              (Args{"uninstall", "--cask", "--zap", "widget"}));
+    EXPECT_EQ(zap("/usr/local/bin/brew", {"uninstall", "--force", "--cask", "w"}),
+              (Args{"uninstall", "--force", "--cask", "--zap", "w"}));
+    EXPECT_EQ(zap("brew", {"uninstall", "--cask", "--zap", "w"}),
+              (Args{"uninstall", "--cask", "--zap", "w"}));
+    EXPECT_EQ(zap("brew", {"uninstall", "wget"}), (Args{"uninstall", "wget"}));
+    EXPECT_EQ(zap("brew", {"cleanup", "--cask"}), (Args{"cleanup", "--cask"}));
+    EXPECT_EQ(zap("npm", {"uninstall", "--cask", "x"}), (Args{"uninstall", "--cask", "x"}));
+
+    EXPECT_EQ(BrewCommand::caskName(ToolCommand{"brew", {"uninstall", "--cask", "--zap", "w"}, 1s}), "w");
+    EXPECT_FALSE(BrewCommand::caskName(ToolCommand{"brew", {"uninstall", "--cask"}, 1s}));
+}
