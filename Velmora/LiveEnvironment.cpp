@@ -1,7 +1,11 @@
 #include "LiveEnvironment.hpp"
 
 #include "Platform/AppDataLocation.hpp"
+#include "Platform/FreedesktopTrash.hpp"
 #include "Platform/FullDiskAccess.hpp"
+#include "Platform/HomeTrash.hpp"
+#include "Removal/AppleScriptPrivilegedExecutor.hpp"
+#include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Platform/ProcessCommandRunner.hpp"
 #include "Platform/SizeMeter.hpp"
 #include "Platform/WorkspaceRunningApps.hpp"
@@ -90,6 +94,22 @@ fs::path LiveEnvironment::appDataFolder() const {
 
 fs::path LiveEnvironment::keepListFile() const {
     return KeepList::defaultFile(appDataFolder());
+}
+
+RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> keepList) const {
+    std::shared_ptr<Trash> trash;
+    std::shared_ptr<PrivilegedExecutor> executor;
+    if (setting_.layout == PlatformLayout::macOS) {
+        trash = std::make_shared<HomeTrash>(setting_.home);
+        executor = std::make_shared<AppleScriptPrivilegedExecutor>(runner_);
+    } else {
+        const auto xdgDataHome = setting_.isLiveRoot() ? std::getenv("XDG_DATA_HOME") : nullptr;
+        trash = std::make_shared<FreedesktopTrash>(FreedesktopTrash::dataHomeFor(setting_.home, xdgDataHome),
+                                                   [] { return std::chrono::system_clock::now(); });
+        executor = std::make_shared<PkexecPrivilegedExecutor>(runner_);
+    }
+    return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_, *tools_,
+                               std::move(executor), runningApps_, std::move(keepList));
 }
 
 } // namespace velmora

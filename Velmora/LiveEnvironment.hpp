@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Cli/CommonOptions.hpp"
+#include "Removal/RemovalRunner.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -26,6 +27,9 @@ public:
     SafetyGuard safetyGuard() const;
     std::filesystem::path appDataFolder() const;
     std::filesystem::path keepListFile() const;
+    // The runner with the live removers: the platform's Trash (inside the root), the guard, the
+    // owning tools, the administrator prompt and the keep list.
+    RemovalRunner removalRunner(std::shared_ptr<const KeepList> keepList) const;
 
 private:
     cli::RunSetting setting_;

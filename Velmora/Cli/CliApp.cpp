@@ -1,5 +1,6 @@
 #include "Cli/CliApp.hpp"
 
+#include "Cli/CleanCommand.hpp"
 #include "Cli/CommonOptions.hpp"
 #include "Cli/GuardCommand.hpp"
 #include "Cli/KeepCommand.hpp"
@@ -76,6 +77,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     addCommonOptions(app, common);
     ScanOptions scanOptions;
     auto* scan = addScanCommand(app, scanOptions);
+    CleanOptions cleanOptions;
+    auto* clean = addCleanCommand(app, cleanOptions);
     GuardOptions guardOptions;
     auto* guard = addGuardCommand(app, guardOptions);
     KeepOptions keepOptions;
@@ -114,6 +117,9 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     if (command == scan)
         return runScanCommand(scanOptions, *setting, out, err,
                               ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
+    if (command == clean)
+        return runCleanCommand(cleanOptions, *setting, std::cin, out, err,
+                               ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)

@@ -1,0 +1,193 @@
+#include "Cli/CleanCommand.hpp"
+
+#include "Cli/CliApp.hpp"
+#include "Cli/ScanPresentation.hpp"
+#include "Findings/ByteFormat.hpp"
+#include "LiveEnvironment.hpp"
+#include "Removal/RemovalPlan.hpp"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <istream>
+#include <map>
+#include <ostream>
+#include <set>
+
+namespace velmora::cli {
+
+CLI::App* addCleanCommand(CLI::App& app, CleanOptions& options) {
+    auto* command = app.add_subcommand("clean", "Entfernt ausgewählte Funde – erst nach deiner Bestätigung");
+    command->add_option("ids", options.ids, "Kennungen ganzer Funde, wie „scan“ sie zeigt")->option_text("KENNUNG…");
+    command->add_option("--item", options.items, "Nur dieses einzelne Item (mehrfach möglich)")
+        ->option_text("ITEM-ID")
+        ->allow_extra_args(false);
+    command->add_flag("--safe", options.safe, "Alle als „Sicher“ eingestuften Funde auswählen");
+    command->add_flag("-y,--yes", options.yes, "Ohne Rückfrage entfernen (nötig ohne Terminal)");
+    command->add_flag("--show-commands", options.showCommands, "Befehle anzeigen, die ausgeführt werden");
+    command->add_flag("--delete-directly", options.deleteDirectly,
+                      "Direkt löschen statt Papierkorb (schafft sofort Platz) – nur für Einträge über 10 GB");
+    command->add_flag("--zap", options.zap, "Auch Einstellungen entfernen (zap) bei Homebrew-Casks");
+    return command;
+}
+
+namespace {
+
+struct Selection {
+    std::vector<FindingSelection> chosen;
+    std::vector<std::string> notes; // German lines about what was left out and why
+    std::vector<std::string> unknown;
+};
+
+Selection select(const ScanReport& report, const KeepList& keep, const CleanOptions& options) {
+    Selection selection;
+    std::set<std::string> wantedIDs(options.ids.begin(), options.ids.end());
+    std::set<std::string> wantedItems(options.items.begin(), options.items.end());
+    std::set<std::string> foundIDs, foundItems;
+    for (const auto& finding : report.findings) {
+        const auto text = finding.id.text();
+        const bool named = wantedIDs.contains(text);
+        std::vector<FindingItem> items;
+        if (named || (options.safe && finding.risk == Risk::safe)) {
+            items = finding.items;
+        } else {
+            for (const auto& item : finding.items)
+                if (wantedItems.contains(item.id))
+                    items.push_back(item);
+        }
+        if (named)
+            foundIDs.insert(text);
+        for (const auto& item : items)
+            foundItems.insert(item.id);
+        if (items.empty())
+            continue;
+        if (keep.contains(finding.id)) {
+            if (named || !options.items.empty())
+                selection.notes.push_back(text + ": wird behalten – nicht ausgewählt");
+            continue;
+        }
+        if (finding.method.kind() == RemovalKind::hint) {
+            if (named || !options.items.empty())
+                selection.notes.push_back(text + ": nur ein Hinweis – Velmora 2 entfernt das nicht selbst");
+            continue;
+        }
+        selection.chosen.push_back(FindingSelection{finding, std::move(items)});
+    }
+    for (const auto& id : options.ids)
+        if (!foundIDs.contains(id))
+            selection.unknown.push_back(id);
+    for (const auto& item : options.items)
+        if (!foundItems.contains(item))
+            selection.unknown.push_back(item);
+    return selection;
+}
+
+std::string sizeText(const std::optional<std::int64_t>& size) {
+    return size ? ByteFormat::fileSize(*size) : std::string("Größe unbekannt");
+}
+
+void printGroup(std::ostream& out, const std::vector<RemovalStep>& steps, const std::string& heading) {
+    if (steps.empty())
+        return;
+    out << "\n" << heading << "\n";
+    for (const auto& step : steps) {
+        out << "  " << step.finding->title << " [" << step.finding->id.text() << "]\n";
+        for (const auto& planned : step.items)
+            out << "    " << planned.item.name << "  " << sizeText(planned.item.size) << "\n";
+    }
+}
+
+void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
+    for (const auto& step : plan.toolSteps)
+        printGroup(out, {step}, *step.finding->method.rowText());
+    printGroup(out, plan.trashSteps, "In den Papierkorb");
+    printGroup(out, plan.deleteSteps, "Wird direkt gelöscht – nicht im Papierkorb");
+    printGroup(out, plan.adminSteps, "Braucht dein Admin-Passwort (eine Abfrage)");
+    out << "\nInsgesamt: " << ByteFormat::fileSize(plan.totalSize) << " in " << entryCount(plan.itemCount()) << "\n";
+    if (!plan.directDeleteCandidates.empty()) {
+        out << "Direkt gelöscht statt in den Papierkorb gelegt (größer als 10 GB):\n";
+        for (const auto& item : plan.directDeleteCandidates)
+            out << "  " << item.name << "  " << sizeText(item.size) << "\n";
+    }
+    if (showCommands) {
+        out << "\nBefehle anzeigen:\n";
+        for (const auto& line : plan.commandPreview())
+            out << "  " << line << "\n";
+    }
+    if (plan.options.dryRun)
+        out << "\nTrockenlauf – es wird nichts entfernt.\n";
+}
+
+bool confirmed(std::istream& in, std::ostream& err) {
+    err << "Fortfahren? [j/N] " << std::flush;
+    std::string answer;
+    if (!std::getline(in, answer))
+        return false;
+    return answer == "j" || answer == "J" || answer == "ja" || answer == "Ja";
+}
+
+} // namespace
+
+int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in, std::ostream& out,
+                    std::ostream& err, bool interactive) {
+    if (options.ids.empty() && options.items.empty() && !options.safe) {
+        err << "velmora: Nichts ausgewählt – nenne Funde, --item ITEM-ID oder --safe.\nMehr dazu: velmora clean --help\n";
+        return exitUsage;
+    }
+    const LiveEnvironment environment(setting);
+    const auto report = environment.scanEngine().run(environment.scanContext());
+    auto keep = std::make_shared<KeepList>(environment.keepListFile());
+    const auto selection = select(report, *keep, options);
+    if (!selection.unknown.empty()) {
+        for (const auto& id : selection.unknown)
+            err << "velmora: Kein solcher Fund oder Eintrag: " << id << "\n";
+        return exitUsage;
+    }
+    for (const auto& note : selection.notes)
+        out << note << "\n";
+    const auto plan = RemovalPlan::build(selection.chosen, RemovalOptions{options.deleteDirectly, options.zap,
+                                                                           setting.dryRun});
+    if (plan.isEmpty()) {
+        out << "Nichts zu entfernen.\n";
+        return exitOK;
+    }
+    printPlan(out, plan, options.showCommands);
+
+    if (!setting.dryRun && !options.yes) {
+        if (!interactive) {
+            err << "velmora: Ohne Terminal wird nur mit --yes entfernt. Es wurde nichts entfernt.\n";
+            return exitUsage;
+        }
+        if (!confirmed(in, err)) {
+            out << "Abgebrochen – es wurde nichts entfernt.\n";
+            return exitOK;
+        }
+    }
+
+    std::map<std::pair<std::string, std::string>, std::string> names;
+    for (const auto& chosen : selection.chosen)
+        for (const auto& item : chosen.items)
+            names[{chosen.finding.id.text(), item.id}] = item.name;
+    const auto runner = environment.removalRunner(keep);
+    const auto result = runner.run(plan, [&](const std::string& text) {
+        if (interactive)
+            err << "\r\033[K" << text << std::flush;
+    });
+    if (interactive)
+        err << "\r\033[K" << std::flush;
+
+    out << "\n";
+    bool anyFailed = false;
+    for (const auto& item : result.results) {
+        anyFailed = anyFailed || item.outcome.isFailed();
+        const auto name = names[{item.findingID.text(), item.itemID}];
+        out << (name.empty() ? item.itemID : name) << ": " << item.outcome.text() << "\n";
+    }
+    out << "\nFreigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
+    if (const auto summary = result.summary())
+        out << *summary << "\n";
+    return anyFailed ? exitFailure : exitOK;
+}
+
+} // namespace velmora::cli
