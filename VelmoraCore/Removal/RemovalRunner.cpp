@@ -5,6 +5,7 @@
 #include "Removal/ToolRemover.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
+#include "Safety/SafetyVerdict.hpp"
 #include "Support/Log.hpp"
 
 #include <fmt/format.h>
@@ -58,7 +59,9 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
                                   std::shared_ptr<const RunningAppsSource> runningApps,
                                   std::shared_ptr<const KeepList> keepList,
                                   TrashRemover::OnTrashed onTrashed) {
-    SafetyCheck safety;
+    SafetyCheck safety = [](const std::filesystem::path&) {
+        return std::optional<std::string>(SafetyReason::invalidConfiguration);
+    };
     std::filesystem::path rootPrefix = "/";
     if (guard) {
         rootPrefix = guard->rootPrefix();
@@ -68,7 +71,10 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
     services.trash = std::make_shared<TrashRemover>(std::move(trash), safety, std::move(onTrashed));
     services.delete_ = std::make_shared<DeleteRemover>(safety);
     services.tool = std::make_shared<ToolRemover>(std::move(commands), std::move(tools), runningApps);
-    services.admin = adminRemoval(std::make_shared<AdminRemover>(std::move(executor), safety, rootPrefix));
+    // Without an executor no admin step can run; the admin items then fail instead of crashing the run.
+    if (executor)
+        services.admin =
+            adminRemoval(std::make_shared<AdminRemover>(std::move(executor), safety, rootPrefix));
     services.runningApps = std::move(runningApps);
     if (keepList)
         services.isKept = [keepList](const FindingID& id) { return keepList->contains(id); };

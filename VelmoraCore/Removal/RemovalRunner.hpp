@@ -48,7 +48,9 @@ public:
     explicit RemovalRunner(Services services);
 
     // The runner with the live removers: Trash and delete through `guard`, tools through `commands`
-    // and `tools`, admin steps through `executor`, the keep list asked before every item.
+    // and `tools`, admin steps through `executor`, the keep list asked before every item. Null services
+    // are allowed: no guard denies every path, no executor fails the admin items "Nicht ausgeführt",
+    // no keep list or running-apps source means nothing is kept or running.
     static RemovalRunner live(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
                               std::shared_ptr<CommandRunner> commands, ToolLocator tools,
                               std::shared_ptr<PrivilegedExecutor> executor,

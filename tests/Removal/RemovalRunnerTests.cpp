@@ -258,3 +258,22 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     EXPECT_EQ(outcomes.at(p4.string()), "übersprungen: Existiert nicht mehr");
     EXPECT_EQ(outcomes.at("snapshot"), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst");
 }
+
+TEST(RemovalRunner, LiveRunnerWithoutGuardOrExecutorTouchesNothing) {
+    RunnerFixture f;
+    const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"))});
+    const auto admin =
+        adminFinding("system.caches", {AdminStep{"/usr/bin/log", {"erase", "--all"}, {}, false}},
+                     {itemWithoutPath("log")});
+    const auto runner =
+        RemovalRunner::live(f.home.trash, nullptr, nullptr, ToolLocator{}, nullptr, nullptr, nullptr);
+
+    const auto report = runner.run(RemovalPlan::build({allOf(trash), allOf(admin)}, {}));
+
+    EXPECT_EQ(outcomesByItem(report.results),
+              (std::map<std::string, std::string>{
+                  {(f.home.cache / "a").string(),
+                   "fehlgeschlagen: Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"},
+                  {"log", "fehlgeschlagen: Nicht ausgeführt"}}));
+    EXPECT_TRUE(present(f.home.cache / "a"));
+}
