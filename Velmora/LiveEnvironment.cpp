@@ -4,11 +4,11 @@
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/FullDiskAccess.hpp"
 #include "Platform/HomeTrash.hpp"
-#include "Removal/AppleScriptPrivilegedExecutor.hpp"
-#include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Platform/ProcessCommandRunner.hpp"
 #include "Platform/SizeMeter.hpp"
 #include "Platform/WorkspaceRunningApps.hpp"
+#include "Removal/AppleScriptPrivilegedExecutor.hpp"
+#include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
 
 #include <cstdlib>
@@ -108,8 +108,8 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
                                                    [] { return std::chrono::system_clock::now(); });
         executor = std::make_shared<PkexecPrivilegedExecutor>(runner_);
     }
-    return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_, *tools_,
-                               std::move(executor), runningApps_, std::move(keepList));
+    return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,
+                               *tools_, std::move(executor), runningApps_, std::move(keepList));
 }
 
 } // namespace velmora

@@ -19,7 +19,8 @@ namespace velmora::cli {
 
 CLI::App* addCleanCommand(CLI::App& app, CleanOptions& options) {
     auto* command = app.add_subcommand("clean", "Entfernt ausgewählte Funde – erst nach deiner Bestätigung");
-    command->add_option("ids", options.ids, "Kennungen ganzer Funde, wie „scan“ sie zeigt")->option_text("KENNUNG…");
+    command->add_option("ids", options.ids, "Kennungen ganzer Funde, wie „scan“ sie zeigt")
+        ->option_text("KENNUNG…");
     command->add_option("--item", options.items, "Nur dieses einzelne Item (mehrfach möglich)")
         ->option_text("ITEM-ID")
         ->allow_extra_args(false);
@@ -104,7 +105,8 @@ void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
     printGroup(out, plan.trashSteps, "In den Papierkorb");
     printGroup(out, plan.deleteSteps, "Wird direkt gelöscht – nicht im Papierkorb");
     printGroup(out, plan.adminSteps, "Braucht dein Admin-Passwort (eine Abfrage)");
-    out << "\nInsgesamt: " << ByteFormat::fileSize(plan.totalSize) << " in " << entryCount(plan.itemCount()) << "\n";
+    out << "\nInsgesamt: " << ByteFormat::fileSize(plan.totalSize) << " in " << entryCount(plan.itemCount())
+        << "\n";
     if (!plan.directDeleteCandidates.empty()) {
         out << "Direkt gelöscht statt in den Papierkorb gelegt (größer als 10 GB):\n";
         for (const auto& item : plan.directDeleteCandidates)
@@ -129,10 +131,11 @@ bool confirmed(std::istream& in, std::ostream& err) {
 
 } // namespace
 
-int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in, std::ostream& out,
-                    std::ostream& err, bool interactive) {
+int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in,
+                    std::ostream& out, std::ostream& err, bool interactive) {
     if (options.ids.empty() && options.items.empty() && !options.safe) {
-        err << "velmora: Nichts ausgewählt – nenne Funde, --item ITEM-ID oder --safe.\nMehr dazu: velmora clean --help\n";
+        err << "velmora: Nichts ausgewählt – nenne Funde, --item ITEM-ID oder --safe.\nMehr dazu: velmora "
+               "clean --help\n";
         return exitUsage;
     }
     const LiveEnvironment environment(setting);
@@ -146,8 +149,8 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     }
     for (const auto& note : selection.notes)
         out << note << "\n";
-    const auto plan = RemovalPlan::build(selection.chosen, RemovalOptions{options.deleteDirectly, options.zap,
-                                                                           setting.dryRun});
+    const auto plan = RemovalPlan::build(selection.chosen,
+                                         RemovalOptions{options.deleteDirectly, options.zap, setting.dryRun});
     if (plan.isEmpty()) {
         out << "Nichts zu entfernen.\n";
         return exitOK;

@@ -27,7 +27,7 @@ CLI::App* addCleanCommand(CLI::App& app, CleanOptions& options);
 
 // `interactive`: standard input and error are a terminal, so the question is asked there and
 // progress is shown. Exit 0 when nothing failed, 1 when an item failed, 2 for wrong usage.
-int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in, std::ostream& out,
-                    std::ostream& err, bool interactive);
+int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in,
+                    std::ostream& out, std::ostream& err, bool interactive);
 
 } // namespace velmora::cli

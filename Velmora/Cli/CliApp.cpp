@@ -87,6 +87,9 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         sub->group("Befehle");
         germanise(*sub);
         sub->set_help_flag("-h,--help", "Diese Hilfe anzeigen");
+        sub->footer(
+            "Für jeden Befehl gelten auch --root ORDNER, --home PFAD, --platform macos|linux und --dry-run\n"
+            "(siehe velmora --help).");
     }
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -94,7 +97,7 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         app.parse(reversed);
     } catch (const CLI::CallForHelp&) {
         const auto parsed = app.get_subcommands();
-        out << app.help(parsed.empty() ? "" : parsed.front()->get_name());
+        out << (parsed.empty() ? app.help() : parsed.front()->help());
         return exitOK;
     } catch (const CLI::CallForVersion&) {
         out << app.version() << '\n';
@@ -119,7 +122,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
                               ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
     if (command == clean)
         return runCleanCommand(cleanOptions, *setting, std::cin, out, err,
-                               ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
+                               ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
+                                   &err == &std::cerr);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)

@@ -72,7 +72,7 @@ inline std::string contentOf(const fs::path& path) {
 inline std::map<std::string, std::string> snapshot(const fs::path& root) {
     std::map<std::string, std::string> result;
     for (auto it = fs::recursive_directory_iterator(root); it != fs::recursive_directory_iterator(); ++it) {
-        const auto rel = fs::relative(it->path(), root).string();
+        const auto rel = it->path().lexically_relative(root).string();
         if (it->is_symlink())
             result[rel] = "link:" + fs::read_symlink(it->path()).string();
         else if (it->is_directory())

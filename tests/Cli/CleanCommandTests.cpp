@@ -1,0 +1,121 @@
+#include "Cli/CliTestSupport.hpp"
+#include "Platform/ScratchTree.hpp"
+#include "Removal/RemovalTestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace velmora;
+using namespace velmora::testing;
+using velmora::removaltest::listing;
+using velmora::removaltest::without;
+using velmora::scratch::ScratchTree;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A Mac-shaped home with safe findings (DerivedData: delete; old-style trash rows: Trash) and
+// findings that need review, plus personal files that must never move.
+struct CleanTree {
+    ScratchTree tree;
+    fs::path home = tree / "Users/anna";
+
+    CleanTree() {
+        tree.file("Users/anna/Library/Developer/Xcode/DerivedData/App-abc/Build/x.o", std::string(7000, 'x'));
+        tree.file("Users/anna/Library/Developer/Xcode/DerivedData/Other-def/y.o", std::string(500, 'y'));
+        tree.file("Users/anna/Library/Logs/CoreSimulator/sim.log", "simulator log");
+        tree.file("Users/anna/Library/Application Support/Spotify/PersistentCache/Storage/a", "music");
+        tree.file("Users/anna/.cache/huggingface/hub/models--org--model/w", std::string(9000, 'h'));
+        tree.file("Users/anna/Documents/thesis.tex", "keep me");
+        tree.file("Users/anna/Library/Application Support/Spotify/prefs", "settings");
+    }
+
+    std::vector<std::string> args(std::vector<std::string> words) const {
+        for (const char* common : {"--platform", "macos", "--root"})
+            words.push_back(common);
+        words.push_back(tree.root().string());
+        words.push_back("--home");
+        words.push_back("/Users/anna");
+        return words;
+    }
+};
+
+} // namespace
+
+TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
+    CleanTree t;
+    const auto before = listing(t.tree.root());
+    const auto run = runVelmora(t.args({"clean", "--safe", "--yes", "--show-commands"}));
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("Wird direkt gelöscht – nicht im Papierkorb"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("Befehle anzeigen:"), std::string::npos);
+    EXPECT_NE(run.out.find("App-abc: entfernt"), std::string::npos) << run.out;
+
+    const std::vector<fs::path> removed{t.home / "Library/Developer/Xcode/DerivedData/App-abc",
+                                        t.home / "Library/Developer/Xcode/DerivedData/Other-def",
+                                        t.home / "Library/Logs/CoreSimulator",
+                                        t.home / "Library/Application Support/Spotify/PersistentCache"};
+    auto after = listing(t.tree.root());
+    // What went to the Trash is there under its own name; everything else is exactly as before.
+    EXPECT_EQ(after["Users/anna/.Trash/CoreSimulator/sim.log"], "file:simulator log");
+    EXPECT_EQ(after["Users/anna/.Trash/PersistentCache/Storage/a"], "file:music");
+    EXPECT_FALSE(after.contains("Users/anna/.Trash/App-abc")); // deleted directly, not trashed
+    EXPECT_EQ(without(after, t.tree.root(), {t.home / ".Trash"}), without(before, t.tree.root(), removed));
+}
+
+TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
+    CleanTree t;
+    const auto before = listing(t.tree.root());
+    auto run = runVelmora(t.args({"clean", "--safe", "--dry-run"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("Trockenlauf – es wird nichts entfernt."), std::string::npos);
+    EXPECT_NE(run.out.find("App-abc: übersprungen: Trockenlauf"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find(": entfernt"), std::string::npos);
+    EXPECT_NE(run.out.find("Freigegeben: Null kB"), std::string::npos);
+
+    ::setenv("VELMORA_DRY_RUN", "1", 1);
+    run = runVelmora(t.args({"clean", "ai.huggingFace", "--yes"}));
+    ::unsetenv("VELMORA_DRY_RUN");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out.find("org/model: übersprungen: Trockenlauf"), std::string::npos) << run.out;
+    EXPECT_EQ(listing(t.tree.root()), before);
+}
+
+TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {
+    CleanTree t;
+    // Without a terminal and without --yes nothing happens.
+    auto run = runVelmora(t.args({"clean", "--safe"}));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("Ohne Terminal wird nur mit --yes entfernt"), std::string::npos);
+    EXPECT_TRUE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
+
+    // One item of a finding, and a kept finding that is never selected.
+    ASSERT_EQ(runVelmora(t.args({"keep", "simulators.logs"})).status, 0);
+    const auto item = (t.home / "Library/Developer/Xcode/DerivedData/Other-def").string();
+    run = runVelmora(t.args({"clean", "--item", item, "simulators.logs", "--yes"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("simulators.logs: wird behalten – nicht ausgewählt"), std::string::npos)
+        << run.out;
+    EXPECT_FALSE(fs::exists(item));
+    EXPECT_TRUE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
+    EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
+
+    run = runVelmora(t.args({"clean", "languages.cobol", "--yes"}));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("Kein solcher Fund oder Eintrag: languages.cobol"), std::string::npos);
+    EXPECT_EQ(runVelmora(t.args({"clean"})).status, 2);
+}
+
+TEST(CleanCommand, AFailedItemGivesExitOneAndTheReportText) {
+    CleanTree t;
+    // A Trash that is a link to elsewhere is refused, so the Trash items fail and stay.
+    t.tree.folder("elsewhere");
+    fs::create_directory_symlink(t.tree / "elsewhere", t.home / ".Trash");
+    const auto run = runVelmora(t.args({"clean", "simulators.logs", "--yes"}));
+    EXPECT_EQ(run.status, 1) << run.out;
+    EXPECT_NE(run.out.find("1 Eintrag konnte nicht entfernt werden."), std::string::npos) << run.out;
+    EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
+    EXPECT_TRUE(fs::is_empty(t.tree / "elsewhere"));
+}
