@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <ostream>
 
 namespace velmora::cli {
@@ -52,7 +53,25 @@ std::string entryCount(std::size_t count) {
     return count == 1 ? "1 Eintrag" : fmt::format("{} Einträge", count);
 }
 
+namespace {
+
+// Columns are counted in characters, not bytes, so that umlauts do not shift them.
+std::size_t displayWidth(std::string_view utf8) {
+    return static_cast<std::size_t>(std::ranges::count_if(utf8, [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string padded(const std::string& text, std::size_t width, bool right = false) {
+    const auto w = displayWidth(text);
+    const std::string fill(w < width ? width - w : 0, ' ');
+    return right ? fill + text : text + fill;
+}
+
+} // namespace
+
 void printScanReport(std::ostream& out, const ScanReport& report, const KeepList::IDs& kept) {
+    std::size_t titleWidth = 0;
+    for (const auto& finding : report.findings)
+        titleWidth = std::max(titleWidth, displayWidth(finding.title));
     if (report.findings.empty())
         out << "Nichts gefunden, was sich entfernen ließe.\n";
     for (AppTab t : allAppTabs) {
@@ -77,8 +96,9 @@ void printScanReport(std::ostream& out, const ScanReport& report, const KeepList
                 std::string status(label(finding.risk));
                 if (kept.contains(finding.id))
                     status = "behalten";
-                out << fmt::format("    {}  {}  {}  {}  [{}]\n", finding.title, size, status,
-                                   entryCount(finding.items.size()), finding.id.text());
+                out << "    " << padded(finding.title, titleWidth) << "  " << padded(size, 10, true) << "  "
+                    << padded(status, 11) << "  " << padded(entryCount(finding.items.size()), 12) << "  ["
+                    << finding.id.text() << "]\n";
                 if (finding.needsFullDiskAccess)
                     out << "      Braucht „Festplattenvollzugriff“, um alles zu sehen.\n";
             }
