@@ -50,8 +50,9 @@ constexpr std::string_view systemReason = "Gehört zu macOS.";
 constexpr std::string_view oddLabelReason = "Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.";
 constexpr std::string_view misplacedReason = "Die Startdatei liegt nicht am erwarteten Ort.";
 
+// Compared without regard to case, as the Mac's file system finds "/system/…" at "/System/…" too.
 constexpr std::array<std::string_view, 6> systemProgramPrefixes{"/bin/",      "/sbin/",        "/usr/bin/",
-                                                                "/usr/sbin/", "/usr/libexec/", "/System/"};
+                                                                "/usr/sbin/", "/usr/libexec/", "/system/"};
 
 enum class Existence { exists, missing, unknown };
 
@@ -112,13 +113,14 @@ ProgramFacts programFacts(const fs::path& root, const std::optional<std::string>
     ProgramFacts facts;
     if (!program || !program->starts_with('/'))
         return facts;
+    const std::string lowerProgram = Text::lowercased(*program);
     if (std::ranges::any_of(systemProgramPrefixes,
-                            [&](std::string_view p) { return program->starts_with(p); }))
+                            [&](std::string_view p) { return lowerProgram.starts_with(p); }))
         return facts;
     const auto under = [&](std::string_view logical) { return root / fs::path(logical).relative_path(); };
     const auto pieces = pathPieces(*program);
 
-    if (pieces.size() >= 2 && pieces[0] == "Volumes") {
+    if (pieces.size() >= 2 && Text::lowercased(pieces[0]) == "volumes") {
         const auto volume = existence(under(joinedPath(pieces, 2)));
         if (volume != Existence::exists) {
             facts.disconnected = true;

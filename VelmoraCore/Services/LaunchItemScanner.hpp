@@ -33,7 +33,7 @@ public:
         std::filesystem::path rootPrefix = "/";
         std::filesystem::path home;             // a real path, below rootPrefix
         std::uint32_t uid = 0;                  // whose launchd session and login items are read
-        std::shared_ptr<CommandRunner> runner;  // launchctl and sfltool; none: not running, no login items
+        std::shared_ptr<CommandRunner> runner;  // launchctl, sfltool; none: nothing runs, login items fail
         std::shared_ptr<const AppLocator> apps; // none: no app is found by bundle identifier
         bool includeLoginItems = true;          // false: only the three folders (a quick orphan test)
 

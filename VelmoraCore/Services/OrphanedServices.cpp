@@ -1,6 +1,6 @@
 #include "Services/OrphanedServices.hpp"
 
-#include "Findings/ShellQuote.hpp"
+#include "Removal/AdminScriptBuilder.hpp"
 
 #include <sys/stat.h>
 
@@ -18,13 +18,6 @@ FindingItem findingItem(const LaunchItem& item) {
     if (item.plistURL && ::lstat(item.plistURL->c_str(), &st) == 0)
         result.size = static_cast<std::int64_t>(st.st_blocks) * 512;
     return result;
-}
-
-std::string commandLine(const AdminStep& step) {
-    std::string line = ShellQuote::quote(step.executable);
-    for (const auto& argument : step.arguments)
-        line += " " + ShellQuote::quote(argument);
-    return line;
 }
 
 Finding orphanFinding(FindingID id, std::string_view findingTitle, std::string_view findingSummary,
@@ -84,7 +77,7 @@ std::vector<Finding> findings(const LaunchItemScanner& scanner, const std::vecto
     if (!adminItems.empty()) {
         std::string preview;
         for (const auto& step : steps)
-            preview += (preview.empty() ? "" : "\n") + commandLine(step);
+            preview += (preview.empty() ? "" : "\n") + AdminScriptBuilder::commandLine(step);
         result.push_back(orphanFinding(adminFindingID(), adminTitle, adminSummary,
                                        RemovalMethod::admin(std::move(steps)), std::move(adminItems),
                                        std::move(preview)));

@@ -336,6 +336,15 @@ TEST(LaunchItemScanner, ProgramOnAConnectedVolumeIsJudgedLikeAnyOther) {
         "Das Programm fehlt: /Volumes/External/Old.app/Contents/MacOS/x. Die App wurde vermutlich gelöscht.");
 }
 
+TEST(LaunchItemScanner, SystemAndVolumePathsMatchInAnyCase) {
+    LaunchTree tree;
+    tree.userAgent("org.example.v.plist", {.label = "org.example.v", .program = "/volumes/Gone/tool"});
+    tree.userAgent("org.example.s.plist", {.label = "org.example.s", .program = "/SYSTEM/Library/gone"});
+    tree.userAgent("org.example.b.plist", {.label = "org.example.b", .program = "/Usr/Bin/gone"});
+    for (const auto& item : LaunchItemScanner(tree.sources()).scan())
+        EXPECT_FALSE(item.isOrphaned) << item.id << ": " << item.explanation;
+}
+
 TEST(LaunchItemScanner, RunningStateComesFromLaunchctlInTheRightDomain) {
     LaunchTree tree;
     tree.userAgent("org.example.u.plist", {.label = "org.example.u"});
