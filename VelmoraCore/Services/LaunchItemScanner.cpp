@@ -183,6 +183,39 @@ std::vector<std::string> lowercasedPieces(const fs::path& path) {
     return pieces;
 }
 
+// The verdict for an agent or daemon: the first rule that holds decides the sentence and whether
+// the service is orphaned.
+void judge(LaunchItem& item, const ProgramFacts& facts, const std::optional<LocatedApp>& owner,
+           bool anyInstalled) {
+    item.displayName = owner && item.appURL ? owner->name : readableLabel(item.label);
+    if (hasLabelPrefix(item.label, ownLabelPrefix)) {
+        item.isOwnAgent = true;
+        item.displayName = ownAgentName;
+        item.explanation = ownAgentText;
+        return;
+    }
+    if (facts.programGone && anyInstalled) {
+        item.explanation = movedText;
+    } else if (facts.programGone) {
+        item.explanation = std::string(programMissingText) + *item.programPath + ". " +
+                           std::string(facts.inApp ? appDeletedText : uninstalledText);
+        item.isOrphaned = true;
+    } else if (facts.missingInInstalledApp) {
+        item.explanation = missingInAppText;
+    } else if (!facts.any() && !facts.untestable && !item.associatedBundleIDs.empty() && !anyInstalled) {
+        // A program that could not be tested may well be there; only a clean record counts here.
+        item.explanation = appNotInstalledText;
+        item.isOrphaned = true;
+    } else if (facts.disconnected) {
+        item.explanation = disconnectedText;
+    } else if (owner) {
+        item.explanation = std::string(belongsToText) + owner->name + ".";
+    } else {
+        item.explanation = noKnownAppText;
+        item.hasNoKnownApp = true;
+    }
+}
+
 } // namespace
 
 LaunchItemScanner::Sources LaunchItemScanner::Sources::live(fs::path rootPrefix, fs::path home,
@@ -292,32 +325,7 @@ std::optional<LaunchItem> LaunchItemScanner::readPlist(LaunchScope scope, const 
     const bool anyInstalled =
         std::ranges::any_of(item.associatedBundleIDs, [&](const std::string& id) { return isInstalled(id); });
 
-    if (hasLabelPrefix(item.label, ownLabelPrefix)) {
-        item.isOwnAgent = true;
-        item.displayName = ownAgentName;
-        item.explanation = ownAgentText;
-        return item;
-    }
-    if (facts.programGone && anyInstalled) {
-        item.explanation = movedText;
-    } else if (facts.programGone) {
-        item.explanation = std::string(programMissingText) + *item.programPath + ". " +
-                           std::string(facts.inApp ? appDeletedText : uninstalledText);
-        item.isOrphaned = true;
-    } else if (facts.missingInInstalledApp) {
-        item.explanation = missingInAppText;
-    } else if (!facts.any() && !facts.untestable && !item.associatedBundleIDs.empty() && !anyInstalled) {
-        item.explanation = appNotInstalledText;
-        item.isOrphaned = true;
-    } else if (facts.disconnected) {
-        item.explanation = disconnectedText;
-    } else if (owner) {
-        item.explanation = std::string(belongsToText) + owner->name + ".";
-    } else {
-        item.explanation = noKnownAppText;
-        item.hasNoKnownApp = true;
-    }
-    item.displayName = owner && item.appURL ? owner->name : readableLabel(item.label);
+    judge(item, facts, owner, anyInstalled);
     return item;
 }
 
