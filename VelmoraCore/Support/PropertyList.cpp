@@ -36,10 +36,9 @@ PlistPtr readPropertyList(const std::filesystem::path& file, std::size_t maxByte
     return parsePropertyList(data);
 }
 
-std::optional<std::string> plistString(plist_t dict, const char* key) {
-    if (!dict || plist_get_node_type(dict) != PLIST_DICT)
-        return std::nullopt;
-    plist_t node = plist_dict_get_item(dict, key);
+namespace {
+
+std::optional<std::string> stringOf(plist_t node) {
     if (!node || plist_get_node_type(node) != PLIST_STRING)
         return std::nullopt;
     char* value = nullptr;
@@ -51,10 +50,48 @@ std::optional<std::string> plistString(plist_t dict, const char* key) {
     return text;
 }
 
-std::optional<bool> plistBool(plist_t dict, const char* key) {
+} // namespace
+
+plist_t plistValue(plist_t dict, const char* key) {
     if (!dict || plist_get_node_type(dict) != PLIST_DICT)
+        return nullptr;
+    return plist_dict_get_item(dict, key);
+}
+
+std::size_t plistCount(plist_t node) {
+    if (!node)
+        return 0;
+    switch (plist_get_node_type(node)) {
+    case PLIST_DICT:
+        return plist_dict_get_size(node);
+    case PLIST_ARRAY:
+        return plist_array_get_size(node);
+    default:
+        return 0;
+    }
+}
+
+std::optional<std::string> plistString(plist_t dict, const char* key) {
+    return stringOf(plistValue(dict, key));
+}
+
+std::optional<std::vector<std::string>> plistStringArray(plist_t dict, const char* key) {
+    plist_t node = plistValue(dict, key);
+    if (!node || plist_get_node_type(node) != PLIST_ARRAY)
         return std::nullopt;
-    plist_t node = plist_dict_get_item(dict, key);
+    std::vector<std::string> values;
+    const uint32_t count = plist_array_get_size(node);
+    for (uint32_t i = 0; i < count; ++i) {
+        auto value = stringOf(plist_array_get_item(node, i));
+        if (!value)
+            return std::nullopt;
+        values.push_back(std::move(*value));
+    }
+    return values;
+}
+
+std::optional<bool> plistBool(plist_t dict, const char* key) {
+    plist_t node = plistValue(dict, key);
     if (!node || plist_get_node_type(node) != PLIST_BOOLEAN)
         return std::nullopt;
     uint8_t value = 0;
@@ -63,9 +100,7 @@ std::optional<bool> plistBool(plist_t dict, const char* key) {
 }
 
 std::optional<std::chrono::system_clock::time_point> plistDate(plist_t dict, const char* key) {
-    if (!dict || plist_get_node_type(dict) != PLIST_DICT)
-        return std::nullopt;
-    plist_t node = plist_dict_get_item(dict, key);
+    plist_t node = plistValue(dict, key);
     if (!node || plist_get_node_type(node) != PLIST_DATE)
         return std::nullopt;
     int32_t seconds = 0, micros = 0;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <plist/plist.h>
 
@@ -29,5 +30,11 @@ PlistPtr readPropertyList(const std::filesystem::path& file, std::size_t maxByte
 std::optional<std::string> plistString(plist_t dict, const char* key);
 std::optional<bool> plistBool(plist_t dict, const char* key);
 std::optional<std::chrono::system_clock::time_point> plistDate(plist_t dict, const char* key);
+// An array whose every element is a string; an array holding anything else yields nothing.
+std::optional<std::vector<std::string>> plistStringArray(plist_t dict, const char* key);
+// The value under `key` of any type, still owned by `dict`; null when missing.
+plist_t plistValue(plist_t dict, const char* key);
+// Number of entries of a dictionary or array node; 0 for any other node.
+std::size_t plistCount(plist_t node);
 
 } // namespace velmora

@@ -1,9 +1,12 @@
 #include "Support/Text.hpp"
 
+#include <unicode/coll.h>
 #include <unicode/locid.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
+
+#include <memory>
 
 namespace velmora::Text {
 
@@ -80,6 +83,60 @@ bool isValidUTF8(std::string_view bytes) {
             return false;
     }
     return true;
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
+    const auto length = static_cast<int32_t>(utf8.size());
+    int32_t start = 0;
+    while (start < length) {
+        int32_t next = start;
+        UChar32 c = 0;
+        U8_NEXT(s, next, length, c);
+        if (c < 0 || !u_isUWhiteSpace(c))
+            break;
+        start = next;
+    }
+    int32_t end = length;
+    while (end > start) {
+        int32_t previous = end;
+        UChar32 c = 0;
+        U8_PREV(s, start, previous, c);
+        if (c < 0 || !u_isUWhiteSpace(c))
+            break;
+        end = previous;
+    }
+    return utf8.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
+}
+
+namespace {
+
+// A collator is not safe to share between threads while it is used, and building one is costly:
+// one per thread, built on first use. Null when ICU has no data for it.
+icu::Collator* finderCollator() {
+    thread_local std::unique_ptr<icu::Collator> collator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::Collator> made(icu::Collator::createInstance(icu::Locale("de"), status));
+        if (U_FAILURE(status))
+            return std::unique_ptr<icu::Collator>();
+        made->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+        return made;
+    }();
+    return collator.get();
+}
+
+} // namespace
+
+int finderCompare(std::string_view a, std::string_view b) {
+    if (icu::Collator* collator = finderCollator()) {
+        UErrorCode status = U_ZERO_ERROR;
+        const UCollationResult result =
+            collator->compareUTF8(icu::StringPiece(a.data(), static_cast<int32_t>(a.size())),
+                                  icu::StringPiece(b.data(), static_cast<int32_t>(b.size())), status);
+        if (U_SUCCESS(status))
+            return result;
+    }
+    return a.compare(b);
 }
 
 } // namespace velmora::Text

@@ -22,4 +22,11 @@ std::string removingMarks(std::string_view utf8);
 // True when the bytes are well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);
 
+// Without the white space (Unicode White_Space, no-break spaces included) at either end.
+std::string_view trimmed(std::string_view utf8);
+
+// The order the Finder lists names in: German collation with numbers compared by value, so that
+// "Agent 2" comes before "Agent 10" and "Äpfel" before "Banane". Negative, zero or positive.
+int finderCompare(std::string_view a, std::string_view b);
+
 } // namespace velmora::Text

@@ -1,0 +1,464 @@
+#include "Services/LaunchItemScanner.hpp"
+
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Platform/TempTree.hpp"
+#include "Services/LaunchTreeSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace velmora;
+using namespace velmora::test;
+
+namespace {
+
+constexpr auto unreadable = "Die Datei konnte nicht gelesen werden. Velmora 2 fasst sie nicht an.";
+
+std::vector<std::string> ids(const std::vector<LaunchItem>& items) {
+    std::vector<std::string> result;
+    for (const auto& item : items)
+        result.push_back(item.id);
+    return result;
+}
+
+std::vector<std::string> names(const std::vector<LaunchItem>& items) {
+    std::vector<std::string> result;
+    for (const auto& item : items)
+        result.push_back(item.displayName);
+    return result;
+}
+
+// One agent per verdict rule, in a tree where some programs and apps exist and others are gone.
+class LaunchItemVerdicts : public ::testing::Test {
+protected:
+    void SetUp() override {
+        tree.app("/Applications/Present.app", "com.example.present", "Contents/MacOS/present");
+        tree.userAgent(
+            "com.example.present.plist",
+            {.label = "com.example.present",
+             .arguments = std::vector<std::string>{"/Applications/Present.app/Contents/MacOS/present", "-d"},
+             .runAtLoad = true});
+        tree.userAgent("com.example.gone.plist",
+                       {.label = "com.example.gone", .program = "/usr/local/bin/gone-tool"});
+        tree.userAgent("com.example.deletedapp.plist",
+                       {.label = "com.example.deletedapp",
+                        .program = "/Applications/Deleted.app/Contents/MacOS/helper",
+                        .binary = true});
+        tree.app("/Applications/Moved Here.app", "com.example.moved");
+        tree.userAgent("com.example.moved.plist",
+                       {.label = "com.example.moved",
+                        .program = "/Applications/Moved.app/Contents/MacOS/moved",
+                        .bundleIDs = std::vector<std::string>{"com.example.nothere", "com.example.moved"}});
+        tree.app("/Applications/Broken.app", "com.example.broken");
+        tree.userAgent(
+            "com.example.broken.plist",
+            {.label = "com.example.broken", .program = "/Applications/Broken.app/Contents/MacOS/missing"});
+        tree.allUsersAgent("com.example.bundleonly.plist",
+                           {.label = "com.example.bundleonly",
+                            .bundleIDs = std::vector<std::string>{"com.example.uninstalled"},
+                            .binary = true});
+        tree.allUsersAgent("com.example.volume.plist",
+                           {.label = "com.example.volume", .program = "/Volumes/External/tool"});
+        tree.daemon("com.example.libexec.plist",
+                    {.label = "com.example.libexec", .program = "/usr/libexec/not-there"});
+        tree.daemon(
+            "de.tobrenlux.velmora2.check.weekly.plist",
+            {.label = "de.tobrenlux.velmora2.check.weekly", .program = "/Applications/Velmora 2.app/x"});
+        tree.app("/Applications/Suite/Known Tool.app", "com.example.known");
+        tree.daemon("com.example.known.helper.plist",
+                    {.label = "com.example.known.helper",
+                     .bundleIDs = std::vector<std::string>{"COM.EXAMPLE.KNOWN"},
+                     .bundleProgram = "Contents/Library/helper"});
+    }
+
+    const LaunchItem& item(std::string_view id) {
+        if (items.empty())
+            items = LaunchItemScanner(tree.sources()).scan();
+        const LaunchItem* found = itemWithID(items, id);
+        if (!found)
+            throw std::runtime_error("no item " + std::string(id));
+        return *found;
+    }
+
+    LaunchTree tree;
+    std::vector<LaunchItem> items;
+};
+
+TEST_F(LaunchItemVerdicts, ProgramInAnInstalledAppBelongsToThatApp) {
+    const auto& present = item("user/com.example.present");
+    EXPECT_EQ(present.explanation, "Gehört zu Present.");
+    EXPECT_FALSE(present.isOrphaned);
+    EXPECT_EQ(present.appURL, tree.real("/Applications/Present.app"));
+    EXPECT_EQ(present.displayName, "Present");
+    EXPECT_EQ(present.programPath, "/Applications/Present.app/Contents/MacOS/present");
+    EXPECT_EQ(present.plistURL, tree.home() / "Library/LaunchAgents/com.example.present.plist");
+    EXPECT_EQ(present.startKind, StartKind::atLogin);
+}
+
+TEST_F(LaunchItemVerdicts, GoneProgramsMakeOrphansWithTheirPathInTheSentence) {
+    const auto& gone = item("user/com.example.gone");
+    EXPECT_TRUE(gone.isOrphaned);
+    EXPECT_EQ(gone.explanation,
+              "Das Programm fehlt: /usr/local/bin/gone-tool. Es wurde vermutlich deinstalliert.");
+    EXPECT_EQ(gone.displayName, "Example Gone");
+
+    const auto& deleted = item("user/com.example.deletedapp");
+    EXPECT_TRUE(deleted.isOrphaned);
+    EXPECT_EQ(deleted.explanation,
+              "Das Programm fehlt: /Applications/Deleted.app/Contents/MacOS/helper. Die App "
+              "wurde vermutlich gelöscht.");
+    EXPECT_FALSE(deleted.appURL);
+}
+
+TEST_F(LaunchItemVerdicts, AMovedProgramWhoseAppIsInstalledIsKept) {
+    const auto& moved = item("user/com.example.moved");
+    EXPECT_FALSE(moved.isOrphaned);
+    EXPECT_EQ(moved.explanation,
+              "Das Programm liegt nicht mehr am erwarteten Ort, die App ist aber installiert.");
+    EXPECT_EQ(moved.appURL, tree.real("/Applications/Moved Here.app"));
+    EXPECT_EQ(moved.displayName, "Moved Here");
+}
+
+TEST_F(LaunchItemVerdicts, AProgramMissingInAnInstalledAppIsNotAnOrphan) {
+    const auto& broken = item("user/com.example.broken");
+    EXPECT_FALSE(broken.isOrphaned);
+    EXPECT_EQ(
+        broken.explanation,
+        "Das Programm fehlt in der installierten App. Nicht entfernbar – bitte die App neu installieren.");
+}
+
+TEST_F(LaunchItemVerdicts, DeclaredAppsThatAreAllGoneMakeAnOrphan) {
+    const auto& bundleOnly = item("allUsers/com.example.bundleonly");
+    EXPECT_TRUE(bundleOnly.isOrphaned);
+    EXPECT_EQ(bundleOnly.explanation,
+              "Die zugehörige App ist nicht mehr installiert. Die App wurde vermutlich gelöscht.");
+    EXPECT_FALSE(bundleOnly.programPath);
+}
+
+TEST_F(LaunchItemVerdicts, ProgramsOnMissingVolumesAndSystemProgramsAreNeverOrphans) {
+    const auto& volume = item("allUsers/com.example.volume");
+    EXPECT_FALSE(volume.isOrphaned);
+    EXPECT_EQ(volume.explanation, "Das Programm liegt auf einem nicht verbundenen Laufwerk.");
+
+    const auto& libexec = item("system/com.example.libexec");
+    EXPECT_FALSE(libexec.isOrphaned);
+    EXPECT_EQ(libexec.explanation, "Gehört zu keiner erkennbaren App.");
+    EXPECT_TRUE(libexec.hasNoKnownApp);
+}
+
+TEST_F(LaunchItemVerdicts, OwnAgentStaysWhateverItsProgram) {
+    const auto& own = item("system/de.tobrenlux.velmora2.check.weekly");
+    EXPECT_TRUE(own.isOwnAgent);
+    EXPECT_FALSE(own.isOrphaned);
+    EXPECT_EQ(own.displayName, "Velmora 2 – automatischer Check");
+    EXPECT_EQ(own.explanation, "Das ist der automatische Check von Velmora 2. Er bleibt immer erhalten.");
+}
+
+TEST_F(LaunchItemVerdicts, AppFoundByBundleIdentifierInASuiteFolder) {
+    const auto& known = item("system/com.example.known.helper");
+    EXPECT_FALSE(known.isOrphaned);
+    EXPECT_EQ(known.explanation, "Gehört zu Known Tool.");
+    EXPECT_EQ(known.appURL, tree.real("/Applications/Suite/Known Tool.app"));
+    EXPECT_EQ(known.programPath, "/Applications/Suite/Known Tool.app/Contents/Library/helper");
+    EXPECT_FALSE(known.hasNoKnownApp);
+}
+
+TEST_F(LaunchItemVerdicts, AppearingOnlyOnceEachAndNothingElse) {
+    item("user/com.example.present");
+    EXPECT_EQ(items.size(), 10u);
+}
+
+TEST(LaunchItemScanner, OverrideDecidesWhatCountsAsInstalled) {
+    LaunchTree tree;
+    tree.userAgent(
+        "com.example.bundleonly.plist",
+        {.label = "com.example.bundleonly", .bundleIDs = std::vector<std::string>{"com.example.app"}});
+    LaunchItemScanner scanner(tree.sources());
+    std::vector<std::string> asked;
+    scanner.isInstalledOverride = [&](const std::string& id) {
+        asked.push_back(id);
+        return true;
+    };
+    auto items = scanner.scan();
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_FALSE(items[0].isOrphaned);
+    EXPECT_EQ(items[0].explanation, "Gehört zu com.example.app.");
+    EXPECT_FALSE(asked.empty());
+
+    scanner.isInstalledOverride = [](const std::string&) { return false; };
+    items = scanner.scan();
+    EXPECT_TRUE(items[0].isOrphaned);
+}
+
+TEST(LaunchItemScanner, StartKindFollowsTheFirstRuleThatHolds) {
+    LaunchTree tree;
+    const std::map<std::string, AgentPlist> agents{
+        {"a.run", {.runAtLoad = true, .startInterval = true}},
+        {"a.keep", {.keepAlive = true}},
+        {"a.keepwhen", {.keepAliveConditions = std::map<std::string, bool>{{"SuccessfulExit", false}}}},
+        {"a.keepempty",
+         {.keepAliveConditions = std::map<std::string, bool>{}, .startCalendarInterval = true}},
+        {"a.interval", {.runAtLoad = false, .keepAlive = false, .startInterval = true, .binary = true}},
+        {"a.demand", {.runAtLoad = false, .keepAlive = false}},
+    };
+    for (auto [label, plist] : agents) {
+        plist.label = label;
+        tree.userAgent(label + ".plist", plist);
+    }
+    const auto items = LaunchItemScanner(tree.sources()).scan();
+    std::map<std::string, StartKind> kinds;
+    for (const auto& item : items)
+        kinds[item.label] = item.startKind;
+    EXPECT_EQ(kinds, (std::map<std::string, StartKind>{{"a.run", StartKind::atLogin},
+                                                       {"a.keep", StartKind::atLogin},
+                                                       {"a.keepwhen", StartKind::atLogin},
+                                                       {"a.keepempty", StartKind::scheduled},
+                                                       {"a.interval", StartKind::scheduled},
+                                                       {"a.demand", StartKind::onDemand}}));
+    EXPECT_EQ(title(StartKind::onDemand), "startet bei Bedarf");
+}
+
+TEST(LaunchItemScanner, SystemFilesLinksAndFoldersAreNotListed) {
+    LaunchTree tree;
+    tree.userAgent("COM.Apple.Foo.plist", {.label = "org.example.byfile", .program = "/opt/gone"});
+    tree.allUsersAgent("com.apple.bar.plist", {.label = "org.example.byfile2"});
+    tree.daemon("Com.apple.baz.PLIST", {.label = "org.example.byfile3"});
+    tree.userAgent("org.example.sneaky.plist", {.label = "COM.APPLE.sneaky", .program = "/opt/gone"});
+    tree.daemon("org.example.sneaky2.plist", {.label = "com.Apple.sneaky2"});
+    tree.userAgent("real.plist", {.label = "org.example.real", .program = "/opt/gone"});
+    tree.scratch.link("Users/anna/Library/LaunchAgents/link.plist", "real.plist");
+    tree.scratch.link("Users/anna/Library/LaunchAgents/dangling.plist", "/nowhere.plist");
+    tree.scratch.folder("Library/LaunchAgents/folder.plist");
+    tree.scratch.file("Library/LaunchAgents/notes.txt", "x");
+    tree.scratch.file("Library/LaunchDaemons/upper.PLIST",
+                      plistBytes(AgentPlist{.label = "org.example.upper"}));
+
+    const auto items = LaunchItemScanner(tree.sources()).scan();
+    EXPECT_EQ(ids(items), (std::vector<std::string>{"user/org.example.real", "system/org.example.upper"}));
+}
+
+TEST(LaunchItemScanner, UnreadableFilesAreListedReadOnly) {
+    LaunchTree tree;
+    tree.scratch.file("Users/anna/Library/LaunchAgents/garbage.plist", "<?xml nothing like a plist");
+    tree.scratch.file("Users/anna/Library/LaunchAgents/empty.plist", "");
+    plist_t array = plist_new_array();
+    plist_array_append_item(array, plist_new_string("x"));
+    tree.scratch.file("Library/LaunchAgents/array.plist", plistBytes(array, true));
+    tree.daemon("nolabel.plist", {.program = "/opt/gone"});
+    tree.scratch.file("Library/LaunchDaemons/bad\xff.plist", "\xff\xfe");
+
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    const auto items = LaunchItemScanner(tree.sources(runner)).scan();
+    ASSERT_EQ(items.size(), 5u);
+    for (const auto& item : items) {
+        EXPECT_EQ(item.explanation, unreadable) << item.id;
+        EXPECT_FALSE(item.isOrphaned || item.isRunning || item.isOwnAgent || item.hasNoKnownApp) << item.id;
+        EXPECT_EQ(item.displayName, item.label);
+        EXPECT_EQ(item.startKind, StartKind::onDemand);
+        EXPECT_FALSE(item.programPath);
+        EXPECT_TRUE(item.plistURL);
+    }
+    EXPECT_EQ(ids(items), (std::vector<std::string>{"user/empty", "user/garbage", "allUsers/array",
+                                                    "system/bad\xEF\xBF\xBD", "system/nolabel"}));
+    // Nothing unreadable is asked about at launchd.
+    EXPECT_TRUE(runner->calls().empty());
+}
+
+TEST(LaunchItemScanner, AFileNobodyMayReadIsListedReadOnly) {
+    LaunchTree tree;
+    const auto file = tree.userAgent("locked.plist", {.label = "org.example.locked", .program = "/opt/gone"});
+    ::chmod(file.c_str(), 0);
+    std::vector<LaunchItem> items;
+    if (!velmora::testing::runBoundByPermissions([&] { items = LaunchItemScanner(tree.sources()).scan(); }))
+        GTEST_SKIP() << "file permissions do not bind here";
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].label, "locked");
+    EXPECT_EQ(items[0].explanation, unreadable);
+    EXPECT_FALSE(items[0].isOrphaned);
+}
+
+TEST(LaunchItemScanner, AnUntestableProgramNeverMakesAnOrphan) {
+    LaunchTree tree;
+    tree.scratch.link("opt/loop", "loop");
+    tree.userAgent("org.example.loop.plist", {.label = "org.example.loop",
+                                              .program = "/opt/loop/tool",
+                                              .bundleIDs = std::vector<std::string>{"org.example.gone"}});
+    tree.scratch.folder("opt/locked");
+    tree.userAgent("org.example.locked.plist",
+                   {.label = "org.example.locked", .program = "/opt/locked/tool"});
+    tree.app("/Applications/Locked.app", "org.example.lockedapp");
+    tree.userAgent(
+        "org.example.lockedapp.plist",
+        {.label = "org.example.lockedapp", .program = "/Applications/Locked.app/Contents/MacOS/tool"});
+    ::chmod(tree.real("/opt/locked").c_str(), 0);
+    ::chmod(tree.real("/Applications/Locked.app/Contents").c_str(), 0);
+
+    std::vector<LaunchItem> items = LaunchItemScanner(tree.sources()).scan();
+    const auto* loop = itemWithID(items, "user/org.example.loop");
+    ASSERT_TRUE(loop);
+    EXPECT_FALSE(loop->isOrphaned);
+    EXPECT_EQ(loop->explanation, "Gehört zu keiner erkennbaren App.");
+
+    const bool bound =
+        velmora::testing::runBoundByPermissions([&] { items = LaunchItemScanner(tree.sources()).scan(); });
+    ::chmod(tree.real("/opt/locked").c_str(), 0755);
+    ::chmod(tree.real("/Applications/Locked.app/Contents").c_str(), 0755);
+    if (!bound)
+        GTEST_SKIP() << "file permissions do not bind here";
+    for (const auto& item : items)
+        EXPECT_FALSE(item.isOrphaned) << item.id << ": " << item.explanation;
+    EXPECT_EQ(itemWithID(items, "user/org.example.lockedapp")->explanation, "Gehört zu Locked.");
+}
+
+TEST(LaunchItemScanner, AFileInTheWayOfAProgramMeansItIsGone) {
+    LaunchTree tree;
+    tree.scratch.file("opt/tools", "a file where a folder was");
+    tree.userAgent("org.example.notdir.plist", {.label = "org.example.notdir", .program = "/opt/tools/run"});
+    const auto items = LaunchItemScanner(tree.sources()).scan();
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_TRUE(items[0].isOrphaned);
+}
+
+TEST(LaunchItemScanner, ProgramOnAConnectedVolumeIsJudgedLikeAnyOther) {
+    LaunchTree tree;
+    tree.scratch.folder("Volumes/External");
+    tree.userAgent("org.example.ext.plist",
+                   {.label = "org.example.ext", .program = "/Volumes/External/tool"});
+    tree.userAgent("org.example.volapp.plist",
+                   {.label = "org.example.volapp", .program = "/Volumes/External/Old.app/Contents/MacOS/x"});
+    const auto items = LaunchItemScanner(tree.sources()).scan();
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(items[0].explanation,
+              "Das Programm fehlt: /Volumes/External/tool. Es wurde vermutlich deinstalliert.");
+    EXPECT_EQ(
+        items[1].explanation,
+        "Das Programm fehlt: /Volumes/External/Old.app/Contents/MacOS/x. Die App wurde vermutlich gelöscht.");
+}
+
+TEST(LaunchItemScanner, SystemAndVolumePathsMatchInAnyCase) {
+    LaunchTree tree;
+    tree.userAgent("org.example.v.plist", {.label = "org.example.v", .program = "/volumes/Gone/tool"});
+    tree.userAgent("org.example.s.plist", {.label = "org.example.s", .program = "/SYSTEM/Library/gone"});
+    tree.userAgent("org.example.b.plist", {.label = "org.example.b", .program = "/Usr/Bin/gone"});
+    for (const auto& item : LaunchItemScanner(tree.sources()).scan())
+        EXPECT_FALSE(item.isOrphaned) << item.id << ": " << item.explanation;
+}
+
+TEST(LaunchItemScanner, RunningStateComesFromLaunchctlInTheRightDomain) {
+    LaunchTree tree;
+    tree.userAgent("org.example.u.plist", {.label = "org.example.u"});
+    tree.allUsersAgent("org.example.a.plist", {.label = "org.example.a"});
+    tree.daemon("org.example.d.plist", {.label = "org.example.d"});
+    tree.daemon("org.example.stopped.plist", {.label = "org.example.stopped"});
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/bin/launchctl", {"print", "gui/501/org.example.u"})
+        .returns(0, "gui/501/org.example.u = {\n\tstate = running\n\tpid = 12\n}\n");
+    runner->expect("/bin/launchctl", {"print", "system/org.example.d"})
+        .returns(0, "system/org.example.d = {\n\tstate = running\n}\n");
+    runner->expect("/bin/launchctl", {"print", "system/org.example.stopped"})
+        .returns(0, "system/org.example.stopped = {\n\tstate = not running\n}\n");
+    runner->expect("/bin/launchctl", {"print", "gui/501/org.example.a"})
+        .returns(113, "", "Could not find service");
+
+    const auto items = LaunchItemScanner(tree.sources(runner)).scan();
+    std::map<std::string, bool> running;
+    for (const auto& item : items)
+        running[item.id] = item.isRunning;
+    EXPECT_EQ(running, (std::map<std::string, bool>{{"user/org.example.u", true},
+                                                    {"allUsers/org.example.a", false},
+                                                    {"system/org.example.d", true},
+                                                    {"system/org.example.stopped", false}}));
+    EXPECT_EQ(runner->calls().size(), 4u);
+    for (const auto& call : runner->calls())
+        EXPECT_EQ(call.timeout, std::chrono::seconds{5});
+}
+
+TEST(LaunchItemScanner, SortsByScopeThenFinderOrderOfNamesThenLabel) {
+    LaunchTree tree;
+    int n = 0;
+    for (const std::string name : {"Agent 10", "zebra", "Äpfel", "Banane", "Agent 2"}) {
+        const std::string label = "org.example.n" + std::to_string(n++);
+        tree.app("/Applications/" + name + ".app", label);
+        tree.userAgent(label + ".plist", {.label = label, .bundleIDs = std::vector<std::string>{label}});
+    }
+    tree.daemon("org.example.b.plist", {.label = "org.example.b"});
+    tree.daemon("org.example.a.plist",
+                {.label = "org.example.a", .bundleIDs = std::vector<std::string>{"x"}});
+    tree.allUsersAgent("org.example.z.plist", {.label = "org.example.z"});
+    // Two files that share one label: both listed, with ids told apart.
+    tree.scratch.file("Library/LaunchDaemons/zz-copy.plist",
+                      plistBytes(AgentPlist{.label = "org.example.b"}));
+
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"})
+        .returns(
+            0, "Records for UID 501 : X\n\n#1:\nName: Aaa Login\nType: login item (0x4)\nIdentifier: a.b\n");
+    const auto items = LaunchItemScanner(tree.sources(runner, true)).scan();
+    EXPECT_EQ(names(items),
+              (std::vector<std::string>{"Agent 2", "Agent 10", "Äpfel", "Banane", "zebra", "Example Z",
+                                        "Example A", "Example B", "Example B", "Aaa Login"}));
+    EXPECT_EQ(items[6].label, "org.example.a");
+    EXPECT_EQ(items[7].id, "system/org.example.b");
+    EXPECT_EQ(items[8].id, "system/org.example.b (zz-copy.plist)");
+}
+
+TEST(LaunchItemScanner, LoginItemsJoinTheListOrTheirFailureIsFlagged) {
+    LaunchTree tree;
+    tree.app("/Applications/Dropbox.app", "com.getdropbox.dropbox");
+    tree.userAgent("org.example.u.plist", {.label = "org.example.u"});
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"})
+        .once()
+        .returns(0, "Records for UID 501 : X\n\n#1:\nName: Dropbox\nType: login item (0x4)\n"
+                    "Disposition: [enabled, allowed, visible] (0x3)\nIdentifier: 2.com.getdropbox.dropbox\n"
+                    "Bundle Identifier: com.getdropbox.dropbox\n\n#2:\nName: Stray\nType: login item (0x4)\n"
+                    "Identifier: 2.org.stray\nBundle Identifier: (null)\n");
+    runner->expect("/usr/bin/sfltool").fails(CommandError::Kind::timeout);
+    const LaunchItemScanner scanner(tree.sources(runner, true));
+
+    auto load = scanner.load();
+    EXPECT_FALSE(load.loginItemsFailed);
+    ASSERT_EQ(load.items.size(), 3u);
+    EXPECT_EQ(load.items[1].id, "loginItem/com.getdropbox.dropbox");
+    EXPECT_EQ(load.items[1].appURL, tree.real("/Applications/Dropbox.app"));
+    EXPECT_FALSE(load.items[1].hasNoKnownApp);
+    EXPECT_EQ(load.items[2].id, "loginItem/2.org.stray");
+    EXPECT_TRUE(load.items[2].hasNoKnownApp);
+    EXPECT_EQ(scanner.removalBlockReason(load.items[1]),
+              "Anmeldeobjekte schaltest du in den Systemeinstellungen aus.");
+
+    load = scanner.load();
+    EXPECT_TRUE(load.loginItemsFailed);
+    EXPECT_EQ(ids(load.items), std::vector<std::string>{"user/org.example.u"});
+}
+
+TEST(LaunchItemScanner, AStopRequestEndsTheScanWithoutAskingFurther) {
+    LaunchTree tree;
+    tree.userAgent("org.example.u.plist", {.label = "org.example.u"});
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    std::stop_source stop;
+    stop.request_stop();
+    const auto load = LaunchItemScanner(tree.sources(runner, true)).load(stop.get_token());
+    EXPECT_TRUE(load.items.empty());
+    EXPECT_TRUE(runner->calls().empty());
+}
+
+TEST(LaunchItemScanner, LabelValidation) {
+    EXPECT_TRUE(LaunchItemScanner::isValidLabel(std::string(201, 'a')));
+    EXPECT_FALSE(LaunchItemScanner::isValidLabel(std::string(202, 'a')));
+    EXPECT_FALSE(LaunchItemScanner::isValidLabel(".hidden"));
+    EXPECT_FALSE(LaunchItemScanner::isValidLabel("-x"));
+    EXPECT_FALSE(LaunchItemScanner::isValidLabel("Org.Cups.x"));
+    EXPECT_TRUE(LaunchItemScanner::isValidLabel("0rg.example_x-y"));
+}
+
+TEST(LaunchItemScanner, ReadableLabels) {
+    EXPECT_EQ(readableLabel("com.example.syncHelper-agent"), "Example Sync Helper Agent");
+    EXPECT_EQ(readableLabel("org.XPCService.v2"), "XPC Service V2");
+    EXPECT_EQ(readableLabel("homebrew.mxcl.redis"), "Homebrew Mxcl Redis");
+    EXPECT_EQ(readableLabel("com"), "Com");
+    EXPECT_EQ(readableLabel("..."), "...");
+}
+
+} // namespace

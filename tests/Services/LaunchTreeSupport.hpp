@@ -1,0 +1,139 @@
+// A Mac-shaped tree in a temp folder for the services tests: launchd plists (XML or binary, written
+// with libplist), app bundles with an Info.plist, and programs, all below a root that stands for "/".
+#pragma once
+
+#include "Platform/ScratchTree.hpp"
+#include "Services/LaunchItemScanner.hpp"
+#include "Services/WorkspaceAppLocator.hpp"
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::test {
+
+struct AgentPlist {
+    std::optional<std::string> label = std::nullopt;
+    std::optional<std::string> program = std::nullopt;                // "Program"
+    std::optional<std::vector<std::string>> arguments = std::nullopt; // "ProgramArguments"
+    std::optional<std::vector<std::string>> bundleIDs = std::nullopt; // "AssociatedBundleIdentifiers"
+    std::optional<std::string> bundleProgram = std::nullopt;          // "BundleProgram"
+    std::optional<bool> runAtLoad = std::nullopt;
+    std::optional<bool> keepAlive = std::nullopt;
+    std::optional<std::map<std::string, bool>> keepAliveConditions = std::nullopt;
+    bool startInterval = false;
+    bool startCalendarInterval = false;
+    bool binary = false;
+};
+
+inline plist_t stringArray(const std::vector<std::string>& values) {
+    plist_t array = plist_new_array();
+    for (const auto& value : values)
+        plist_array_append_item(array, plist_new_string(value.c_str()));
+    return array;
+}
+
+// The bytes of a property list holding `root` (which this takes over), XML or binary.
+inline std::string plistBytes(plist_t root, bool binary) {
+    char* data = nullptr;
+    uint32_t length = 0;
+    if (binary)
+        plist_to_bin(root, &data, &length);
+    else
+        plist_to_xml(root, &data, &length);
+    std::string bytes(data, length);
+    std::free(data);
+    plist_free(root);
+    return bytes;
+}
+
+inline std::string plistBytes(const AgentPlist& plist) {
+    plist_t dict = plist_new_dict();
+    if (plist.label)
+        plist_dict_set_item(dict, "Label", plist_new_string(plist.label->c_str()));
+    if (plist.program)
+        plist_dict_set_item(dict, "Program", plist_new_string(plist.program->c_str()));
+    if (plist.arguments)
+        plist_dict_set_item(dict, "ProgramArguments", stringArray(*plist.arguments));
+    if (plist.bundleIDs)
+        plist_dict_set_item(dict, "AssociatedBundleIdentifiers", stringArray(*plist.bundleIDs));
+    if (plist.bundleProgram)
+        plist_dict_set_item(dict, "BundleProgram", plist_new_string(plist.bundleProgram->c_str()));
+    if (plist.runAtLoad)
+        plist_dict_set_item(dict, "RunAtLoad", plist_new_bool(*plist.runAtLoad));
+    if (plist.keepAlive)
+        plist_dict_set_item(dict, "KeepAlive", plist_new_bool(*plist.keepAlive));
+    if (plist.keepAliveConditions) {
+        plist_t conditions = plist_new_dict();
+        for (const auto& [key, value] : *plist.keepAliveConditions)
+            plist_dict_set_item(conditions, key.c_str(), plist_new_bool(value));
+        plist_dict_set_item(dict, "KeepAlive", conditions);
+    }
+    if (plist.startInterval)
+        plist_dict_set_item(dict, "StartInterval", plist_new_uint(3600));
+    if (plist.startCalendarInterval) {
+        plist_t calendar = plist_new_dict();
+        plist_dict_set_item(calendar, "Hour", plist_new_uint(3));
+        plist_dict_set_item(dict, "StartCalendarInterval", calendar);
+    }
+    return plistBytes(dict, plist.binary);
+}
+
+class LaunchTree {
+public:
+    static constexpr std::uint32_t uid = 501;
+
+    LaunchTree() { scratch.folder("Users/anna/Library/LaunchAgents"); }
+
+    const std::filesystem::path& root() const { return scratch.root(); }
+    std::filesystem::path home() const { return scratch / "Users/anna"; }
+    std::filesystem::path real(std::string_view logical) const {
+        return scratch / std::filesystem::path(logical).relative_path();
+    }
+
+    std::filesystem::path userAgent(const std::string& fileName, const AgentPlist& plist) const {
+        return scratch.file("Users/anna/Library/LaunchAgents/" + fileName, plistBytes(plist));
+    }
+    std::filesystem::path allUsersAgent(const std::string& fileName, const AgentPlist& plist) const {
+        return scratch.file("Library/LaunchAgents/" + fileName, plistBytes(plist));
+    }
+    std::filesystem::path daemon(const std::string& fileName, const AgentPlist& plist) const {
+        return scratch.file("Library/LaunchDaemons/" + fileName, plistBytes(plist));
+    }
+
+    // An app bundle at a logical path ("/Applications/Foo.app") with its bundle identifier and,
+    // optionally, a program inside it.
+    void app(std::string_view logical, const std::string& bundleID, std::optional<std::string> program = {},
+             bool binaryInfo = false) const {
+        plist_t info = plist_new_dict();
+        plist_dict_set_item(info, "CFBundleIdentifier", plist_new_string(bundleID.c_str()));
+        scratch.file(real(logical) / "Contents/Info.plist", plistBytes(info, binaryInfo));
+        if (program)
+            scratch.file(real(logical) / *program, "#!/bin/sh\n");
+    }
+    void program(std::string_view logical) const { scratch.file(real(logical), "#!/bin/sh\n"); }
+
+    LaunchItemScanner::Sources sources(std::shared_ptr<CommandRunner> runner = nullptr,
+                                       bool includeLoginItems = false) const {
+        auto sources =
+            LaunchItemScanner::Sources::live(root(), home(), uid, std::move(runner), PlatformLayout::macOS);
+        sources.includeLoginItems = includeLoginItems;
+        return sources;
+    }
+
+    scratch::ScratchTree scratch;
+};
+
+inline const LaunchItem* itemWithID(const std::vector<LaunchItem>& items, std::string_view id) {
+    for (const auto& item : items)
+        if (item.id == id)
+            return &item;
+    return nullptr;
+}
+
+} // namespace velmora::test

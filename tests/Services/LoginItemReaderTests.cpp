@@ -1,0 +1,115 @@
+#include "Services/LoginItemReader.hpp"
+
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Platform/ScratchTree.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace velmora;
+using namespace velmora::test;
+
+namespace {
+
+constexpr auto on = "Startet bei jeder Anmeldung.";
+constexpr auto off = "Ist in den Systemeinstellungen ausgeschaltet.";
+
+std::string fixture(const std::string& name) {
+    return scratch::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "sfltool" / name);
+}
+
+TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {
+    const auto dump = fixture("dumpbtm-several-users.txt");
+    const auto entries = LoginItemReader::parse(dump, 501);
+    ASSERT_EQ(entries.size(), 8u);
+    EXPECT_EQ(entries[0].value("SharedFileList migrated"), "true");
+    EXPECT_EQ(entries[1].value("Name"), "Dropbox");
+    EXPECT_EQ(entries[1].value("URL"), "file:///Applications/Dropbox.app/");
+    EXPECT_EQ(entries[1].value("Disposition"), "[enabled, allowed, visible, notified] (0xb)");
+    EXPECT_EQ(entries[4].value("#1"), "16.com.docker.vmnetd");
+    // "(null)" and empty values count as absent.
+    EXPECT_FALSE(entries[3].value("Bundle Identifier"));
+    EXPECT_EQ(entries[3].value("Parent Identifier"), "com.example.suite");
+    EXPECT_FALSE(entries[6].value("Name"));
+    EXPECT_FALSE(entries[6].value("Disposition"));
+    EXPECT_FALSE(entries[6].value("Bundle Identifier"));
+    EXPECT_EQ(entries[6].value("Identifier"), "2.org.example.nameless");
+
+    EXPECT_EQ(LoginItemReader::parse(dump, 0).size(), 1u);
+    EXPECT_EQ(LoginItemReader::parse(dump, 5010).size(), 1u);
+    EXPECT_TRUE(LoginItemReader::parse(dump, 50).empty());
+    EXPECT_TRUE(LoginItemReader::parse(dump, 4294967294u).empty()); // "-2" is not a number we match
+    EXPECT_TRUE(LoginItemReader::parse(fixture("dumpbtm-no-sections.txt"), 501).empty());
+    EXPECT_TRUE(LoginItemReader::parse("", 501).empty());
+}
+
+TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitch) {
+    const auto items =
+        LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-several-users.txt"), 501));
+    ASSERT_EQ(items.size(), 4u);
+
+    EXPECT_EQ(items[0].id, "loginItem/com.getdropbox.dropbox");
+    EXPECT_EQ(items[0].label, "com.getdropbox.dropbox");
+    EXPECT_EQ(items[0].displayName, "Dropbox");
+    EXPECT_EQ(items[0].associatedBundleIDs, std::vector<std::string>{"com.getdropbox.dropbox"});
+    EXPECT_EQ(items[0].explanation, on);
+
+    EXPECT_EQ(items[1].displayName, "Spotify");
+    EXPECT_EQ(items[1].explanation, off);
+
+    EXPECT_EQ(items[2].label, "4.com.example.suite.helper");
+    EXPECT_EQ(items[2].associatedBundleIDs, std::vector<std::string>{"com.example.suite"});
+    EXPECT_EQ(items[2].explanation, off);
+
+    EXPECT_EQ(items[3].label, "2.org.example.nameless");
+    EXPECT_TRUE(items[3].associatedBundleIDs.empty());
+    EXPECT_EQ(items[3].explanation, off);
+
+    for (const auto& item : items) {
+        EXPECT_EQ(item.scope, LaunchScope::loginItem);
+        EXPECT_EQ(item.startKind, StartKind::atLogin);
+        EXPECT_FALSE(item.plistURL || item.programPath || item.isOrphaned || item.isRunning);
+    }
+}
+
+TEST(LoginItemReader, DuplicatesMergeAndOneSwitchedOnRecordWins) {
+    LoginItemReader::Entry disabled{
+        {{"Type", "login item (0x4)"}, {"Identifier", "2.x"}, {"Disposition", "[disabled, allowed] (0x2)"}}};
+    LoginItemReader::Entry enabled{
+        {{"Type", "login item (0x4)"}, {"Identifier", "2.x"}, {"Disposition", "[enabled, allowed] (0x3)"}}};
+    LoginItemReader::Entry anonymous{{{"Type", "login item (0x4)"}}};
+    const auto items = LoginItemReader::loginItems({disabled, enabled, anonymous});
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].explanation, on);
+}
+
+TEST(LoginItemReader, WindowsLineEndsAndOddBlanksAreTrimmed) {
+    const auto items = LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-crlf.txt"), 502));
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].displayName, "Nur\u00a0Ich");
+    EXPECT_EQ(items[0].label, "2.de.example.nurich");
+    EXPECT_EQ(items[0].explanation, on);
+}
+
+TEST(LoginItemReader, ReadsThroughSfltoolAndReportsItsFailures) {
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"}).once().returns(0, fixture("dumpbtm-several-users.txt"));
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"}).once().returns(1, "", "dumpbtm requires root");
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"}).once().fails(CommandError::Kind::timeout);
+    runner->expect("/usr/bin/sfltool", {"dumpbtm"}).once().fails(CommandError::Kind::launchFailed, "ENOENT");
+    const LoginItemReader reader(runner, 501);
+
+    const auto read = reader.read();
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->size(), 4u);
+    EXPECT_EQ(reader.read(), std::unexpected(LoginItemReadError::failed));
+    EXPECT_EQ(reader.read(), std::unexpected(LoginItemReadError::timedOut));
+    EXPECT_EQ(reader.read(), std::unexpected(LoginItemReadError::failed));
+    for (const auto& call : runner->calls())
+        EXPECT_EQ(call.timeout, std::chrono::seconds{20});
+    EXPECT_EQ(loginItemReadErrorText(LoginItemReadError::timedOut),
+              "Die Anmeldeobjekte konnten nicht gelesen werden: Zeitüberschreitung nach 20 s");
+
+    EXPECT_EQ(LoginItemReader(nullptr, 501).read(), std::unexpected(LoginItemReadError::failed));
+}
+
+} // namespace
