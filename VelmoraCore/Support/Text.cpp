@@ -10,7 +10,11 @@
 
 namespace velmora::Text {
 
-std::string plainSpaces(std::string_view utf8) {
+namespace {
+
+// Walks the text code point by code point; `emit` gets each one (negative for a byte that starts no
+// valid sequence) with its original bytes and appends what should stand for it.
+template <typename Emit> std::string mapCodePoints(std::string_view utf8, Emit&& emit) {
     std::string out;
     out.reserve(utf8.size());
     const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
@@ -20,30 +24,29 @@ std::string plainSpaces(std::string_view utf8) {
         const int32_t start = i;
         UChar32 c = 0;
         U8_NEXT(s, i, length, c);
-        if (c >= 0 && u_isUWhiteSpace(c))
-            out.push_back(' ');
-        else
-            out.append(utf8.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)));
+        emit(c, utf8.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)), out);
     }
     return out;
 }
 
+} // namespace
+
+std::string plainSpaces(std::string_view utf8) {
+    return mapCodePoints(utf8, [](UChar32 c, std::string_view original, std::string& out) {
+        if (c >= 0 && u_isUWhiteSpace(c))
+            out.push_back(' ');
+        else
+            out.append(original);
+    });
+}
+
 std::string repairUTF8(std::string_view bytes) {
-    std::string out;
-    out.reserve(bytes.size());
-    const auto* s = reinterpret_cast<const uint8_t*>(bytes.data());
-    const auto length = static_cast<int32_t>(bytes.size());
-    int32_t i = 0;
-    while (i < length) {
-        const int32_t start = i;
-        UChar32 c = 0;
-        U8_NEXT(s, i, length, c);
+    return mapCodePoints(bytes, [](UChar32 c, std::string_view original, std::string& out) {
         if (c < 0)
             out += "\xEF\xBF\xBD";
         else
-            out.append(bytes.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)));
-    }
-    return out;
+            out.append(original);
+    });
 }
 
 std::string lowercased(std::string_view utf8) {
@@ -56,20 +59,11 @@ std::string lowercased(std::string_view utf8) {
 }
 
 std::string removingMarks(std::string_view utf8) {
-    std::string out;
-    out.reserve(utf8.size());
-    const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
-    const auto length = static_cast<int32_t>(utf8.size());
-    int32_t i = 0;
-    while (i < length) {
-        const int32_t start = i;
-        UChar32 c = 0;
-        U8_NEXT(s, i, length, c);
+    return mapCodePoints(utf8, [](UChar32 c, std::string_view original, std::string& out) {
         const bool isMark = c >= 0 && (U_GET_GC_MASK(c) & U_GC_M_MASK) != 0;
         if (!isMark)
-            out.append(utf8.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)));
-    }
-    return out;
+            out.append(original);
+    });
 }
 
 bool isValidUTF8(std::string_view bytes) {
