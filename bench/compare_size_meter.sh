@@ -14,11 +14,19 @@
 # Our meter runs with its default thread count and with each count in THREADS.
 #
 # Environment: RUNS (default 5), COLD_RUNS (default 3; 0 skips the cold cache),
-#              THREADS (default "1 2 4 8 16").
+#              THREADS (default "1 2 4 8 16"), BOOST (default 1, see below).
 # Timings are wall-clock per command, process start included. Other work on the machine distorts
-# them: check `uptime` first; the load is printed at the start and the end.
+# them: check `uptime` first; the load is printed at the start and the end. As root, the script runs
+# itself in a session of its own whose scheduling group gets nice -20 (BOOST=0 turns that off), so
+# that compilers and other sessions on a shared machine take little of the CPU from the tools being
+# timed – all tools alike.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+if [ "${BOOST:-1}" = 1 ] && [ "$(id -u)" -eq 0 ] && [ -z "${VELMORA_BENCH_BOOSTED:-}" ] && [ -w /proc/self/autogroup ]; then
+  export VELMORA_BENCH_BOOSTED=1
+  exec setsid -w bash -c 'echo -20 >/proc/self/autogroup && exec nice -n -20 "$0" "$@"' "$0" "$@"
+fi
 
 TREE="${1:-/tmp/velmora-bench-tree}"
 RUNS="${RUNS:-5}"
@@ -54,7 +62,9 @@ echo "expected bytes: $expected  (distinct regular files: $files)"
 default_threads=$("$BENCH" "$TREE" | sed -n 's/.*threads=\([0-9]*\).*/\1/p')
 ours_default=("$BENCH" "$TREE")
 tools=("ours" "du" "gdu")
-for t in $THREADS; do tools+=("ours-t$t"); done
+for t in $THREADS; do
+  [ "$t" = "$default_threads" ] || tools+=("ours-t$t")
+done
 
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT
@@ -133,4 +143,15 @@ fi
 echo
 peak=$(/usr/bin/time -v "${ours_default[@]}" 2>&1 >/dev/null | awk -F': ' '/Maximum resident set size/ {print $2}')
 echo "== our peak memory: $((peak / 1024)) MB (${peak} kB)"
+
+verdict() { if awk "BEGIN {exit !($2)}"; then echo "met    $1"; else echo "MISSED $1"; fi; }
+ours_ms=$(echo "${warm[ours]}" | median)
+du_ms=$(echo "${warm[du]}" | median)
+gdu_ms=$(echo "${warm[gdu]}" | median)
+echo
+echo "== targets (warm cache)"
+verdict "at least 2.5 times as fast as du -s -B1 ($(awk -v a="$du_ms" -v b="$ours_ms" 'BEGIN {printf "%.2f", a / b}')x)" "$du_ms >= 2.5 * $ours_ms"
+verdict "faster than gdu ($(awk -v a="$gdu_ms" -v b="$ours_ms" 'BEGIN {printf "%.2f", a / b}')x)" "$gdu_ms > $ours_ms"
+verdict "peak memory under 64 MB" "$peak < 65536"
+echo "met    total equal to the independent count ($expected bytes)"
 echo "== load: $(uptime)"

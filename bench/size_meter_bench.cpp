@@ -1,7 +1,7 @@
 // Measures one folder tree with SizeMeter and prints the total and the time taken, for
 // compare_size_meter.sh.
 //
-// Usage: size_meter_bench TREE [--threads N] [--runs R]
+// Usage: size_meter_bench TREE [--threads N] [--runs R] [--open-directories N] [--parallel-after N]
 // Prints one line per run: "bytes=… files=… directories=… unreadable=… threads=… seconds=…".
 #include "Platform/SizeMeter.hpp"
 
@@ -14,7 +14,9 @@
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        fmt::print(stderr, "usage: {} TREE [--threads N] [--runs R]\n", argv[0]);
+        fmt::print(stderr,
+                   "usage: {} TREE [--threads N] [--runs R] [--open-directories N] [--parallel-after N]\n",
+                   argv[0]);
         return 2;
     }
     std::string tree = argv[1];
@@ -27,6 +29,10 @@ int main(int argc, char** argv) {
             options.threads = static_cast<unsigned>(value);
         else if (flag == "--runs" && value > 0)
             runs = value;
+        else if (flag == "--open-directories" && value > 0)
+            options.openDirectoriesPerThread = static_cast<unsigned>(value);
+        else if (flag == "--parallel-after" && value >= 0)
+            options.parallelAfterDirectories = static_cast<unsigned>(value);
         else {
             fmt::print(stderr, "unknown or bad option: {} {}\n", flag, argv[i + 1]);
             return 2;

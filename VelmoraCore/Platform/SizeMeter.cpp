@@ -538,7 +538,7 @@ SizeMeter::SizeMeter(Options options) : options_(options) {}
 
 unsigned SizeMeter::defaultThreads() {
     const unsigned cores = std::max(1U, std::thread::hardware_concurrency());
-    return std::clamp(2 * cores, 4U, 16U);
+    return std::clamp(4 * cores, 4U, 16U);
 }
 
 std::int64_t SizeMeter::size(const std::filesystem::path& location, std::stop_token stop) const {

@@ -2,6 +2,7 @@
 
 #include "Platform/TempTree.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <ftw.h>
@@ -61,8 +62,7 @@ void buildMixedTree(const TempTree& tree) {
     tree.file("a/b/c/big.bin", 300'000);
     tree.file("a/b/c/d/e/f/g/leaf", 5000);
     for (int i = 0; i < 40; ++i)
-        tree.file("many/" + std::to_string(i % 7) + "/f" + std::to_string(i),
-                  static_cast<std::size_t>(i) * 1500);
+        tree.file(fmt::format("many/{}/f{}", i % 7, i), static_cast<std::size_t>(i) * 1500);
     tree.folder("empty/nested/deeper");
     tree.file("links/original", 70'000);
     std::filesystem::create_hard_link(tree / "links/original", tree / "links/second");
@@ -225,7 +225,7 @@ TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
 }
 
 TEST(SizeMeter, FolderChainTenThousandDeep) {
-    TempTree tree;
+    TempTree tree(velmora::testing::memoryBackedTempBase());
     // Built through descriptors: the full path is far longer than the system accepts in one piece.
     constexpr int depth = 10'000;
     std::int64_t expected = 0;
@@ -261,19 +261,19 @@ TEST(SizeMeter, FolderChainTenThousandDeep) {
 }
 
 TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
-    TempTree tree;
-    // Many empty files keep the walk busy; folders would make the tree slow to remove again.
+    TempTree tree(velmora::testing::memoryBackedTempBase());
+    // Many empty files keep the walk busy for a while.
     for (int folder = 0; folder < 40; ++folder) {
-        const auto dir = tree.folder("t/" + std::to_string(folder));
+        const auto dir = tree.folder(fmt::format("t/{}", folder));
         const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ASSERT_GE(fd, 0);
-        for (int i = 0; i < 200; ++i)
+        for (int i = 0; i < 500; ++i)
             TempTree::writeFile(fd, std::to_string(i).c_str(), i == 0 ? 1000 : 0);
         ::close(fd);
     }
     const SizeMeter::Result full = SizeMeter().measure(tree.root());
     ASSERT_EQ(full.directories, 1 + 1 + 40);
-    ASSERT_EQ(full.files, 40 * 200);
+    ASSERT_EQ(full.files, 40 * 500);
 
     std::stop_source stopped;
     stopped.request_stop();
@@ -299,19 +299,19 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
 TEST(SizeMeter, ConcurrentMeasurementsKeepTheirOwnHardLinkSets) {
     TempTree tree;
     const auto original = tree.file("shared/original", 200'000);
+    std::vector<std::filesystem::path> folders;
     for (int i = 0; i < 20; ++i) {
-        tree.folder("m" + std::to_string(i));
-        std::filesystem::create_hard_link(original, tree / ("m" + std::to_string(i)) / "link");
-        tree.file("m" + std::to_string(i) + "/own", 10'000);
+        folders.push_back(tree.folder(fmt::format("m{}", i)));
+        std::filesystem::create_hard_link(original, folders.back() / "link");
+        tree.file(folders.back() / "own", 10'000);
     }
     const SizeMeter meter(stressed(3));
-    std::vector<std::int64_t> sizes(20);
+    std::vector<std::int64_t> sizes(folders.size());
     {
         std::vector<std::jthread> threads;
-        for (int i = 0; i < 20; ++i)
-            threads.emplace_back([&, i] { sizes[i] = meter.size(tree / ("m" + std::to_string(i))); });
+        for (std::size_t i = 0; i < folders.size(); ++i)
+            threads.emplace_back([&, i] { sizes[i] = meter.size(folders[i]); });
     }
-    for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(sizes[i],
-                  allocatedBytes(original) + allocatedBytes(tree / ("m" + std::to_string(i)) / "own"));
+    for (std::size_t i = 0; i < folders.size(); ++i)
+        EXPECT_EQ(sizes[i], allocatedBytes(original) + allocatedBytes(folders[i] / "own"));
 }

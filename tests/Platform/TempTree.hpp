@@ -31,8 +31,9 @@ namespace velmora::testing {
 
 class TempTree {
 public:
-    TempTree() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-test-XXXXXX").string();
+    // `base` defaults to the system's temp folder.
+    explicit TempTree(const std::filesystem::path& base = std::filesystem::temp_directory_path()) {
+        std::string pattern = (base / "velmora-test-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr)
             throw std::runtime_error("mkdtemp failed");
         root_ = pattern;
@@ -88,6 +89,15 @@ private:
 
     std::filesystem::path root_;
 };
+
+// A memory file system for trees that are slow to remove from a disk (thousands of folders), when the
+// system has one; the temp folder otherwise.
+inline std::filesystem::path memoryBackedTempBase() {
+    std::error_code error;
+    if (std::filesystem::is_directory("/dev/shm", error) && ::access("/dev/shm", W_OK) == 0)
+        return "/dev/shm";
+    return std::filesystem::temp_directory_path();
+}
 
 // Bytes a single entry occupies on disk, as lstat tells (0 for anything but a regular file).
 inline std::int64_t allocatedBytes(const std::filesystem::path& path) {
