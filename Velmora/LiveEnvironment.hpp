@@ -1,8 +1,14 @@
-// Wires the live services for one run of a command: the scan context, the scanners, the guard and
-// the keep list, all for the chosen root, home and platform layout.
+// Wires the live services for one run of a command: the scan context, the scanners, the guard, the
+// keep list, the check history, the settings and the scheduling of the automatic check, all for the
+// chosen root, home and platform layout. Below a test root every system tool is looked for inside the
+// root, so a tree decides what is installed and no real launchctl or systemctl is ever reached.
 #pragma once
 
+#include "Check/AgentService.hpp"
+#include "Check/BackgroundCheck.hpp"
+#include "Check/Notifier.hpp"
 #include "Cli/CommonOptions.hpp"
+#include "Platform/SettingsStore.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -26,6 +32,16 @@ public:
     SafetyGuard safetyGuard() const;
     std::filesystem::path appDataFolder() const;
     std::filesystem::path keepListFile() const;
+    std::filesystem::path checkHistoryFile() const;
+    // Linux layout: ${XDG_CONFIG_HOME:-<home>/.config}.
+    std::filesystem::path configFolder() const;
+
+    std::shared_ptr<SettingsStore> settingsStore() const;
+    std::shared_ptr<AgentService> agentService() const;
+    std::shared_ptr<Notifier> notifier() const;
+    // Everything the headless check needs; valid while this environment lives. The system-data measurer and
+    // the orphan detection of the background services do not exist yet: they contribute nothing.
+    CheckDependencies checkDependencies() const;
 
 private:
     cli::RunSetting setting_;

@@ -82,4 +82,12 @@ bool isValidUTF8(std::string_view bytes) {
     return true;
 }
 
+std::string singleLine(std::string_view bytes) {
+    auto text = repairUTF8(bytes);
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = ' ';
+    return text;
+}
+
 } // namespace velmora::Text
