@@ -1,9 +1,17 @@
 #include "LiveEnvironment.hpp"
 
+#include "Check/AppleScriptNotifier.hpp"
+#include "Check/LaunchAgentService.hpp"
+#include "Check/NotifySendNotifier.hpp"
+#include "Check/SystemdTimerService.hpp"
 #include "Platform/AppDataLocation.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/FullDiskAccess.hpp"
 #include "Platform/HomeTrash.hpp"
+#include "Platform/DefaultsSettingsStore.hpp"
+#include "Platform/DiskInfo.hpp"
+#include "Platform/ExecutablePath.hpp"
+#include "Platform/JsonSettingsStore.hpp"
 #include "Platform/ProcessCommandRunner.hpp"
 #include "Platform/SizeMeter.hpp"
 #include "Platform/WorkspaceRunningApps.hpp"
@@ -46,7 +54,10 @@ LiveEnvironment::LiveEnvironment(cli::RunSetting setting) : setting_(std::move(s
     ProcessCommandRunner::Options options;
     const auto inheritedPath = environment("PATH").value_or("/usr/bin:/bin");
     options.extraEnvironment = {{"PATH", locator.pathVariable() + ":" + inheritedPath}};
-    runner_ = std::make_shared<ProcessCommandRunner>(options);
+    if (setting_.overrides.runner)
+        runner_ = setting_.overrides.runner;
+    else
+        runner_ = std::make_shared<ProcessCommandRunner>(options);
     tools_ = std::make_shared<const ToolLocator>(std::move(locator));
     sizer_ = std::make_shared<const SizeMeter>();
     runningApps_ = std::make_shared<const WorkspaceRunningApps>();
@@ -110,6 +121,53 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
     }
     return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,
                                *tools_, std::move(executor), runningApps_, std::move(keepList));
+fs::path LiveEnvironment::checkHistoryFile() const {
+    return CheckHistory::defaultFile(appDataFolder());
+}
+
+fs::path LiveEnvironment::configFolder() const {
+    return velmora::configFolder(setting_.home,
+                                 setting_.isLiveRoot() ? environment("XDG_CONFIG_HOME") : std::nullopt);
+}
+
+std::shared_ptr<SettingsStore> LiveEnvironment::settingsStore() const {
+    if (setting_.layout == PlatformLayout::macOS)
+        return std::make_shared<DefaultsSettingsStore>(
+            runner_, setting_.real(std::string(DefaultsSettingsStore::defaultsTool)));
+    return std::make_shared<JsonSettingsStore>(JsonSettingsStore::defaultFile(configFolder()));
+}
+
+std::shared_ptr<AgentService> LiveEnvironment::agentService() const {
+    auto executable =
+        setting_.overrides.executablePath ? setting_.overrides.executablePath : currentExecutablePath();
+    if (setting_.layout == PlatformLayout::macOS)
+        return std::make_shared<LaunchAgentService>(LaunchAgentService::Setup{
+            runner_, setting_.real(std::string(LaunchAgentService::launchctlTool)),
+            setting_.home / "Library" / "LaunchAgents", std::move(executable), ::getuid()});
+    return std::make_shared<SystemdTimerService>(SystemdTimerService::Setup{
+        runner_, tools_->locate("systemctl"), configFolder() / "systemd" / "user", std::move(executable)});
+}
+
+std::shared_ptr<Notifier> LiveEnvironment::notifier() const {
+    if (setting_.layout == PlatformLayout::macOS)
+        return std::make_shared<AppleScriptNotifier>(
+            runner_, setting_.real(std::string(AppleScriptNotifier::osascriptTool)));
+    return std::make_shared<NotifySendNotifier>(runner_, tools_->locate("notify-send"));
+}
+
+CheckDependencies LiveEnvironment::checkDependencies() const {
+    CheckDependencies dependencies;
+    dependencies.engine = std::make_shared<const ScanEngine>(scanEngine());
+    dependencies.keepList = std::make_shared<KeepList>(keepListFile());
+    dependencies.history = std::make_shared<CheckHistory>(checkHistoryFile());
+    dependencies.measureSystemRoots = {}; // the system-data measurer is not built yet
+    dependencies.diskSpace = std::make_shared<const DiskInfo>();
+    dependencies.makeContext = [this] { return scanContext(); };
+    dependencies.notifier = notifier();
+    // The services scanner is not wired in yet; "not examined" keeps the history from treating every
+    // orphan it will find later as new.
+    dependencies.orphanedServices = [] { return std::optional<std::vector<std::string>>{}; };
+    return dependencies;
 }
 
 } // namespace velmora

@@ -1,9 +1,15 @@
-// Wires the live services for one run of a command: the scan context, the scanners, the guard and
-// the keep list, all for the chosen root, home and platform layout.
+// Wires the live services for one run of a command: the scan context, the scanners, the guard, the
+// keep list, the check history, the settings and the scheduling of the automatic check, all for the
+// chosen root, home and platform layout. Below a test root every system tool is looked for inside the
+// root, so a tree decides what is installed and no real launchctl or systemctl is ever reached.
 #pragma once
 
+#include "Check/AgentService.hpp"
+#include "Check/BackgroundCheck.hpp"
+#include "Check/Notifier.hpp"
 #include "Cli/CommonOptions.hpp"
 #include "Removal/RemovalRunner.hpp"
+#include "Platform/SettingsStore.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -30,6 +36,16 @@ public:
     // The runner with the live removers: the platform's Trash (inside the root), the guard, the
     // owning tools, the administrator prompt and the keep list.
     RemovalRunner removalRunner(std::shared_ptr<const KeepList> keepList) const;
+    std::filesystem::path checkHistoryFile() const;
+    // Linux layout: ${XDG_CONFIG_HOME:-<home>/.config}.
+    std::filesystem::path configFolder() const;
+
+    std::shared_ptr<SettingsStore> settingsStore() const;
+    std::shared_ptr<AgentService> agentService() const;
+    std::shared_ptr<Notifier> notifier() const;
+    // Everything the headless check needs; valid while this environment lives. The system-data measurer and
+    // the orphan detection of the background services do not exist yet: they contribute nothing.
+    CheckDependencies checkDependencies() const;
 
 private:
     cli::RunSetting setting_;

@@ -1,10 +1,13 @@
 #include "Cli/CliApp.hpp"
 
 #include "Cli/CleanCommand.hpp"
+#include "Cli/CheckCommand.hpp"
 #include "Cli/CommonOptions.hpp"
 #include "Cli/GuardCommand.hpp"
+#include "Cli/HistoryCommand.hpp"
 #include "Cli/KeepCommand.hpp"
 #include "Cli/ScanCommand.hpp"
+#include "Cli/ScheduleCommand.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -27,6 +30,7 @@ constexpr const char* footer =
     "  velmora scan --json               dasselbe als JSON für Skripte\n"
     "  velmora guard ~/Library/Caches/x  fragen, ob ein Pfad angefasst werden dürfte\n"
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
+    "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -63,7 +67,8 @@ std::optional<std::string> environment(const char* name) {
 
 } // namespace
 
-int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+           const ServiceOverrides& overrides) {
     CLI::App app(description, "velmora");
     germanise(app);
     app.option_defaults()->group("Optionen");
@@ -83,6 +88,13 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* guard = addGuardCommand(app, guardOptions);
     KeepOptions keepOptions;
     const auto keep = addKeepCommands(app, keepOptions);
+    bool headlessCheck = false;
+    addHeadlessCheckFlag(app, headlessCheck);
+    auto* check = addCheckCommand(app);
+    HistoryOptions historyOptions;
+    auto* history = addHistoryCommand(app, historyOptions);
+    ScheduleOptions scheduleOptions;
+    auto* schedule = addScheduleCommand(app, scheduleOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -107,15 +119,22 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return exitUsage;
     }
     const auto parsed = app.get_subcommands();
-    if (parsed.empty()) {
+    if (headlessCheck && !parsed.empty()) {
+        err << "velmora: --check steht für sich allein, ohne Befehl.\nMehr dazu: velmora --help\n";
+        return exitUsage;
+    }
+    if (parsed.empty() && !headlessCheck) {
         out << app.help();
         return exitOK;
     }
-    const auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
+    auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
     if (!setting) {
         err << "velmora: " << setting.error() << "\n";
         return exitUsage;
     }
+    setting->overrides = overrides;
+    if (headlessCheck)
+        return runHeadlessCheck(*setting, err);
     auto* command = parsed.front();
     if (command == scan)
         return runScanCommand(scanOptions, *setting, out, err,
@@ -132,6 +151,12 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runUnkeepCommand(keepOptions, *setting, out, err);
     if (command == keep.kept)
         return runKeptCommand(*setting, out);
+    if (command == check)
+        return runCheckCommand(*setting, out, err);
+    if (command == history)
+        return runHistoryCommand(historyOptions, *setting, out);
+    if (command == schedule)
+        return runScheduleCommand(scheduleOptions, *setting, out, err);
     out << app.help();
     return exitOK;
 }

@@ -6,6 +6,7 @@
 
 #include <expected>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,7 +14,18 @@ namespace CLI {
 class App;
 }
 
+namespace velmora {
+class CommandRunner;
+}
+
 namespace velmora::cli {
+
+// Services put in place of the live ones for one run of the program: tests pass a scripted command
+// runner (so that no real systemctl, launchctl or notify-send is started) and a fixed program path.
+struct ServiceOverrides {
+    std::shared_ptr<CommandRunner> runner;
+    std::optional<std::filesystem::path> executablePath; // what a scheduled check starts
+};
 
 struct CommonOptions {
     std::string root = "/";
@@ -29,6 +41,7 @@ struct RunSetting {
     std::filesystem::path logicalHome; // as seen inside the root, e.g. /Users/anna
     std::filesystem::path home;        // on the real file system (root prefix + logical home)
     bool dryRun = false;
+    ServiceOverrides overrides;
 
     bool isLiveRoot() const { return rootPrefix == "/"; }
     // A path as seen inside the root, on the real file system.

@@ -13,6 +13,13 @@ std::filesystem::path appDataFolder(PlatformLayout layout, const std::filesystem
     return home / ".local" / "share" / "Velmora2";
 }
 
+std::filesystem::path configFolder(const std::filesystem::path& home,
+                                   const std::optional<std::string>& xdgConfigHome) {
+    if (xdgConfigHome && !xdgConfigHome->empty() && xdgConfigHome->front() == '/')
+        return std::filesystem::path(*xdgConfigHome);
+    return home / ".config";
+}
+
 std::filesystem::path liveAppDataFolder(PlatformLayout layout, const std::filesystem::path& home) {
     const char* value = std::getenv("XDG_DATA_HOME");
     return appDataFolder(layout, home, value ? std::optional<std::string>(value) : std::nullopt);

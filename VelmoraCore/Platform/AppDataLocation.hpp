@@ -14,6 +14,11 @@ namespace velmora {
 std::filesystem::path appDataFolder(PlatformLayout layout, const std::filesystem::path& home,
                                     const std::optional<std::string>& xdgDataHome);
 
+// The Linux layout's folder for settings and systemd user units: $XDG_CONFIG_HOME, where an unset,
+// empty or relative value means <home>/.config.
+std::filesystem::path configFolder(const std::filesystem::path& home,
+                                   const std::optional<std::string>& xdgConfigHome);
+
 // The same with XDG_DATA_HOME taken from this process's environment.
 std::filesystem::path liveAppDataFolder(PlatformLayout layout, const std::filesystem::path& home);
 

@@ -133,4 +133,12 @@ int finderCompare(std::string_view a, std::string_view b) {
     return a.compare(b);
 }
 
+std::string singleLine(std::string_view bytes) {
+    auto text = repairUTF8(bytes);
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = ' ';
+    return text;
+}
+
 } // namespace velmora::Text

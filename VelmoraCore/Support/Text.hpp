@@ -19,6 +19,10 @@ std::string lowercased(std::string_view utf8);
 // Bytes that are not valid UTF-8 are kept as they are.
 std::string removingMarks(std::string_view utf8);
 
+// Text for a one-line message handed to another program: invalid UTF-8 repaired, every control
+// character (line breaks, tabs, NUL, DEL) turned into a blank.
+std::string singleLine(std::string_view bytes);
+
 // True when the bytes are well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);
 

@@ -15,10 +15,11 @@ struct CliRun {
     std::string err;
 };
 
-inline CliRun runVelmora(const std::vector<std::string>& arguments) {
+inline CliRun runVelmora(const std::vector<std::string>& arguments,
+                         const cli::ServiceOverrides& overrides = {}) {
     std::ostringstream out, err;
     CliRun run;
-    run.status = cli::runCli(arguments, out, err);
+    run.status = cli::runCli(arguments, out, err, overrides);
     run.out = out.str();
     run.err = err.str();
     return run;

@@ -1,0 +1,49 @@
+#include "Cli/HistoryCommand.hpp"
+
+#include "Check/CheckHistory.hpp"
+#include "Check/LastCheckSummary.hpp"
+#include "Cli/CheckPresentation.hpp"
+#include "Cli/CliApp.hpp"
+#include "LiveEnvironment.hpp"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+
+namespace velmora::cli {
+
+namespace {
+
+constexpr const char* noChecksYet = "Noch kein automatischer Check gelaufen.";
+
+} // namespace
+
+CLI::App* addHistoryCommand(CLI::App& app, HistoryOptions& options) {
+    auto* command =
+        app.add_subcommand("history", "Zeigt die bisherigen automatischen Checks, neueste zuerst");
+    command->add_flag("--json", options.json, "Verlauf als JSON für Skripte ausgeben");
+    return command;
+}
+
+int runHistoryCommand(const HistoryOptions& options, const RunSetting& setting, std::ostream& out,
+                      std::chrono::system_clock::time_point now) {
+    const CheckHistory history(LiveEnvironment(setting).checkHistoryFile());
+    // An unreadable history reads as empty here; the next check sets it aside and starts afresh.
+    const auto snapshots = history.all();
+    const auto summary =
+        snapshots.empty() ? std::string(noChecksYet) : lastCheckSummary(snapshots.front(), now);
+    if (options.json) {
+        const nlohmann::json document{{"summary", summary}, {"checks", snapshots}};
+        out << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+        return exitOK;
+    }
+    out << summary << "\n";
+    for (const auto& snapshot : snapshots) {
+        out << "\n" << localDateTime(snapshot.date) << "  " << snapshotSummary(snapshot) << "\n";
+        printAlerts(out, snapshot);
+    }
+    return exitOK;
+}
+
+} // namespace velmora::cli

@@ -1,0 +1,182 @@
+#include "Check/BackgroundCheck.hpp"
+#include "Check/CheckScheduler.hpp"
+#include "Check/LastCheckSummary.hpp"
+#include "Doubles/FakeAgentService.hpp"
+#include "Doubles/FakeDiskSpace.hpp"
+#include "Doubles/FakeNotifier.hpp"
+#include "Doubles/FakeScanner.hpp"
+#include "Platform/ScratchTree.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace velmora;
+using namespace velmora::testing;
+using velmora::scratch::ScratchTree;
+
+namespace {
+
+namespace fs = std::filesystem;
+constexpr std::int64_t GB = 1'000'000'000;
+const std::string weekly = "de.tobrenlux.velmora2.check.weekly.plist";
+const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
+
+// A check over one scanner whose size the test changes between runs, on a roomy disk.
+struct CheckBench {
+    ScratchTree tree;
+    std::int64_t cacheSize = GB / 2;
+    std::chrono::system_clock::time_point now = std::chrono::sys_days{std::chrono::year{2026} / 11 / 1};
+    std::shared_ptr<FakeNotifier> notifier;
+    CheckDependencies dependencies;
+
+    explicit CheckBench(NotificationAuthorization authorization, fs::path historyFile = {})
+        : notifier(std::make_shared<FakeNotifier>(authorization)) {
+        auto scanner = std::make_shared<FakeScanner>(
+            "languages.npm", ScannerPhase::specific, [this](const ScanContext&, std::stop_token) {
+                return std::vector<Finding>{makeFinding("languages.npm", {"/npm"}, cacheSize)};
+            });
+        dependencies.engine = std::make_shared<const ScanEngine>(
+            std::vector<std::shared_ptr<Scanner>>{scanner}, std::chrono::seconds{5});
+        dependencies.keepList = std::make_shared<KeepList>(tree / "Velmora2/keep.json");
+        dependencies.history = std::make_shared<CheckHistory>(
+            historyFile.empty() ? tree / "Velmora2/history.json" : historyFile);
+        dependencies.diskSpace = std::make_shared<FakeDiskSpace>(DiskSpace{400 * GB, 1000 * GB});
+        dependencies.makeContext = [this] {
+            ScanContext context;
+            context.home = tree.root();
+            context.now = now;
+            return context;
+        };
+        dependencies.notifier = notifier;
+    }
+};
+
+} // namespace
+
+TEST(CheckScheduleTexts, RawValuesLabelsAndStatusTextsAreTheOnesUsersAndOlderFilesSee) {
+    for (auto schedule : allCheckSchedules)
+        EXPECT_EQ(checkScheduleFromRawValue(rawValue(schedule)), schedule);
+    EXPECT_EQ(checkScheduleFromSetting(std::nullopt), CheckSchedule::off);
+    EXPECT_EQ(checkScheduleFromSetting("Weekly"), CheckSchedule::off); // only the exact raw value counts
+    EXPECT_EQ(checkScheduleFromSetting("monthly"), CheckSchedule::monthly);
+    EXPECT_EQ(title(CheckSchedule::weekly), "Wöchentlich (sonntags 10 Uhr)");
+    EXPECT_EQ(title(CheckSchedule::monthly), "Monatlich (Monatserster 10 Uhr)");
+    EXPECT_EQ(agentPlistName(CheckSchedule::weekly), weekly);
+    EXPECT_EQ(agentPlistName(CheckSchedule::off), std::nullopt);
+    EXPECT_EQ(scheduleForAgent(monthly), CheckSchedule::monthly);
+    EXPECT_EQ(scheduleForAgent("de.tobrenlux.velmora2.check.daily.plist"), std::nullopt);
+
+    EXPECT_EQ(statusText(AgentStatus::notRegistered), "Nicht angemeldet.");
+    EXPECT_EQ(statusText(AgentStatus::enabled), "Angemeldet – der Check läuft automatisch.");
+    EXPECT_EQ(statusText(AgentStatus::requiresApproval),
+              "Bitte in den Systemeinstellungen unter Anmeldeobjekte erlauben.");
+    EXPECT_EQ(actionTitle(AgentStatus::requiresApproval), "In den Systemeinstellungen erlauben");
+    EXPECT_EQ(statusText(AgentStatus::notFound),
+              "Der Hintergrund-Check ist erst in der signierten App verfügbar.");
+    EXPECT_EQ(scheduleFailureText, "Konnte den automatischen Check nicht anmelden.");
+    EXPECT_EQ(statusText(NotificationAuthorization::notDetermined),
+              "Mitteilungen sind noch nicht erlaubt – sie werden beim Einschalten des Checks erfragt.");
+    EXPECT_EQ(statusText(NotificationAuthorization::denied),
+              "Mitteilungen sind ausgeschaltet. Ohne sie meldet sich der Check nicht.");
+    EXPECT_EQ(actionTitle(NotificationAuthorization::denied), "Mitteilungs-Einstellungen öffnen");
+    EXPECT_EQ(statusText(NotificationAuthorization::authorized), std::nullopt);
+}
+
+TEST(CheckScheduler, LeavesAtMostTheAgentOfTheChosenScheduleRegistered) {
+    auto service = std::make_shared<FakeAgentService>();
+    CheckScheduler scheduler(service);
+    ASSERT_TRUE(scheduler.apply(CheckSchedule::weekly));
+    EXPECT_EQ(service->registered, std::set<std::string>{weekly});
+    ASSERT_TRUE(scheduler.apply(CheckSchedule::monthly));
+    EXPECT_EQ(service->registered, std::set<std::string>{monthly});
+    EXPECT_EQ(scheduler.status(CheckSchedule::monthly), AgentStatus::enabled);
+    EXPECT_EQ(scheduler.status(CheckSchedule::weekly), AgentStatus::notRegistered);
+
+    service->calls.clear();
+    ASSERT_TRUE(scheduler.apply(CheckSchedule::off));
+    EXPECT_TRUE(service->registered.empty());
+    EXPECT_EQ(service->calls, (std::vector<std::string>{"unregister " + weekly, "unregister " + monthly}));
+    service->calls.clear();
+    EXPECT_EQ(scheduler.status(CheckSchedule::off), AgentStatus::notRegistered);
+    EXPECT_TRUE(service->calls.empty()); // off is known without asking the system
+
+    // A refused registration still takes the other schedule's agent away and reports the failure.
+    service->registered = {weekly};
+    service->refuseRegistering = true;
+    const auto applied = scheduler.apply(CheckSchedule::monthly);
+    ASSERT_FALSE(applied);
+    EXPECT_EQ(applied.error().kind, AgentServiceError::Kind::command);
+    EXPECT_TRUE(service->registered.empty());
+}
+
+TEST(BackgroundCheck, DeniedNotificationsStillStoreTheSnapshotButPostNothing) {
+    CheckBench bench(NotificationAuthorization::denied);
+    bench.cacheSize = 3 * GB;
+    const auto outcome = BackgroundCheck::run(bench.dependencies);
+    ASSERT_TRUE(outcome);
+    EXPECT_FALSE(outcome->notificationsAllowed);
+    EXPECT_FALSE(outcome->posted);
+    ASSERT_TRUE(outcome->notification);
+    EXPECT_EQ(outcome->notification->body, "3 GB aufräumbar");
+    EXPECT_TRUE(bench.notifier->posted.empty());
+    EXPECT_EQ(bench.dependencies.history->all(), std::vector<CheckSnapshot>{outcome->snapshot});
+}
+
+TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindings) {
+    CheckBench bench(NotificationAuthorization::authorized);
+    bench.tree.file("npm/_cacache/index", "cache");
+    const auto before = scratch::snapshot(bench.tree / "npm");
+    auto outcome = BackgroundCheck::run(bench.dependencies);
+    ASSERT_TRUE(outcome);
+    EXPECT_TRUE(outcome->notificationsAllowed);
+    EXPECT_EQ(outcome->notification, std::nullopt); // half a GB on a roomy disk is not worth a word
+    EXPECT_TRUE(bench.notifier->posted.empty());
+
+    bench.cacheSize = 7 * GB;
+    bench.now += std::chrono::days{7};
+    outcome = BackgroundCheck::run(bench.dependencies);
+    ASSERT_TRUE(outcome);
+    EXPECT_TRUE(outcome->posted);
+    ASSERT_EQ(bench.notifier->posted.size(), 1u);
+    EXPECT_EQ(bench.notifier->posted[0], *outcome->notification);
+    EXPECT_EQ(bench.notifier->posted[0].body,
+              "languages.npm +6,5 GB seit dem letzten Check · 7 GB aufräumbar");
+    EXPECT_EQ(scratch::snapshot(bench.tree / "npm"), before);
+
+    // A notifier that fails does not cost the snapshot.
+    bench.notifier->failPosting = true;
+    bench.now += std::chrono::days{7};
+    outcome = BackgroundCheck::run(bench.dependencies);
+    ASSERT_TRUE(outcome);
+    EXPECT_FALSE(outcome->posted);
+    EXPECT_EQ(bench.dependencies.history->all().size(), 3u);
+}
+
+TEST(BackgroundCheck, AHistoryThatCannotBeWrittenEndsTheRunWithoutANotification) {
+    ScratchTree blocker;
+    blocker.file("Velmora2", "a file where the folder should be");
+    CheckBench bench(NotificationAuthorization::authorized, blocker / "Velmora2/history.json");
+    bench.cacheSize = 3 * GB;
+    const auto outcome = BackgroundCheck::run(bench.dependencies);
+    ASSERT_FALSE(outcome);
+    EXPECT_EQ(outcome.error().step, CheckHistoryError::Step::createFolder);
+    EXPECT_TRUE(bench.notifier->posted.empty());
+    EXPECT_EQ(bench.notifier->authorizationQueries, 0);
+}
+
+TEST(LastCheckSummary, SaysHowLongAgoAndWhatTheCheckFound) {
+    using namespace std::chrono;
+    const sys_seconds now = sys_days{year{2026} / 11 / 22} + hours{12};
+    CheckSnapshot snapshot;
+    snapshot.cleanableTotal = 420 * 1'000'000;
+    snapshot.date = now - days{3};
+    EXPECT_EQ(lastCheckSummary(snapshot, now), "Letzter Check vor 3 Tagen: 420 MB aufräumbar");
+    snapshot.date = now - hours{25};
+    snapshot.alerts = {CheckAlert{CheckAlert::LowSpace{12 * GB, 500 * GB}},
+                       CheckAlert{CheckAlert::Cleanable{4 * GB}}};
+    EXPECT_EQ(lastCheckSummary(snapshot, now), "Letzter Check gestern: Nur noch 12 GB frei");
+    // A clock that went back, or a check this very second, reads as one second ago.
+    snapshot.date = now + minutes{5};
+    EXPECT_EQ(lastCheckSummary(snapshot, now), "Letzter Check vor 1 Sekunde: Nur noch 12 GB frei");
+    snapshot.date = now - days{16};
+    EXPECT_EQ(lastCheckSummary(snapshot, now).substr(0, 30), "Letzter Check vor 2 Wochen: Nu");
+}

@@ -1,0 +1,146 @@
+#include "Check/AppleScriptNotifier.hpp"
+#include "Check/LaunchAgentService.hpp"
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Platform/ScratchTree.hpp"
+#include "Support/PropertyList.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace velmora;
+using velmora::scratch::ScratchTree;
+using velmora::test::ScriptedCommandRunner;
+
+namespace {
+
+namespace fs = std::filesystem;
+const std::string weekly = "de.tobrenlux.velmora2.check.weekly.plist";
+const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
+
+struct LaunchAgents {
+    ScratchTree tree;
+    std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
+    LaunchAgentService service{{runner, "/bin/launchctl", tree / "Library/LaunchAgents",
+                                fs::path("/Applications/Velmora 2.app/Contents/MacOS/velmora"), 501}};
+};
+
+std::int64_t plistInteger(plist_t dict, const char* key) {
+    plist_t node = plist_dict_get_item(dict, key);
+    uint64_t value = 0;
+    if (node && plist_get_node_type(node) == PLIST_UINT)
+        plist_get_uint_val(node, &value);
+    return node ? static_cast<std::int64_t>(value) : -1;
+}
+
+} // namespace
+
+TEST(LaunchAgentService, TheAgentsPropertyListStartsTheProgramWithCheckAtTheScheduledTime) {
+    for (const auto schedule : {CheckSchedule::weekly, CheckSchedule::monthly}) {
+        const auto parsed =
+            parsePropertyList(LaunchAgentService::propertyList(schedule, "/Apps/Velmora \"2\".app/v"));
+        ASSERT_TRUE(parsed);
+        EXPECT_EQ(plistString(parsed.get(), "Label"), LaunchAgentService::label(*agentPlistName(schedule)));
+        plist_t arguments = plist_dict_get_item(parsed.get(), "ProgramArguments");
+        ASSERT_EQ(plist_array_get_size(arguments), 2u);
+        char* program = nullptr;
+        plist_get_string_val(plist_array_get_item(arguments, 0), &program);
+        EXPECT_STREQ(program, "/Apps/Velmora \"2\".app/v");
+        std::free(program);
+        char* flag = nullptr;
+        plist_get_string_val(plist_array_get_item(arguments, 1), &flag);
+        EXPECT_STREQ(flag, "--check");
+        std::free(flag);
+        plist_t interval = plist_dict_get_item(parsed.get(), "StartCalendarInterval");
+        ASSERT_TRUE(interval);
+        EXPECT_EQ(plistInteger(interval, "Hour"), 10);
+        EXPECT_EQ(plistInteger(interval, "Minute"), 0);
+        EXPECT_EQ(plistInteger(interval, "Weekday"), schedule == CheckSchedule::weekly ? 0 : -1);
+        EXPECT_EQ(plistInteger(interval, "Day"), schedule == CheckSchedule::monthly ? 1 : -1);
+    }
+    EXPECT_EQ(LaunchAgentService::label(weekly), "de.tobrenlux.velmora2.check.weekly");
+}
+
+TEST(LaunchAgentService, RegisterBootstrapsTheWrittenPlistAndUnregisterBootsItOut) {
+    LaunchAgents agents;
+    const auto file = agents.tree / "Library/LaunchAgents" / weekly;
+    agents.runner->expect("/bin/launchctl", {"bootout", "gui/501/de.tobrenlux.velmora2.check.weekly"})
+        .returns(3);
+    agents.runner->expect("/bin/launchctl", {"bootstrap", "gui/501", file.string()}).returns(0);
+    ASSERT_TRUE(agents.service.registerAgent(weekly));
+    EXPECT_EQ(agents.runner->commandLines(),
+              (std::vector<std::string>{"/bin/launchctl bootout gui/501/de.tobrenlux.velmora2.check.weekly",
+                                        "/bin/launchctl bootstrap gui/501 " + file.string()}));
+    const auto written = readPropertyList(file);
+    ASSERT_TRUE(written);
+    EXPECT_EQ(plistString(written.get(), "Label"), "de.tobrenlux.velmora2.check.weekly");
+
+    ASSERT_TRUE(agents.service.unregisterAgent(weekly));
+    EXPECT_FALSE(scratch::present(file));
+    EXPECT_EQ(agents.runner->commandLines().back(),
+              "/bin/launchctl bootout gui/501/de.tobrenlux.velmora2.check.weekly");
+    // Nothing of ours there and launchctl unreachable: nothing to undo, no failure.
+    ASSERT_TRUE(agents.service.unregisterAgent(monthly));
+}
+
+TEST(LaunchAgentService, AFailedBootstrapLeavesNoPlistForTheNextLogin) {
+    LaunchAgents agents;
+    agents.runner->expect("/bin/launchctl", {"bootout", "gui/501/de.tobrenlux.velmora2.check.monthly"})
+        .returns(3);
+    agents.runner->expect("/bin/launchctl")
+        .returns(5, "", "Bootstrap failed: 5: Input/output error\nTry re-running the command as root\n");
+    const auto registered = agents.service.registerAgent(monthly);
+    ASSERT_FALSE(registered);
+    EXPECT_EQ(registered.error().kind, AgentServiceError::Kind::command);
+    EXPECT_EQ(registered.error().detail, "/bin/launchctl: Exit 5 – Bootstrap failed: 5: Input/output error");
+    EXPECT_FALSE(scratch::present(agents.tree / "Library/LaunchAgents" / monthly));
+
+    EXPECT_EQ(agents.service.registerAgent("com.example.other.plist").error().kind,
+              AgentServiceError::Kind::unknownAgent);
+    LaunchAgentService nowhere({agents.runner, "/bin/launchctl", agents.tree / "LA", std::nullopt, 501});
+    EXPECT_EQ(nowhere.registerAgent(weekly).error().kind, AgentServiceError::Kind::noExecutable);
+}
+
+TEST(LaunchAgentService, StatusComesFromLaunchdAndThePlistOnDisk) {
+    LaunchAgents agents;
+    const std::vector<std::string> printWeekly{"print", "gui/501/de.tobrenlux.velmora2.check.weekly"};
+    agents.runner->expect("/bin/launchctl", printWeekly).returns(113, "", "Could not find service").once();
+    EXPECT_EQ(agents.service.status(weekly), AgentStatus::notRegistered);
+
+    agents.tree.file("Library/LaunchAgents/" + weekly,
+                     LaunchAgentService::propertyList(CheckSchedule::weekly, "/v"));
+    agents.runner->expect("/bin/launchctl", printWeekly).returns(113).once();
+    EXPECT_EQ(agents.service.status(weekly), AgentStatus::requiresApproval);
+    agents.runner->expect("/bin/launchctl", printWeekly)
+        .returns(0, "gui/501/… = {\n\tstate = waiting\n}\n")
+        .once();
+    EXPECT_EQ(agents.service.status(weekly), AgentStatus::enabled);
+    agents.runner->expect("/bin/launchctl", printWeekly)
+        .fails(CommandError::Kind::launchFailed, "No such file")
+        .once();
+    EXPECT_EQ(agents.service.status(weekly), AgentStatus::notFound);
+    EXPECT_EQ(agents.service.status("com.example.other.plist"), AgentStatus::notFound);
+}
+
+TEST(AppleScriptNotifier, QuotesTheTextsAsAppleScriptLiteralsAndPostsThroughOsascript) {
+    CheckNotification notification{"Velmora 2", "Ordner \"a\\b\"\nzweite Zeile", AppTab::storage};
+    EXPECT_EQ(AppleScriptNotifier::script(notification),
+              R"(display notification "Ordner \"a\\b\" zweite Zeile" with title "Velmora 2")");
+
+    ScratchTree tree;
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    AppleScriptNotifier missing(runner, tree / "usr/bin/osascript");
+    EXPECT_EQ(missing.authorization(), NotificationAuthorization::denied);
+    EXPECT_FALSE(missing.requestAuthorization());
+
+    const auto osascript = tree.file("usr/bin/osascript", "#!/bin/sh\n");
+    fs::permissions(osascript, fs::perms::owner_all);
+    AppleScriptNotifier notifier(runner, osascript);
+    EXPECT_EQ(notifier.authorization(), NotificationAuthorization::authorized);
+    runner->expect(osascript).returns(0).once();
+    runner->expect(osascript).returns(1, "", "execution error: -1743\n");
+    ASSERT_TRUE(notifier.post(notification));
+    EXPECT_EQ(runner->calls().back().arguments,
+              (std::vector<std::string>{"-e", AppleScriptNotifier::script(notification)}));
+    const auto failed = notifier.post(notification);
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error().detail, osascript.string() + ": Exit 1 – execution error: -1743");
+}

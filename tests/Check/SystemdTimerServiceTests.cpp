@@ -1,0 +1,179 @@
+#include "Check/NotifySendNotifier.hpp"
+#include "Check/SystemdTimerService.hpp"
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Platform/ProcessCommandRunner.hpp"
+#include "Platform/ScratchTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace velmora;
+using velmora::scratch::ScratchTree;
+using velmora::test::ScriptedCommandRunner;
+
+namespace {
+
+namespace fs = std::filesystem;
+const std::string weekly = "de.tobrenlux.velmora2.check.weekly.plist";
+const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
+
+struct UserUnits {
+    ScratchTree tree;
+    fs::path folder = tree / ".config/systemd/user";
+    std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
+    SystemdTimerService service{
+        {runner, fs::path("/usr/bin/systemctl"), folder, fs::path("/opt/velmora/bin/velmora")}};
+
+    std::vector<std::string> unitFiles() const {
+        std::vector<std::string> names;
+        std::error_code ec;
+        for (const auto& entry : fs::directory_iterator(folder, ec))
+            names.push_back(entry.path().filename().string());
+        std::ranges::sort(names);
+        return names;
+    }
+};
+
+} // namespace
+
+TEST(SystemdTimerService, UnitsRunTheCheckAtTheScheduledTimeAndCatchUpMissedRuns) {
+    const auto timer = SystemdTimerService::timerUnit(CheckSchedule::weekly);
+    EXPECT_NE(timer.find("\nOnCalendar=Sun *-*-* 10:00:00\n"), std::string::npos) << timer;
+    EXPECT_NE(timer.find("\nPersistent=true\n"), std::string::npos);
+    EXPECT_NE(timer.find("\nUnit=velmora2-check-weekly.service\n"), std::string::npos);
+    EXPECT_NE(timer.find("\nWantedBy=timers.target\n"), std::string::npos);
+    EXPECT_NE(SystemdTimerService::timerUnit(CheckSchedule::monthly).find("\nOnCalendar=*-*-01 10:00:00\n"),
+              std::string::npos);
+    const auto service =
+        SystemdTimerService::serviceUnit(CheckSchedule::monthly, "/opt/velmora 2/50%/$x/velmora");
+    ASSERT_TRUE(service);
+    EXPECT_NE(service->find("\nExecStart=\"/opt/velmora 2/50%%/$x/velmora\" --check\n"), std::string::npos)
+        << *service;
+    EXPECT_NE(service->find("\nType=oneshot\n"), std::string::npos);
+    for (const char* refused : {"/opt/a\"b/velmora", "/opt/a\\b/velmora", "/opt/a'b/velmora",
+                                "/opt/a\nb/velmora", "/opt/\xff/velmora"})
+        EXPECT_EQ(SystemdTimerService::quotedExecutable(refused), std::nullopt) << refused;
+}
+
+// systemd itself reads the unit back: it refuses a unit whose program does not exist, so a quoting
+// mistake shows as a failure here.
+TEST(SystemdTimerService, SystemdAcceptsTheUnitsForAnAwkwardProgramPath) {
+    const fs::path analyze = "/usr/bin/systemd-analyze";
+    if (::access(analyze.c_str(), X_OK) != 0)
+        GTEST_SKIP() << "systemd-analyze is not installed";
+    ScratchTree tree;
+    const auto program = tree.file("Programme/Velmora 2 (50% $HOME)/velmora", "#!/bin/sh\nexit 0\n");
+    fs::permissions(program, fs::perms::owner_all);
+    const auto service = tree.file("units/velmora2-check-weekly.service",
+                                   *SystemdTimerService::serviceUnit(CheckSchedule::weekly, program));
+    const auto timer =
+        tree.file("units/velmora2-check-weekly.timer", SystemdTimerService::timerUnit(CheckSchedule::weekly));
+    ProcessCommandRunner runner;
+    const auto verified =
+        runner.run(analyze, {"verify", service.string(), timer.string()}, std::chrono::seconds{30});
+    ASSERT_TRUE(verified);
+    EXPECT_EQ(verified->exitCode, 0) << verified->standardError;
+    EXPECT_EQ(verified->standardError.find("velmora"), std::string::npos) << verified->standardError;
+
+    fs::rename(program, program.parent_path() / "elsewhere");
+    const auto missing = runner.run(analyze, {"verify", service.string()}, std::chrono::seconds{30});
+    ASSERT_TRUE(missing);
+    EXPECT_NE(missing->exitCode, 0); // the check above would notice a path systemd read differently
+}
+
+TEST(SystemdTimerService, RegisterWritesAndEnablesUnregisterDisablesAndRemoves) {
+    UserUnits units;
+    units.runner->expect("/usr/bin/systemctl").returns(0);
+    ASSERT_TRUE(units.service.registerAgent(weekly));
+    EXPECT_EQ(units.unitFiles(),
+              (std::vector<std::string>{"velmora2-check-weekly.service", "velmora2-check-weekly.timer"}));
+    EXPECT_EQ(scratch::contentOf(units.folder / "velmora2-check-weekly.timer"),
+              SystemdTimerService::timerUnit(CheckSchedule::weekly));
+    EXPECT_EQ(
+        units.runner->commandLines(),
+        (std::vector<std::string>{"/usr/bin/systemctl --user daemon-reload",
+                                  "/usr/bin/systemctl --user enable --now velmora2-check-weekly.timer"}));
+
+    // Nothing of the monthly agent there: systemctl is not bothered.
+    ASSERT_TRUE(units.service.unregisterAgent(monthly));
+    EXPECT_EQ(units.runner->calls().size(), 2u);
+
+    ASSERT_TRUE(units.service.unregisterAgent(weekly));
+    EXPECT_TRUE(units.unitFiles().empty());
+    const auto lines = units.runner->commandLines();
+    EXPECT_EQ(std::vector<std::string>(lines.begin() + 2, lines.end()),
+              (std::vector<std::string>{"/usr/bin/systemctl --user disable --now velmora2-check-weekly.timer",
+                                        "/usr/bin/systemctl --user daemon-reload"}));
+}
+
+TEST(SystemdTimerService, AFailedEnableRemovesTheUnitsAgainAndAFailedDisableStillRemovesThem) {
+    UserUnits units;
+    units.runner->expect("/usr/bin/systemctl", {"--user", "daemon-reload"}).returns(0);
+    units.runner->expect("/usr/bin/systemctl", {"--user", "enable", "--now", "velmora2-check-monthly.timer"})
+        .returns(1, "", "Failed to connect to bus: No medium found\n");
+    const auto registered = units.service.registerAgent(monthly);
+    ASSERT_FALSE(registered);
+    EXPECT_EQ(registered.error().detail,
+              "/usr/bin/systemctl: Exit 1 – Failed to connect to bus: No medium found");
+    EXPECT_TRUE(units.unitFiles().empty());
+
+    units.tree.file(".config/systemd/user/velmora2-check-weekly.timer", "[Timer]\n");
+    units.tree.file(".config/systemd/user/velmora2-check-weekly.service", "[Service]\n");
+    units.runner->expect("/usr/bin/systemctl", {"--user", "disable", "--now", "velmora2-check-weekly.timer"})
+        .fails(CommandError::Kind::timeout);
+    const auto unregistered = units.service.unregisterAgent(weekly);
+    ASSERT_FALSE(unregistered);
+    EXPECT_EQ(unregistered.error().detail, "/usr/bin/systemctl: Zeitüberschreitung");
+    EXPECT_TRUE(units.unitFiles().empty());
+
+    SystemdTimerService noProgram({units.runner, fs::path("/usr/bin/systemctl"), units.folder, std::nullopt});
+    EXPECT_EQ(noProgram.registerAgent(weekly).error().kind, AgentServiceError::Kind::noExecutable);
+    SystemdTimerService noSystemd({units.runner, std::nullopt, units.folder, fs::path("/v")});
+    EXPECT_EQ(noSystemd.registerAgent(weekly).error().kind, AgentServiceError::Kind::command);
+    EXPECT_TRUE(units.unitFiles().empty());
+}
+
+TEST(SystemdTimerService, StatusReadsIsEnabledOnlyWhenOurTimerIsThere) {
+    UserUnits units;
+    EXPECT_EQ(units.service.status(weekly), AgentStatus::notRegistered);
+    EXPECT_TRUE(units.runner->calls().empty());
+
+    units.tree.file(".config/systemd/user/velmora2-check-weekly.timer", "[Timer]\n");
+    const std::vector<std::string> isEnabled{"--user", "is-enabled", "velmora2-check-weekly.timer"};
+    const std::vector<std::pair<ScriptedCommandRunner::Outcome, AgentStatus>> answers{
+        {CommandResult{0, "enabled\n", ""}, AgentStatus::enabled},
+        {CommandResult{1, "disabled\n", ""}, AgentStatus::notRegistered},
+        {CommandResult{1, "masked\n", ""}, AgentStatus::requiresApproval},
+        {CommandResult{1, "", "Failed to connect to bus\n"}, AgentStatus::notFound},
+        {std::unexpected(CommandError{CommandError::Kind::launchFailed, "No such file"}),
+         AgentStatus::notFound},
+    };
+    for (const auto& [answer, expected] : answers) {
+        auto& expectation = units.runner->expect("/usr/bin/systemctl", isEnabled).once();
+        if (answer)
+            expectation.returns(answer->exitCode, answer->standardOutput, answer->standardError);
+        else
+            expectation.fails(answer.error().kind, answer.error().message);
+        EXPECT_EQ(units.service.status(weekly), expected) << rawValue(expected);
+    }
+    SystemdTimerService noSystemd({units.runner, std::nullopt, units.folder, fs::path("/v")});
+    EXPECT_EQ(noSystemd.status(weekly), AgentStatus::notFound);
+}
+
+TEST(NotifySendNotifier, WithoutNotifySendNotificationsCountAsSwitchedOff) {
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    NotifySendNotifier missing(runner, std::nullopt);
+    EXPECT_EQ(missing.authorization(), NotificationAuthorization::denied);
+    EXPECT_FALSE(missing.requestAuthorization());
+    EXPECT_FALSE(missing.post({"Velmora 2", "x", AppTab::storage}));
+    EXPECT_TRUE(runner->calls().empty());
+
+    NotifySendNotifier notifier(runner, fs::path("/usr/bin/notify-send"));
+    EXPECT_EQ(notifier.authorization(), NotificationAuthorization::authorized);
+    runner->expect("/usr/bin/notify-send").returns(0);
+    ASSERT_TRUE(notifier.post({"Velmora 2", "-rf Cache\t+6 GB", AppTab::developer}));
+    EXPECT_EQ(runner->calls().back().arguments,
+              (std::vector<std::string>{"--app-name=Velmora 2", "--hint=string:x-velmora2-tab:developer",
+                                        "--", "Velmora 2", "-rf Cache +6 GB"}));
+}

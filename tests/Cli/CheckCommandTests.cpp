@@ -1,0 +1,287 @@
+#include "Check/CheckHistory.hpp"
+#include "Check/CheckNotificationText.hpp"
+#include "Cli/CliTestSupport.hpp"
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Platform/ScratchTree.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+using namespace velmora;
+using namespace velmora::testing;
+using velmora::scratch::ScratchTree;
+using velmora::test::ScriptedCommandRunner;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A Linux home in a temp tree; every command runs with a scripted command runner, so no real tool
+// (systemctl, notify-send …) is ever started.
+struct LinuxHome {
+    ScratchTree tree;
+    fs::path home = tree.folder("home/anna");
+    fs::path historyFile = home / ".local/share/Velmora2/history.json";
+    std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
+    cli::ServiceOverrides overrides{runner, fs::path("/opt/velmora/bin/velmora")};
+
+    CliRun run(std::vector<std::string> arguments) const {
+        for (const char* option : {"--platform", "linux", "--root", "", "--home", "/home/anna"})
+            arguments.emplace_back(*option ? option : tree.root().c_str());
+        return runVelmora(arguments, overrides);
+    }
+    // Makes a tool "installed" for the tool locator; the scripted runner answers in its place.
+    fs::path install(const std::string& relative) const {
+        const auto tool = tree.file(relative, "#!/bin/sh\nexit 1\n");
+        fs::permissions(tool, fs::perms::owner_all);
+        return tool;
+    }
+    std::vector<CheckSnapshot> history() const { return CheckHistory(historyFile).all(); }
+    std::vector<std::string> unitFiles() const {
+        std::vector<std::string> names;
+        std::error_code ec;
+        for (const auto& entry : fs::directory_iterator(home / ".config/systemd/user", ec))
+            names.push_back(entry.path().filename().string());
+        std::ranges::sort(names);
+        return names;
+    }
+};
+
+// Reserves `bytes` of real disk blocks (not a sparse file); false when the file system cannot.
+bool allocate(const fs::path& file, std::int64_t bytes) {
+#ifdef __linux__
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    const bool done = ::fallocate(fd, 0, 0, bytes) == 0;
+    ::close(fd);
+    return done;
+#else
+    (void)file;
+    (void)bytes;
+    return false;
+#endif
+}
+
+std::int64_t allocatedBytes(const fs::path& file) {
+    struct stat st {};
+    return ::stat(file.c_str(), &st) == 0 ? static_cast<std::int64_t>(st.st_blocks) * 512 : 0;
+}
+
+const std::string weeklyLabel = "de.tobrenlux.velmora2.check.weekly";
+const std::string monthlyLabel = "de.tobrenlux.velmora2.check.monthly";
+
+} // namespace
+
+TEST(CheckCommand, ACacheGrownBySixGigabytesLeavesTwoSnapshotsAndTheGrowthNotification) {
+    constexpr std::int64_t growth = 6'000'000'000;
+    LinuxHome linux;
+    struct statvfs volume {};
+    if (::statvfs(linux.tree.root().c_str(), &volume) != 0 ||
+        static_cast<std::int64_t>(volume.f_bavail) * static_cast<std::int64_t>(volume.f_frsize) <
+            growth + 4'000'000'000)
+        GTEST_SKIP() << "not enough free space for a 6 GB cache";
+    linux.tree.file("home/anna/.cache/pip/http/a/b", "wheel");
+
+    auto first = linux.run({"check"});
+    ASSERT_EQ(first.status, 0) << first.err;
+    EXPECT_NE(first.out.find("Funde: 1\n"), std::string::npos) << first.out;
+    const auto big = linux.home / ".cache/pip/http/big";
+    if (!allocate(big, growth) || allocatedBytes(big) < growth)
+        GTEST_SKIP() << "the temp file system cannot allocate space without writing it";
+
+    const auto second = linux.run({"check"});
+    ASSERT_EQ(second.status, 0) << second.err;
+    const auto snapshots = linux.history();
+    ASSERT_EQ(snapshots.size(), 2u);
+    const auto& newest = snapshots.front();
+    ASSERT_FALSE(newest.alerts.empty());
+    const CheckAlert expected{CheckAlert::Growth{"languages.pip", "pip-Cache",
+                                                 snapshots[1].sizes.at("languages.pip"),
+                                                 newest.sizes.at("languages.pip")}};
+    EXPECT_EQ(newest.alerts.front(), expected);
+    EXPECT_GE(newest.sizes.at("languages.pip") - snapshots[1].sizes.at("languages.pip"), growth);
+    const std::string body = "pip-Cache +6 GB seit dem letzten Check · 6 GB aufräumbar";
+    EXPECT_NE(second.out.find("  • pip-Cache +6 GB seit dem letzten Check (von "), std::string::npos)
+        << second.out;
+    EXPECT_NE(second.out.find("Mitteilung: Velmora 2 – " + body + "\n"), std::string::npos) << second.out;
+    // notify-send is not installed in the tree: notifications count as switched off.
+    EXPECT_NE(second.out.find(
+                  "Nicht gezeigt: Mitteilungen sind ausgeschaltet. Ohne sie meldet sich der Check nicht.\n"),
+              std::string::npos);
+    EXPECT_TRUE(linux.runner->calls().empty());
+    EXPECT_TRUE(scratch::present(big)); // a check never deletes anything
+
+    const auto history = linux.run({"history"});
+    EXPECT_TRUE(history.out.starts_with("Letzter Check vor ")) << history.out;
+    EXPECT_NE(history.out.find(": " + body + "\n"), std::string::npos) << history.out;
+
+    // With notify-send the headless check posts its one notification and prints nothing.
+    const auto notifySend = linux.install("usr/bin/notify-send");
+    linux.runner->expect(notifySend).returns(0);
+    const auto headless = linux.run({"--check"});
+    EXPECT_EQ(headless.status, 0) << headless.err;
+    EXPECT_EQ(headless.out, "");
+    const auto third = linux.history();
+    ASSERT_EQ(third.size(), 3u);
+    const auto notification = CheckNotificationText::make(third.front());
+    ASSERT_TRUE(notification); // 6 GB cleanable always deserves a word
+    ASSERT_EQ(linux.runner->calls().size(), 1u);
+    EXPECT_EQ(linux.runner->calls()[0].arguments.back(), notification->body);
+}
+
+TEST(CheckCommand, ACorruptHistoryIsSetAsideAndAFreshOneWritten) {
+    LinuxHome linux;
+    linux.tree.file("home/anna/.local/share/Velmora2/history.json", "[{\"date\": \"gestern\"");
+    EXPECT_EQ(linux.run({"history"}).out, "Noch kein automatischer Check gelaufen.\n");
+    EXPECT_FALSE(scratch::present(linux.historyFile.string() + ".bad")); // reading alone moves nothing
+
+    const auto run = linux.run({"check"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(scratch::contentOf(linux.historyFile.string() + ".bad"), "[{\"date\": \"gestern\"");
+    EXPECT_EQ(linux.history().size(), 1u);
+
+    const auto json = nlohmann::json::parse(linux.run({"history", "--json"}).out);
+    EXPECT_TRUE(json["summary"].get<std::string>().starts_with("Letzter Check vor ")) << json;
+    ASSERT_EQ(json["checks"].size(), 1u);
+    EXPECT_EQ(json["checks"][0].get<CheckSnapshot>(), linux.history().front());
+}
+
+TEST(CheckCommand, HeadlessCheckStandsAloneAndFailsWhenTheHistoryCannotBeWritten) {
+    LinuxHome linux;
+    auto run = linux.run({"--check", "history"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("--check steht für sich allein"), std::string::npos);
+
+    linux.tree.file("home/anna/.local/share/Velmora2", "a file where the folder belongs");
+    run = linux.run({"--check"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("Konnte den Verlauf der Checks nicht speichern."), std::string::npos) << run.err;
+    EXPECT_EQ(scratch::contentOf(linux.home / ".local/share/Velmora2"), "a file where the folder belongs");
+}
+
+TEST(ScheduleCommand, LinuxWeeklyMonthlyOffLeaveExactlyTheExpectedUnits) {
+    LinuxHome linux;
+    const auto systemctl = linux.install("usr/bin/systemctl");
+    for (const char* unit : {"velmora2-check-weekly.timer", "velmora2-check-monthly.timer"})
+        linux.runner->expect(systemctl, {"--user", "is-enabled", unit}).returns(0, "enabled\n");
+    linux.runner->expect(systemctl).returns(0);
+
+    auto run = linux.run({"schedule"});
+    EXPECT_EQ(run.out, "Automatischer Check: Aus\n"
+                       "Nicht angemeldet.\n"
+                       "Mitteilungen sind ausgeschaltet. Ohne sie meldet sich der Check nicht.\n"
+                       "Der Check meldet sich nur, wenn es sich lohnt – und löscht nie etwas.\n");
+
+    run = linux.run({"schedule", "weekly"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(run.out.starts_with("Automatischer Check: Wöchentlich (sonntags 10 Uhr)\n"
+                                    "Angemeldet – der Check läuft automatisch.\n"))
+        << run.out;
+    EXPECT_EQ(linux.unitFiles(),
+              (std::vector<std::string>{"velmora2-check-weekly.service", "velmora2-check-weekly.timer"}));
+    const auto service =
+        scratch::contentOf(linux.home / ".config/systemd/user/velmora2-check-weekly.service");
+    EXPECT_NE(service.find("\nExecStart=\"/opt/velmora/bin/velmora\" --check\n"), std::string::npos)
+        << service;
+    EXPECT_TRUE(
+        linux.run({"schedule"}).out.starts_with("Automatischer Check: Wöchentlich (sonntags 10 Uhr)\n"));
+
+    run = linux.run({"schedule", "monthly"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(run.out.starts_with("Automatischer Check: Monatlich (Monatserster 10 Uhr)\n"
+                                    "Angemeldet – der Check läuft automatisch.\n"));
+    EXPECT_EQ(linux.unitFiles(),
+              (std::vector<std::string>{"velmora2-check-monthly.service", "velmora2-check-monthly.timer"}));
+
+    const auto before = linux.runner->calls().size();
+    run = linux.run({"schedule", "off"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(run.out.starts_with("Automatischer Check: Aus\nNicht angemeldet.\n"));
+    EXPECT_TRUE(linux.unitFiles().empty());
+    const auto lines = linux.runner->commandLines();
+    EXPECT_EQ(
+        std::vector<std::string>(lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()),
+        (std::vector<std::string>{systemctl.string() + " --user disable --now velmora2-check-monthly.timer",
+                                  systemctl.string() + " --user daemon-reload"}));
+    EXPECT_EQ(nlohmann::json::parse(scratch::contentOf(linux.home / ".config/velmora2/settings.json")),
+              nlohmann::json::parse(R"({"checkSchedule": "off"})"));
+
+    run = linux.run({"schedule", "daily"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "velmora: Unbekannter Zeitplan „daily“ – erlaubt sind off, weekly und monthly.\n");
+}
+
+TEST(ScheduleCommand, AFailedRegistrationSaysSoAndKeepsTheChosenSchedule) {
+    LinuxHome linux; // no systemctl in the tree
+    const auto run = linux.run({"schedule", "weekly"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err,
+              "velmora: Konnte den automatischen Check nicht anmelden. (systemctl nicht gefunden)\n");
+    EXPECT_TRUE(linux.unitFiles().empty());
+    EXPECT_TRUE(linux.run({"schedule"})
+                    .out.starts_with("Automatischer Check: Wöchentlich (sonntags 10 Uhr)\n"
+                                     "Nicht angemeldet.\n"));
+}
+
+TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefaults) {
+    ScratchTree tree;
+    const auto home = tree.folder("Users/anna");
+    const auto agents = home / "Library/LaunchAgents";
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    const auto launchctl = tree / "bin/launchctl";
+    const auto defaults = tree / "usr/bin/defaults";
+    const std::string uid = std::to_string(::getuid());
+    for (const auto& label : {weeklyLabel, monthlyLabel}) {
+        runner->expect(launchctl, {"bootout", "gui/" + uid + "/" + label}).returns(3);
+        runner->expect(launchctl, {"bootstrap", "gui/" + uid, (agents / (label + ".plist")).string()})
+            .returns(0);
+        runner->expect(launchctl, {"print", "gui/" + uid + "/" + label}).returns(0);
+    }
+    runner->expect(defaults).returns(0);
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(),
+                         {"--platform", "macos", "--root", tree.root().string(), "--home", "/Users/anna"});
+        return runVelmora(arguments,
+                          {runner, fs::path("/Applications/Velmora 2.app/Contents/MacOS/Velmora")});
+    };
+    const auto agentFiles = [&] {
+        std::vector<std::string> names;
+        std::error_code ec;
+        for (const auto& entry : fs::directory_iterator(agents, ec))
+            names.push_back(entry.path().filename().string());
+        return names;
+    };
+
+    auto result = run({"schedule", "weekly"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(result.out.starts_with("Automatischer Check: Wöchentlich (sonntags 10 Uhr)\n"
+                                       "Angemeldet – der Check läuft automatisch.\n"
+                                       "Mitteilungen sind ausgeschaltet."))
+        << result.out;
+    EXPECT_EQ(agentFiles(), std::vector<std::string>{weeklyLabel + ".plist"});
+    const auto plist = scratch::contentOf(agents / (weeklyLabel + ".plist"));
+    EXPECT_NE(plist.find("<string>/Applications/Velmora "
+                         "2.app/Contents/MacOS/Velmora</string>\n\t\t<string>--check</string>"),
+              std::string::npos)
+        << plist;
+    EXPECT_NE(plist.find("<key>Weekday</key>\n\t\t<integer>0</integer>"), std::string::npos) << plist;
+    EXPECT_EQ(runner->calls().front().commandLine(),
+              defaults.string() + " write de.tobrenlux.velmora2 checkSchedule -string weekly");
+
+    result = run({"schedule", "monthly"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(agentFiles(), std::vector<std::string>{monthlyLabel + ".plist"});
+    EXPECT_NE(scratch::contentOf(agents / (monthlyLabel + ".plist"))
+                  .find("<key>Day</key>\n\t\t<integer>1</integer>"),
+              std::string::npos);
+
+    result = run({"schedule", "off"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(agentFiles().empty());
+    EXPECT_TRUE(result.out.starts_with("Automatischer Check: Aus\nNicht angemeldet.\n"));
+}
