@@ -121,6 +121,8 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
     }
     return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,
                                *tools_, std::move(executor), runningApps_, std::move(keepList));
+}
+
 fs::path LiveEnvironment::checkHistoryFile() const {
     return CheckHistory::defaultFile(appDataFolder());
 }
