@@ -6,6 +6,7 @@
 #include "Check/AgentStatus.hpp"
 
 #include <expected>
+#include <filesystem>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -23,8 +24,17 @@ struct AgentServiceError {
     Kind kind;
     std::string detail; // for the log and the command line: what failed, in the system's words
 
+    static std::unexpected<AgentServiceError> failure(Kind kind, std::string detail) {
+        return std::unexpected(AgentServiceError{kind, std::move(detail)});
+    }
     bool operator==(const AgentServiceError&) const = default;
 };
+
+// True when an agent's file is there in any form, a dangling link included (links are not followed).
+inline bool agentFilePresent(const std::filesystem::path& file) {
+    std::error_code ec;
+    return std::filesystem::symlink_status(file, ec).type() != std::filesystem::file_type::not_found;
+}
 
 // Not thread-safe: the scheduler applies one change at a time.
 class AgentService {

@@ -8,19 +8,6 @@ namespace velmora {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-bool nameExists(const fs::path& path) {
-    std::error_code ec;
-    return fs::symlink_status(path, ec).type() != fs::file_type::not_found;
-}
-
-std::unexpected<AgentServiceError> failure(AgentServiceError::Kind kind, std::string detail) {
-    return std::unexpected(AgentServiceError{kind, std::move(detail)});
-}
-
-} // namespace
-
 std::string LaunchAgentService::label(std::string_view plistName) {
     constexpr std::string_view extension = ".plist";
     if (plistName.ends_with(extension))
@@ -72,7 +59,7 @@ AgentStatus LaunchAgentService::status(std::string_view plistName) {
     const auto printed = setup_.runner->run(setup_.launchctl, {"print", serviceTarget(plistName)}, timeout);
     if (printed && printed->exitCode == 0)
         return AgentStatus::enabled;
-    const bool present = nameExists(plistFile(plistName));
+    const bool present = agentFilePresent(plistFile(plistName));
     if (!printed)
         return present ? AgentStatus::notFound : AgentStatus::notRegistered;
     return present ? AgentStatus::requiresApproval : AgentStatus::notRegistered;
@@ -81,13 +68,14 @@ AgentStatus LaunchAgentService::status(std::string_view plistName) {
 std::expected<void, AgentServiceError> LaunchAgentService::registerAgent(std::string_view plistName) {
     const auto schedule = scheduleForAgent(plistName);
     if (!schedule)
-        return failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
+        return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
     if (!setup_.executable || !setup_.executable->is_absolute())
-        return failure(AgentServiceError::Kind::noExecutable, "Pfad des Programms unbekannt");
+        return AgentServiceError::failure(AgentServiceError::Kind::noExecutable,
+                                          "Pfad des Programms unbekannt");
     const auto file = plistFile(plistName);
     if (auto written = writeFileAtomically(file, propertyList(*schedule, *setup_.executable)); !written)
-        return failure(AgentServiceError::Kind::writeFile,
-                       file.string() + ": " + written.error().code.message());
+        return AgentServiceError::failure(AgentServiceError::Kind::writeFile,
+                                          file.string() + ": " + written.error().code.message());
 
     // Only a copy that is still loaded answers; for any other the non-zero exit means nothing.
     (void)setup_.runner->run(setup_.launchctl, {"bootout", serviceTarget(plistName)}, timeout);
@@ -96,23 +84,26 @@ std::expected<void, AgentServiceError> LaunchAgentService::registerAgent(std::st
         return {};
     std::error_code ignored;
     fs::remove(file, ignored);
-    return failure(AgentServiceError::Kind::command, commandFailureText(setup_.launchctl, booted));
+    return AgentServiceError::failure(AgentServiceError::Kind::command,
+                                      commandFailureText(setup_.launchctl, booted));
 }
 
 std::expected<void, AgentServiceError> LaunchAgentService::unregisterAgent(std::string_view plistName,
                                                                            std::stop_token stop) {
     if (!scheduleForAgent(plistName))
-        return failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
+        return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
     const auto file = plistFile(plistName);
-    const bool present = nameExists(file);
+    const bool present = agentFilePresent(file);
     const auto bootout =
         setup_.runner->run(setup_.launchctl, {"bootout", serviceTarget(plistName)}, timeout, std::move(stop));
     std::error_code ec;
     fs::remove(file, ec);
     if (ec)
-        return failure(AgentServiceError::Kind::removeFile, file.string() + ": " + ec.message());
+        return AgentServiceError::failure(AgentServiceError::Kind::removeFile,
+                                          file.string() + ": " + ec.message());
     if (!bootout && present)
-        return failure(AgentServiceError::Kind::command, commandFailureText(setup_.launchctl, bootout));
+        return AgentServiceError::failure(AgentServiceError::Kind::command,
+                                          commandFailureText(setup_.launchctl, bootout));
     return {};
 }
 

@@ -10,15 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool nameExists(const fs::path& path) {
-    std::error_code ec;
-    return fs::symlink_status(path, ec).type() != fs::file_type::not_found;
-}
-
-std::unexpected<AgentServiceError> failure(AgentServiceError::Kind kind, std::string detail) {
-    return std::unexpected(AgentServiceError{kind, std::move(detail)});
-}
-
 std::string_view rhythm(CheckSchedule schedule) {
     return schedule == CheckSchedule::monthly ? "monatlich" : "wöchentlich";
 }
@@ -120,7 +111,7 @@ AgentStatus SystemdTimerService::status(std::string_view plistName) {
     const auto schedule = scheduleForAgent(plistName);
     if (!schedule)
         return AgentStatus::notFound;
-    if (!nameExists(timerFile(*schedule)))
+    if (!agentFilePresent(timerFile(*schedule)))
         return AgentStatus::notRegistered;
     if (!setup_.systemctl)
         return AgentStatus::notFound;
@@ -139,23 +130,24 @@ AgentStatus SystemdTimerService::status(std::string_view plistName) {
 std::expected<void, AgentServiceError> SystemdTimerService::registerAgent(std::string_view plistName) {
     const auto schedule = scheduleForAgent(plistName);
     if (!schedule)
-        return failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
+        return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
     if (!setup_.systemctl)
-        return failure(AgentServiceError::Kind::command, "systemctl nicht gefunden");
+        return AgentServiceError::failure(AgentServiceError::Kind::command, "systemctl nicht gefunden");
     if (!setup_.executable || !setup_.executable->is_absolute())
-        return failure(AgentServiceError::Kind::noExecutable, "Pfad des Programms unbekannt");
+        return AgentServiceError::failure(AgentServiceError::Kind::noExecutable,
+                                          "Pfad des Programms unbekannt");
     const auto service = serviceUnit(*schedule, *setup_.executable);
     if (!service)
-        return failure(AgentServiceError::Kind::noExecutable,
-                       "systemd kann das Programm unter diesem Pfad nicht starten: " +
-                           setup_.executable->string());
+        return AgentServiceError::failure(AgentServiceError::Kind::noExecutable,
+                                          "systemd kann das Programm unter diesem Pfad nicht starten: " +
+                                              setup_.executable->string());
     for (const auto& [file, text] : {std::pair{serviceFile(*schedule), *service},
                                      std::pair{timerFile(*schedule), timerUnit(*schedule)}}) {
         if (auto written = writeFileAtomically(file, text); !written) {
             std::error_code ignored;
             removeUnits(*schedule, ignored);
-            return failure(AgentServiceError::Kind::writeFile,
-                           file.string() + ": " + written.error().code.message());
+            return AgentServiceError::failure(AgentServiceError::Kind::writeFile,
+                                              file.string() + ": " + written.error().code.message());
         }
     }
     auto outcome = systemctl({"daemon-reload"});
@@ -166,18 +158,19 @@ std::expected<void, AgentServiceError> SystemdTimerService::registerAgent(std::s
     std::error_code ignored;
     removeUnits(*schedule, ignored);
     (void)systemctl({"daemon-reload"});
-    return failure(AgentServiceError::Kind::command, commandFailureText(*setup_.systemctl, outcome));
+    return AgentServiceError::failure(AgentServiceError::Kind::command,
+                                      commandFailureText(*setup_.systemctl, outcome));
 }
 
 std::expected<void, AgentServiceError> SystemdTimerService::unregisterAgent(std::string_view plistName,
                                                                             std::stop_token stop) {
     const auto schedule = scheduleForAgent(plistName);
     if (!schedule)
-        return failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
-    if (!nameExists(timerFile(*schedule)) && !nameExists(serviceFile(*schedule)))
+        return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
+    if (!agentFilePresent(timerFile(*schedule)) && !agentFilePresent(serviceFile(*schedule)))
         return {};
     std::optional<std::expected<CommandResult, CommandError>> disabled;
-    if (setup_.systemctl && nameExists(timerFile(*schedule)))
+    if (setup_.systemctl && agentFilePresent(timerFile(*schedule)))
         disabled = systemctl({"disable", "--now", unitName(*schedule) + ".timer"}, stop);
     // The files go even when systemctl failed: without them the timer cannot come back at the next login.
     std::error_code ec;
@@ -185,9 +178,11 @@ std::expected<void, AgentServiceError> SystemdTimerService::unregisterAgent(std:
     if (setup_.systemctl)
         (void)systemctl({"daemon-reload"}, stop);
     if (ec)
-        return failure(AgentServiceError::Kind::removeFile, setup_.unitFolder.string() + ": " + ec.message());
+        return AgentServiceError::failure(AgentServiceError::Kind::removeFile,
+                                          setup_.unitFolder.string() + ": " + ec.message());
     if (disabled && (!*disabled || (*disabled)->exitCode != 0))
-        return failure(AgentServiceError::Kind::command, commandFailureText(*setup_.systemctl, *disabled));
+        return AgentServiceError::failure(AgentServiceError::Kind::command,
+                                          commandFailureText(*setup_.systemctl, *disabled));
     return {};
 }
 

@@ -33,6 +33,9 @@ FileState readSettings(const fs::path& file, nlohmann::json& object) {
     text << stream.rdbuf();
     if (!stream || stream.bad())
         return FileState::foreign;
+    // An empty file holds nothing worth setting aside.
+    if (text.str().find_first_not_of(" \t\r\n") == std::string::npos)
+        return FileState::missing;
     object = nlohmann::json::parse(text.str(), nullptr, false);
     return object.is_object() ? FileState::settings : FileState::foreign;
 }
