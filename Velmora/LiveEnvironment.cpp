@@ -46,7 +46,7 @@ LiveEnvironment::LiveEnvironment(cli::RunSetting setting) : setting_(std::move(s
     ProcessCommandRunner::Options options;
     const auto inheritedPath = environment("PATH").value_or("/usr/bin:/bin");
     options.extraEnvironment = {{"PATH", locator.pathVariable() + ":" + inheritedPath}};
-    runner_ = std::make_shared<ProcessCommandRunner>(options);
+    runner_ = setting_.commands ? setting_.commands : std::make_shared<ProcessCommandRunner>(options);
     tools_ = std::make_shared<const ToolLocator>(std::move(locator));
     sizer_ = std::make_shared<const SizeMeter>();
     runningApps_ = std::make_shared<const WorkspaceRunningApps>();

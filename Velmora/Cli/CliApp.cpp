@@ -5,6 +5,7 @@
 #include "Cli/GuardCommand.hpp"
 #include "Cli/KeepCommand.hpp"
 #include "Cli/ScanCommand.hpp"
+#include "Cli/ServicesCommand.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -27,6 +28,7 @@ constexpr const char* footer =
     "  velmora scan --json               dasselbe als JSON für Skripte\n"
     "  velmora guard ~/Library/Caches/x  fragen, ob ein Pfad angefasst werden dürfte\n"
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
+    "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -63,7 +65,8 @@ std::optional<std::string> environment(const char* name) {
 
 } // namespace
 
-int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+           const CliHooks& hooks) {
     CLI::App app(description, "velmora");
     germanise(app);
     app.option_defaults()->group("Optionen");
@@ -83,6 +86,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* guard = addGuardCommand(app, guardOptions);
     KeepOptions keepOptions;
     const auto keep = addKeepCommands(app, keepOptions);
+    ServicesOptions servicesOptions;
+    auto* services = addServicesCommand(app, servicesOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -111,11 +116,13 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         out << app.help();
         return exitOK;
     }
-    const auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
+    auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
     if (!setting) {
         err << "velmora: " << setting.error() << "\n";
         return exitUsage;
     }
+    setting->commands = hooks.commands;
+    setting->uid = hooks.uid;
     auto* command = parsed.front();
     if (command == scan)
         return runScanCommand(scanOptions, *setting, out, err,
@@ -124,6 +131,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runCleanCommand(cleanOptions, *setting, std::cin, out, err,
                                ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                    &err == &std::cerr);
+    if (command == services)
+        return runServicesCommand(servicesOptions, *setting, std::cin, out, err,
+                                  ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
+                                      &err == &std::cerr);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)

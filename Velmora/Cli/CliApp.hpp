@@ -1,17 +1,31 @@
 // The command-line front end: parses the arguments, runs one command, returns its exit status.
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+namespace velmora {
+class CommandRunner;
+}
 
 namespace velmora::cli {
 
 // Exit statuses shared by every command.
 enum ExitStatus : int { exitOK = 0, exitFailure = 1, exitUsage = 2 };
 
+// For tests only: what replaces the machine's processes and user id (see RunSetting).
+struct CliHooks {
+    std::shared_ptr<CommandRunner> commands;
+    std::optional<std::uint32_t> uid;
+};
+
 // Runs the program with the given arguments (without the program name), writing to the given streams
 // so that tests can drive it in-process.
-int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+           const CliHooks& hooks = {});
 
 } // namespace velmora::cli

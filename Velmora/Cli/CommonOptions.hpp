@@ -4,13 +4,19 @@
 
 #include "Platform/PlatformLayout.hpp"
 
+#include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace CLI {
 class App;
+}
+
+namespace velmora {
+class CommandRunner;
 }
 
 namespace velmora::cli {
@@ -29,6 +35,10 @@ struct RunSetting {
     std::filesystem::path logicalHome; // as seen inside the root, e.g. /Users/anna
     std::filesystem::path home;        // on the real file system (root prefix + logical home)
     bool dryRun = false;
+    // Stand-ins that tests set: the runner for external tools (launchctl, sfltool …) instead of
+    // starting processes, and the user id instead of getuid().
+    std::shared_ptr<CommandRunner> commands;
+    std::optional<std::uint32_t> uid;
 
     bool isLiveRoot() const { return rootPrefix == "/"; }
     // A path as seen inside the root, on the real file system.

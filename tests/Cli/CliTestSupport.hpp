@@ -15,10 +15,11 @@ struct CliRun {
     std::string err;
 };
 
-inline CliRun runVelmora(const std::vector<std::string>& arguments) {
+// `hooks`: a scripted command runner and a user id in place of the machine's.
+inline CliRun runVelmora(const std::vector<std::string>& arguments, const cli::CliHooks& hooks = {}) {
     std::ostringstream out, err;
     CliRun run;
-    run.status = cli::runCli(arguments, out, err);
+    run.status = cli::runCli(arguments, out, err, hooks);
     run.out = out.str();
     run.err = err.str();
     return run;
