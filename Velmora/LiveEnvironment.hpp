@@ -31,6 +31,8 @@ public:
     ScanContext scanContext() const;
     ScanEngine scanEngine() const;
     SafetyGuard safetyGuard() const;
+    // Runs external tools: the live process runner, or the stand-in of the run setting.
+    std::shared_ptr<CommandRunner> commandRunner() const { return runner_; }
     std::filesystem::path appDataFolder() const;
     std::filesystem::path keepListFile() const;
     // The runner with the live removers: the platform's Trash (inside the root), the guard, the

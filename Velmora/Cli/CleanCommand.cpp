@@ -1,6 +1,7 @@
 #include "Cli/CleanCommand.hpp"
 
 #include "Cli/CliApp.hpp"
+#include "Cli/Consent.hpp"
 #include "Cli/ScanPresentation.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
@@ -121,14 +122,6 @@ void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
 }
 
-bool confirmed(std::istream& in, std::ostream& err) {
-    err << "Fortfahren? [j/N] " << std::flush;
-    std::string answer;
-    if (!std::getline(in, answer))
-        return false;
-    return answer == "j" || answer == "J" || answer == "ja" || answer == "Ja";
-}
-
 } // namespace
 
 int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in,
@@ -157,15 +150,13 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     }
     printPlan(out, plan, options.showCommands);
 
-    if (!setting.dryRun && !options.yes) {
-        if (!interactive) {
-            err << "velmora: Ohne Terminal wird nur mit --yes entfernt. Es wurde nichts entfernt.\n";
-            return exitUsage;
-        }
-        if (!confirmed(in, err)) {
-            out << "Abgebrochen – es wurde nichts entfernt.\n";
-            return exitOK;
-        }
+    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
+    case Consent::given:
+        break;
+    case Consent::declined:
+        return exitOK;
+    case Consent::refused:
+        return exitUsage;
     }
 
     std::map<std::pair<std::string, std::string>, std::string> names;

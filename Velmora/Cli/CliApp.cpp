@@ -8,6 +8,7 @@
 #include "Cli/KeepCommand.hpp"
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
+#include "Cli/ServicesCommand.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -31,6 +32,7 @@ constexpr const char* footer =
     "  velmora guard ~/Library/Caches/x  fragen, ob ein Pfad angefasst werden dürfte\n"
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
+    "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -95,6 +97,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* history = addHistoryCommand(app, historyOptions);
     ScheduleOptions scheduleOptions;
     auto* schedule = addScheduleCommand(app, scheduleOptions);
+    ServicesOptions servicesOptions;
+    auto* services = addServicesCommand(app, servicesOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -143,6 +147,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runCleanCommand(cleanOptions, *setting, std::cin, out, err,
                                ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                    &err == &std::cerr);
+    if (command == services)
+        return runServicesCommand(servicesOptions, *setting, std::cin, out, err,
+                                  ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
+                                      &err == &std::cerr);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)

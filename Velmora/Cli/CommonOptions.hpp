@@ -4,6 +4,7 @@
 
 #include "Platform/PlatformLayout.hpp"
 
+#include <cstdint>
 #include <expected>
 #include <filesystem>
 #include <memory>
@@ -25,6 +26,7 @@ namespace velmora::cli {
 struct ServiceOverrides {
     std::shared_ptr<CommandRunner> runner;
     std::optional<std::filesystem::path> executablePath; // what a scheduled check starts
+    std::optional<std::uint32_t> uid;                     // instead of getuid() (launchd domains)
 };
 
 struct CommonOptions {

@@ -27,7 +27,7 @@ struct LinuxHome {
     fs::path home = tree.folder("home/anna");
     fs::path historyFile = home / ".local/share/Velmora2/history.json";
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
-    cli::ServiceOverrides overrides{runner, fs::path("/opt/velmora/bin/velmora")};
+    cli::ServiceOverrides overrides{runner, fs::path("/opt/velmora/bin/velmora"), std::nullopt};
 
     CliRun run(std::vector<std::string> arguments) const {
         for (const char* option : {"--platform", "linux", "--root", "", "--home", "/home/anna"})
@@ -247,7 +247,7 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
         arguments.insert(arguments.end(),
                          {"--platform", "macos", "--root", tree.root().string(), "--home", "/Users/anna"});
         return runVelmora(arguments,
-                          {runner, fs::path("/Applications/Velmora 2.app/Contents/MacOS/Velmora")});
+                          {runner, fs::path("/Applications/Velmora 2.app/Contents/MacOS/Velmora"), std::nullopt});
     };
     const auto agentFiles = [&] {
         std::vector<std::string> names;

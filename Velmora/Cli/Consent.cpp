@@ -1,0 +1,25 @@
+#include "Cli/Consent.hpp"
+
+#include <istream>
+#include <ostream>
+#include <string>
+
+namespace velmora::cli {
+
+Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, std::ostream& out,
+                   std::ostream& err) {
+    if (dryRun || yes)
+        return Consent::given;
+    if (!interactive) {
+        err << "velmora: Ohne Terminal wird nur mit --yes entfernt. Es wurde nichts entfernt.\n";
+        return Consent::refused;
+    }
+    err << "Fortfahren? [j/N] " << std::flush;
+    std::string answer;
+    if (std::getline(in, answer) && (answer == "j" || answer == "J" || answer == "ja" || answer == "Ja"))
+        return Consent::given;
+    out << "Abgebrochen – es wurde nichts entfernt.\n";
+    return Consent::declined;
+}
+
+} // namespace velmora::cli

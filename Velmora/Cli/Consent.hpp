@@ -1,0 +1,19 @@
+// The one rule for commands that remove something: on a terminal the user is asked, without one
+// only --yes lets the removal go ahead.
+#pragma once
+
+#include <iosfwd>
+
+namespace velmora::cli {
+
+enum class Consent {
+    given,    // go ahead
+    declined, // the user said no: nothing removed, not an error
+    refused,  // no terminal and no --yes: wrong usage
+};
+
+// A dry run needs no consent. Prints the German question, or the line saying why nothing was removed.
+Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, std::ostream& out,
+                   std::ostream& err);
+
+} // namespace velmora::cli

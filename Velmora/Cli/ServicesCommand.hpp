@@ -1,0 +1,31 @@
+// `velmora services`: lists the background services by scope with their verdicts, and
+// `velmora services remove LABEL…` removes orphaned ones after asking.
+#pragma once
+
+#include "Cli/CommonOptions.hpp"
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace velmora::cli {
+
+struct ServicesOptions {
+    bool json = false;
+    bool remove = false;             // the "remove" subcommand was given
+    std::vector<std::string> labels; // labels, or ids ("user/<label>") where a label is not unique
+    bool yes = false;
+};
+
+CLI::App* addServicesCommand(CLI::App& app, ServicesOptions& options);
+
+// `interactive`: standard input and error are a terminal, so the question is asked there. Exit 0 when
+// nothing failed, 1 when a service could not be removed, 2 for wrong usage.
+int runServicesCommand(const ServicesOptions& options, const RunSetting& setting, std::istream& in,
+                       std::ostream& out, std::ostream& err, bool interactive);
+
+} // namespace velmora::cli
