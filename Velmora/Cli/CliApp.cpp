@@ -1,7 +1,7 @@
 #include "Cli/CliApp.hpp"
 
-#include "Cli/CleanCommand.hpp"
 #include "Cli/CheckCommand.hpp"
+#include "Cli/CleanCommand.hpp"
 #include "Cli/CommonOptions.hpp"
 #include "Cli/GuardCommand.hpp"
 #include "Cli/HistoryCommand.hpp"

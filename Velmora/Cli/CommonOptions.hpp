@@ -26,7 +26,7 @@ namespace velmora::cli {
 struct ServiceOverrides {
     std::shared_ptr<CommandRunner> runner;
     std::optional<std::filesystem::path> executablePath; // what a scheduled check starts
-    std::optional<std::uint32_t> uid;                     // instead of getuid() (launchd domains)
+    std::optional<std::uint32_t> uid;                    // instead of getuid() (launchd domains)
 };
 
 struct CommonOptions {

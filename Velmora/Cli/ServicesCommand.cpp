@@ -48,9 +48,9 @@ constexpr std::string_view scopeHeading(LaunchScope scope) {
 
 std::shared_ptr<const LaunchItemScanner> makeScanner(const LiveEnvironment& environment) {
     const auto& setting = environment.setting();
-    auto sources =
-        LaunchItemScanner::Sources::live(setting.rootPrefix, setting.home, setting.overrides.uid.value_or(::getuid()),
-                                         environment.commandRunner(), setting.layout);
+    auto sources = LaunchItemScanner::Sources::live(setting.rootPrefix, setting.home,
+                                                    setting.overrides.uid.value_or(::getuid()),
+                                                    environment.commandRunner(), setting.layout);
     // Login items come from a macOS tool; Linux has none to read.
     sources.includeLoginItems = setting.layout == PlatformLayout::macOS;
     return std::make_shared<const LaunchItemScanner>(std::move(sources));

@@ -246,8 +246,8 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
     const auto run = [&](std::vector<std::string> arguments) {
         arguments.insert(arguments.end(),
                          {"--platform", "macos", "--root", tree.root().string(), "--home", "/Users/anna"});
-        return runVelmora(arguments,
-                          {runner, fs::path("/Applications/Velmora 2.app/Contents/MacOS/Velmora"), std::nullopt});
+        return runVelmora(arguments, {runner, fs::path("/Applications/Velmora 2.app/Contents/MacOS/Velmora"),
+                                      std::nullopt});
     };
     const auto agentFiles = [&] {
         std::vector<std::string> names;

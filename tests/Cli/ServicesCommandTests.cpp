@@ -55,7 +55,8 @@ struct ServicesTree {
         for (const char* common : {"--platform", platform, "--home", "/Users/anna", "--root"})
             words.push_back(common);
         words.push_back(tree.root().string());
-        return runVelmora(words, cli::ServiceOverrides{.runner = runner, .executablePath = {}, .uid = LaunchTree::uid});
+        return runVelmora(
+            words, cli::ServiceOverrides{.runner = runner, .executablePath = {}, .uid = LaunchTree::uid});
     }
 
     bool ranBootout() const {
