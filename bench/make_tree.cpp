@@ -2,7 +2,9 @@
 // deep and bulky folders, with hard links, symbolic links (a loop among them), a sparse file, a pipe,
 // names that are not UTF-8 and a folder nobody may read.
 //
-// Usage: make_tree ROOT [--files N]   (ROOT must not exist yet; N defaults to 1,000,000)
+// Usage: make_tree ROOT [--files N] [--per-folder F]
+//   ROOT must not exist yet; N (default 1,000,000) is the number of files, F (default 20) how many
+//   files the leaf folders of the bulk part hold – fewer per folder means more folders.
 // The tree is the same for the same N. When it is complete, ROOT/.velmora-bench-tree-complete exists.
 #include <fmt/format.h>
 
@@ -94,10 +96,10 @@ private:
     std::string content_ = std::string(64 * 1024, 'x');
 };
 
-// Files spread over a balanced tree: 24 × 24 folders, each holding leaf folders of about 20 files.
-void bulk(Generator& gen, int root, std::int64_t wanted, std::vector<std::string>& linkable) {
+// Files spread over a balanced tree: 24 × 24 folders, each holding leaf folders of `perLeaf` files.
+void bulk(Generator& gen, int root, std::int64_t wanted, int perLeaf, std::vector<std::string>& linkable) {
     const int bulkDir = gen.folder(root, "bulk");
-    const std::int64_t leaves = std::max<std::int64_t>(1, wanted / 20);
+    const std::int64_t leaves = std::max<std::int64_t>(1, wanted / perLeaf);
     const std::int64_t perMiddle = (leaves + 24 * 24 - 1) / (24 * 24);
     std::int64_t made = 0;
     for (int a = 0; a < 24 && made < wanted; ++a) {
@@ -108,10 +110,10 @@ void bulk(Generator& gen, int root, std::int64_t wanted, std::vector<std::string
             ++made;
             for (std::int64_t c = 0; c < perMiddle && made < wanted; ++c) {
                 const int leaf = gen.folder(middle, fmt::format("v{}", c));
-                for (int f = 0; f < 20 && made < wanted; ++f, ++made) {
+                for (int f = 0; f < perLeaf && made < wanted; ++f, ++made) {
                     const std::string name = fmt::format("blob-{:03}.dat", f);
                     gen.randomFile(leaf, name);
-                    if (f == 7 && linkable.size() < 20'000)
+                    if (f == std::min(7, perLeaf - 1) && linkable.size() < 20'000)
                         linkable.push_back(
                             fmt::format("bulk/project-{:02}/module {:02}/v{}/{}", a, b, c, name));
                 }
@@ -245,11 +247,22 @@ void specials(Generator& gen, int root) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2 && !(argc == 4 && std::string_view(argv[2]) == "--files")) {
-        fmt::print(stderr, "usage: {} ROOT [--files N]\n", argv[0]);
+    std::int64_t wanted = 1'000'000;
+    int perLeaf = 20;
+    bool usable = argc >= 2 && argc % 2 == 0;
+    for (int i = 2; usable && i + 1 < argc; i += 2) {
+        const std::string_view flag = argv[i];
+        if (flag == "--files")
+            wanted = std::max(10'000LL, std::atoll(argv[i + 1]));
+        else if (flag == "--per-folder")
+            perLeaf = std::atoi(argv[i + 1]);
+        else
+            usable = false;
+    }
+    if (!usable || perLeaf < 1 || perLeaf > 1000) {
+        fmt::print(stderr, "usage: {} ROOT [--files N] [--per-folder F]\n", argv[0]);
         return 2;
     }
-    const std::int64_t wanted = argc == 4 ? std::max(10'000LL, std::atoll(argv[3])) : 1'000'000;
     const std::string rootPath = argv[1];
     if (::mkdir(rootPath.c_str(), 0755) != 0)
         fail("mkdir (ROOT must not exist yet)", rootPath);
@@ -265,7 +278,7 @@ int main(int argc, char** argv) {
     const std::int64_t fixed =
         flatFiles + 2 * subfolders + std::int64_t{chains} * chainDepth * 5 + 400 * 4 + 1000 + 5000 + 1006;
     std::vector<std::string> linkable;
-    bulk(gen, root, std::max<std::int64_t>(wanted / 10, wanted - fixed), linkable);
+    bulk(gen, root, std::max<std::int64_t>(wanted / 10, wanted - fixed), perLeaf, linkable);
     wide(gen, root, flatFiles, subfolders);
     deep(gen, root, chains, chainDepth);
     links(gen, root, linkable);

@@ -6,8 +6,8 @@ namespace velmora {
 
 std::vector<std::filesystem::path> ToolLocator::defaultSearchPaths(const std::filesystem::path& home,
                                                                    bool includeLocalBin) {
-    std::vector<std::filesystem::path> paths = {"/opt/homebrew/bin", "/usr/local/bin", "/usr/bin", "/bin",
-                                                "/usr/sbin",         "/sbin"};
+    std::vector<std::filesystem::path> paths = {"/opt/homebrew/bin", "/usr/local/bin", "/usr/bin",
+                                                "/bin",              "/usr/sbin",      "/sbin"};
     for (const char* perTool : {"~/.cargo/bin", "~/go/bin", "/opt/anaconda3/bin", "/opt/miniconda3/bin",
                                 "~/anaconda3/bin", "~/miniconda3/bin", "~/.bun/bin"}) {
         const std::string_view folder(perTool);
