@@ -107,17 +107,7 @@ inline FindingSelection allOf(const Finding& finding) {
 // Every entry below `root` (links not followed) with its kind and, for files, content and for links,
 // target. Keys are taken lexically, so that a link is listed under its own name.
 inline std::map<std::string, std::string> listing(const fs::path& root) {
-    std::map<std::string, std::string> result;
-    for (auto it = fs::recursive_directory_iterator(root); it != fs::recursive_directory_iterator(); ++it) {
-        const auto rel = it->path().lexically_relative(root).string();
-        if (it->is_symlink())
-            result[rel] = "link:" + fs::read_symlink(it->path()).string();
-        else if (it->is_directory())
-            result[rel] = "folder";
-        else
-            result[rel] = "file:" + scratch::contentOf(it->path());
-    }
-    return result;
+    return scratch::snapshot(root);
 }
 
 // The listing of `root` without what lies at or below each of `paths`.
