@@ -43,21 +43,16 @@ fs::path darwinFolder(int name) {
 
 } // namespace
 
-LiveEnvironment::LiveEnvironment(cli::RunSetting setting) : setting_(std::move(setting)) {
-    auto locator = ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux);
-    if (!setting_.isLiveRoot()) {
-        // Below a test root, tools are looked for inside the root too, so a tree decides what is installed.
-        for (auto& folder : locator.searchPaths)
-            if (!folder.string().starts_with(setting_.home.string()))
-                folder = setting_.real(folder);
-    }
+LiveEnvironment::LiveEnvironment(cli::RunSetting setting)
+    : setting_(std::move(setting)), sealed_(setting_.rootPrefix) {
+    auto locator = sealed_.locator(ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux));
     ProcessCommandRunner::Options options;
-    const auto inheritedPath = environment("PATH").value_or("/usr/bin:/bin");
-    options.extraEnvironment = {{"PATH", locator.pathVariable() + ":" + inheritedPath}};
-    if (setting_.overrides.runner)
-        runner_ = setting_.overrides.runner;
-    else
-        runner_ = std::make_shared<ProcessCommandRunner>(options);
+    // Below a test root the caller's own PATH would lead a located tool's children out of the root.
+    options.extraEnvironment = {
+        {"PATH", sealed_.isLive() ? locator.pathVariable() + ":" + environment("PATH").value_or("/usr/bin:/bin")
+                                  : locator.pathVariable()}};
+    runner_ = sealed_.runner(setting_.overrides.runner ? setting_.overrides.runner
+                                                       : std::make_shared<ProcessCommandRunner>(options));
     tools_ = std::make_shared<const ToolLocator>(std::move(locator));
     sizer_ = std::make_shared<const SizeMeter>();
     runningApps_ = std::make_shared<const WorkspaceRunningApps>();
@@ -135,7 +130,7 @@ fs::path LiveEnvironment::configFolder() const {
 std::shared_ptr<SettingsStore> LiveEnvironment::settingsStore() const {
     if (setting_.layout == PlatformLayout::macOS)
         return std::make_shared<DefaultsSettingsStore>(
-            runner_, setting_.real(std::string(DefaultsSettingsStore::defaultsTool)));
+            runner_, sealed_.toolPath(std::string(DefaultsSettingsStore::defaultsTool)));
     return std::make_shared<JsonSettingsStore>(JsonSettingsStore::defaultFile(configFolder()));
 }
 
@@ -144,7 +139,7 @@ std::shared_ptr<AgentService> LiveEnvironment::agentService() const {
         setting_.overrides.executablePath ? setting_.overrides.executablePath : currentExecutablePath();
     if (setting_.layout == PlatformLayout::macOS)
         return std::make_shared<LaunchAgentService>(LaunchAgentService::Setup{
-            runner_, setting_.real(std::string(LaunchAgentService::launchctlTool)),
+            runner_, sealed_.toolPath(std::string(LaunchAgentService::launchctlTool)),
             setting_.home / "Library" / "LaunchAgents", std::move(executable), ::getuid()});
     return std::make_shared<SystemdTimerService>(SystemdTimerService::Setup{
         runner_, tools_->locate("systemctl"), configFolder() / "systemd" / "user", std::move(executable)});
@@ -153,7 +148,7 @@ std::shared_ptr<AgentService> LiveEnvironment::agentService() const {
 std::shared_ptr<Notifier> LiveEnvironment::notifier() const {
     if (setting_.layout == PlatformLayout::macOS)
         return std::make_shared<AppleScriptNotifier>(
-            runner_, setting_.real(std::string(AppleScriptNotifier::osascriptTool)));
+            runner_, sealed_.toolPath(std::string(AppleScriptNotifier::osascriptTool)));
     return std::make_shared<NotifySendNotifier>(runner_, tools_->locate("notify-send"));
 }
 

@@ -1,13 +1,15 @@
 // Wires the live services for one run of a command: the scan context, the scanners, the guard, the
 // keep list, the check history, the settings and the scheduling of the automatic check, all for the
-// chosen root, home and platform layout. Below a test root every system tool is looked for inside the
-// root, so a tree decides what is installed and no real launchctl or systemctl is ever reached.
+// chosen root, home and platform layout. Below a test root every system tool is looked for and started
+// inside the root only (SealedRoot), so a tree decides what is installed and no real launchctl,
+// systemctl or pkexec is ever reached.
 #pragma once
 
 #include "Check/AgentService.hpp"
 #include "Check/BackgroundCheck.hpp"
 #include "Check/Notifier.hpp"
 #include "Cli/CommonOptions.hpp"
+#include "Platform/SealedRoot.hpp"
 #include "Platform/SettingsStore.hpp"
 #include "Removal/RemovalRunner.hpp"
 #include "Safety/KeepList.hpp"
@@ -31,7 +33,8 @@ public:
     ScanContext scanContext() const;
     ScanEngine scanEngine() const;
     SafetyGuard safetyGuard() const;
-    // Runs external tools: the live process runner, or the stand-in of the run setting.
+    // Runs external tools: the live process runner, or the stand-in of the run setting; below a test
+    // root it is only ever asked for executables inside the root.
     std::shared_ptr<CommandRunner> commandRunner() const { return runner_; }
     std::filesystem::path appDataFolder() const;
     std::filesystem::path keepListFile() const;
@@ -51,6 +54,7 @@ public:
 
 private:
     cli::RunSetting setting_;
+    SealedRoot sealed_;
     std::shared_ptr<CommandRunner> runner_;
     std::shared_ptr<const ToolLocator> tools_;
     std::shared_ptr<const SizeMeasurer> sizer_;

@@ -5,6 +5,7 @@
 #include "Cli/CliApp.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -28,7 +29,8 @@ std::expected<BackgroundCheck::Outcome, CheckHistoryError> runCheck(const LiveEn
                                                                     std::ostream& err) {
     auto outcome = BackgroundCheck::run(environment.checkDependencies());
     if (!outcome)
-        err << "velmora: " << outcome.error().message() << " (" << environment.checkHistoryFile().string()
+        err << "velmora: " << outcome.error().message() << " ("
+            << Text::printable(environment.checkHistoryFile().string())
             << ": " << outcome.error().code.message() << ")\n";
     return outcome;
 }
@@ -46,7 +48,7 @@ int runCheckCommand(const RunSetting& setting, std::ostream& out, std::ostream& 
     if (!outcome)
         return exitFailure;
     const auto& snapshot = outcome->snapshot;
-    out << "Velmora 2 – Check von " << setting.home.string() << "\n";
+    out << "Velmora 2 – Check von " << Text::printable(setting.home.string()) << "\n";
     out << "Aufräumbar: " << ByteFormat::fileSize(snapshot.cleanableTotal) << "\n";
     if (snapshot.totalBytes > 0)
         out << "Frei: " << ByteFormat::fileSize(snapshot.freeBytes) << " von "
@@ -59,7 +61,8 @@ int runCheckCommand(const RunSetting& setting, std::ostream& out, std::ostream& 
     if (!outcome->notification) {
         out << "Mitteilung: keine – nichts, was sich zu melden lohnt.\n";
     } else {
-        out << "Mitteilung: " << outcome->notification->title << " – " << outcome->notification->body << "\n";
+        out << "Mitteilung: "
+            << Text::printable(outcome->notification->title + " – " + outcome->notification->body) << "\n";
         if (outcome->posted)
             out << "Die Mitteilung wurde gezeigt.\n";
         else if (!outcome->notificationsAllowed)
@@ -70,7 +73,7 @@ int runCheckCommand(const RunSetting& setting, std::ostream& out, std::ostream& 
         else
             out << "Nicht gezeigt: die Mitteilung konnte nicht zugestellt werden.\n";
     }
-    out << "Gespeichert in " << environment.checkHistoryFile().string() << "\n";
+    out << "Gespeichert in " << Text::printable(environment.checkHistoryFile().string()) << "\n";
     return exitOK;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Check/CheckNotificationText.hpp"
 #include "Findings/ByteFormat.hpp"
+#include "Support/Text.hpp"
 
 #include <ctime>
 #include <ostream>
@@ -59,7 +60,7 @@ void printAlerts(std::ostream& out, const CheckSnapshot& snapshot) {
     if (snapshot.alerts.empty())
         out << "  keine\n";
     for (const auto& alert : snapshot.alerts)
-        out << "  • " << alertText(alert) << "\n";
+        out << "  • " << Text::printable(alertText(alert)) << "\n";
 }
 
 } // namespace velmora::cli

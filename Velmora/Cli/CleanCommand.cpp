@@ -2,10 +2,12 @@
 
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
+#include "Cli/KeepCommand.hpp"
 #include "Cli/ScanPresentation.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
 #include "Removal/RemovalPlan.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -94,9 +96,10 @@ void printGroup(std::ostream& out, const std::vector<RemovalStep>& steps, const 
         return;
     out << "\n" << heading << "\n";
     for (const auto& step : steps) {
-        out << "  " << step.finding->title << " [" << step.finding->id.text() << "]\n";
+        out << "  " << Text::printable(step.finding->title) << " [" << Text::printable(step.finding->id.text())
+            << "]\n";
         for (const auto& planned : step.items)
-            out << "    " << planned.item.name << "  " << sizeText(planned.item.size) << "\n";
+            out << "    " << Text::printable(planned.item.name) << "  " << sizeText(planned.item.size) << "\n";
     }
 }
 
@@ -111,12 +114,12 @@ void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
     if (!plan.directDeleteCandidates.empty()) {
         out << "Direkt gelöscht statt in den Papierkorb gelegt (größer als 10 GB):\n";
         for (const auto& item : plan.directDeleteCandidates)
-            out << "  " << item.name << "  " << sizeText(item.size) << "\n";
+            out << "  " << Text::printable(item.name) << "  " << sizeText(item.size) << "\n";
     }
     if (showCommands) {
         out << "\nBefehle anzeigen:\n";
         for (const auto& line : plan.commandPreview())
-            out << "  " << line << "\n";
+            out << "  " << Text::printable(line) << "\n";
     }
     if (plan.options.dryRun)
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
@@ -132,16 +135,18 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
         return exitUsage;
     }
     const LiveEnvironment environment(setting);
+    if (damagedKeepListStops(environment.keepListFile(), err))
+        return exitFailure;
     const auto report = environment.scanEngine().run(environment.scanContext());
     auto keep = std::make_shared<KeepList>(environment.keepListFile());
     const auto selection = select(report, *keep, options);
     if (!selection.unknown.empty()) {
         for (const auto& id : selection.unknown)
-            err << "velmora: Kein solcher Fund oder Eintrag: " << id << "\n";
+            err << "velmora: Kein solcher Fund oder Eintrag: " << Text::printable(id) << "\n";
         return exitUsage;
     }
     for (const auto& note : selection.notes)
-        out << note << "\n";
+        out << Text::printable(note) << "\n";
     const auto plan = RemovalPlan::build(selection.chosen,
                                          RemovalOptions{options.deleteDirectly, options.zap, setting.dryRun});
     if (plan.isEmpty()) {
@@ -166,21 +171,26 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     const auto runner = environment.removalRunner(keep);
     const auto result = runner.run(plan, [&](const std::string& text) {
         if (interactive)
-            err << "\r\033[K" << text << std::flush;
+            err << "\r\033[K" << Text::printable(text) << std::flush;
     });
     if (interactive)
         err << "\r\033[K" << std::flush;
 
     out << "\n";
     bool anyFailed = false;
+    bool keepListDamaged = false;
     for (const auto& item : result.results) {
         anyFailed = anyFailed || item.outcome.isFailed();
+        keepListDamaged = keepListDamaged || item.outcome.reason() == RemovalText::keepListDamaged;
         const auto name = names[{item.findingID.text(), item.itemID}];
-        out << (name.empty() ? item.itemID : name) << ": " << item.outcome.text() << "\n";
+        out << Text::printable((name.empty() ? item.itemID : name) + ": " + item.outcome.text()) << "\n";
     }
     out << "\nFreigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
     if (const auto summary = result.summary())
         out << *summary << "\n";
+    // Damaged while the question was open: the runner removed nothing; say where the file is.
+    if (keepListDamaged)
+        damagedKeepListStops(environment.keepListFile(), err);
     return anyFailed ? exitFailure : exitOK;
 }
 

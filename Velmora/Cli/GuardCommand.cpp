@@ -2,6 +2,7 @@
 
 #include "Cli/CliApp.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -24,9 +25,9 @@ int runGuardCommand(const GuardOptions& options, const RunSetting& setting, std:
     for (const auto& path : options.paths) {
         // A relative path stays relative, so the guard answers it as such instead of guessing a base.
         const auto reason = path.starts_with('/') ? guard.checkLogical(path) : guard.check(path);
-        out << path << ": ";
+        out << Text::printable(path) << ": ";
         if (reason) {
-            out << "gesperrt: " << *reason << "\n";
+            out << "gesperrt: " << Text::printable(*reason) << "\n";
             allAllowed = false;
         } else {
             out << "erlaubt\n";

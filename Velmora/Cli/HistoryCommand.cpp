@@ -5,6 +5,7 @@
 #include "Cli/CheckPresentation.hpp"
 #include "Cli/CliApp.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -31,14 +32,14 @@ int runHistoryCommand(const HistoryOptions& options, const RunSetting& setting, 
     const CheckHistory history(LiveEnvironment(setting).checkHistoryFile());
     // An unreadable history reads as empty here; the next check sets it aside and starts afresh.
     const auto snapshots = history.all();
-    const auto summary =
-        snapshots.empty() ? std::string(noChecksYet) : lastCheckSummary(snapshots.front(), now);
+    const auto* newest = CheckHistory::latestOf(snapshots, now);
+    const auto summary = newest ? lastCheckSummary(*newest, now) : std::string(noChecksYet);
     if (options.json) {
         const nlohmann::json document{{"summary", summary}, {"checks", snapshots}};
         out << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
         return exitOK;
     }
-    out << summary << "\n";
+    out << Text::printable(summary) << "\n";
     for (const auto& snapshot : snapshots) {
         out << "\n" << localDateTime(snapshot.date) << "  " << snapshotSummary(snapshot) << "\n";
         printAlerts(out, snapshot);

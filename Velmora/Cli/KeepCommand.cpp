@@ -2,6 +2,7 @@
 
 #include "Cli/CliApp.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -33,8 +34,9 @@ int change(const KeepOptions& options, const RunSetting& setting, std::ostream& 
     std::vector<FindingID> ids;
     for (const auto& text : options.ids) {
         const auto id = FindingID::fromText(text);
-        if (!id) {
-            err << "velmora: Ungültige Kennung „" << text << "“.\n";
+        if (!id || !Text::isValidUTF8(text)) {
+            err << "velmora: Ungültige Kennung „" << Text::printable(text) << "“"
+                << (id ? ": kein gültiger UTF-8-Text, so kann sie nicht behalten werden.\n" : ".\n");
             return exitUsage;
         }
         ids.push_back(*id);
@@ -42,16 +44,32 @@ int change(const KeepOptions& options, const RunSetting& setting, std::ostream& 
     KeepList list(LiveEnvironment(setting).keepListFile());
     for (const auto& id : ids) {
         if (const auto saved = (list.*action)(id); !saved) {
-            err << "velmora: " << saved.error().message() << " (" << list.fileURL().string() << ": "
+            err << "velmora: " << saved.error().message() << " (" << Text::printable(list.fileURL().string()) << ": "
                 << saved.error().code.message() << ")\n";
             return exitFailure;
         }
-        out << id.text() << ": " << doneText << "\n";
+        out << Text::printable(id.text()) << ": " << doneText << "\n";
     }
     return exitOK;
 }
 
 } // namespace
+
+bool damagedKeepListStops(const std::filesystem::path& keepFile, std::ostream& err) {
+    const KeepList list(keepFile);
+    if (!list.isDamaged())
+        return false;
+    const auto file = Text::printable(keepFile.string());
+    const auto bad = Text::printable(list.badCopyURL().string());
+    err << "velmora: Die Behalten-Liste ist beschädigt und wird als leer gelesen: " << file << "\n";
+    if (const auto copied = list.copyToBad(); copied)
+        err << "Eine Kopie liegt in " << bad << ".";
+    else
+        err << "Eine Kopie nach " << bad << " ließ sich nicht anlegen (" << copied.error().code.message()
+            << ").";
+    err << " Velmora 2 entfernt nichts, bis du die Datei reparierst oder löschst.\n";
+    return true;
+}
 
 int runKeepCommand(const KeepOptions& options, const RunSetting& setting, std::ostream& out,
                    std::ostream& err) {
@@ -72,7 +90,7 @@ int runKeptCommand(const RunSetting& setting, std::ostream& out) {
     if (texts.empty())
         out << "Du behältst keine Funde.\n";
     for (const auto& text : texts)
-        out << text << "\n";
+        out << Text::printable(text) << "\n";
     return exitOK;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Cli/CommonOptions.hpp"
 
+#include <filesystem>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -29,5 +30,9 @@ int runKeepCommand(const KeepOptions& options, const RunSetting& setting, std::o
 int runUnkeepCommand(const KeepOptions& options, const RunSetting& setting, std::ostream& out,
                      std::ostream& err);
 int runKeptCommand(const RunSetting& setting, std::ostream& out);
+
+// For the commands that remove: when the keep list exists but cannot be decoded, copies it to
+// "<file>.bad", says so on `err` (naming both files) and returns true – the caller then removes nothing.
+bool damagedKeepListStops(const std::filesystem::path& keepFile, std::ostream& err);
 
 } // namespace velmora::cli

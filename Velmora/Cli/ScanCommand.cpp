@@ -3,6 +3,7 @@
 #include "Cli/CliApp.hpp"
 #include "Cli/ScanPresentation.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -38,7 +39,7 @@ int runScanCommand(const ScanOptions& options, const RunSetting& setting, std::o
         out << scanReportJSON(report, kept).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
             << "\n";
     } else {
-        out << "Velmora 2 – Scan von " << setting.home.string() << "\n";
+        out << "Velmora 2 – Scan von " << Text::printable(setting.home.string()) << "\n";
         printScanReport(out, report, kept);
     }
     return exitOK;

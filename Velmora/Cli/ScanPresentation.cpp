@@ -1,6 +1,7 @@
 #include "Cli/ScanPresentation.hpp"
 
 #include "Findings/ByteFormat.hpp"
+#include "Support/Text.hpp"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -71,7 +72,7 @@ std::string padded(const std::string& text, std::size_t width, bool right = fals
 void printScanReport(std::ostream& out, const ScanReport& report, const KeepList::IDs& kept) {
     std::size_t titleWidth = 0;
     for (const auto& finding : report.findings)
-        titleWidth = std::max(titleWidth, displayWidth(finding.title));
+        titleWidth = std::max(titleWidth, displayWidth(Text::printable(finding.title)));
     if (report.findings.empty())
         out << "Nichts gefunden, was sich entfernen ließe.\n";
     for (AppTab t : allAppTabs) {
@@ -96,9 +97,9 @@ void printScanReport(std::ostream& out, const ScanReport& report, const KeepList
                 std::string status(label(finding.risk));
                 if (kept.contains(finding.id))
                     status = "behalten";
-                out << "    " << padded(finding.title, titleWidth) << "  " << padded(size, 10, true) << "  "
+                out << "    " << padded(Text::printable(finding.title), titleWidth) << "  " << padded(size, 10, true) << "  "
                     << padded(status, 11) << "  " << padded(entryCount(finding.items.size()), 12) << "  ["
-                    << finding.id.text() << "]\n";
+                    << Text::printable(finding.id.text()) << "]\n";
                 if (finding.needsFullDiskAccess)
                     out << "      Braucht „Festplattenvollzugriff“, um alles zu sehen.\n";
             }
@@ -108,7 +109,7 @@ void printScanReport(std::ostream& out, const ScanReport& report, const KeepList
     if (!report.failures.empty()) {
         out << "\nNicht geprüft:\n";
         for (const auto& failure : report.failures)
-            out << "  " << failure.scannerID << ": " << failure.message << "\n";
+            out << "  " << Text::printable(failure.scannerID + ": " + failure.message) << "\n";
     }
 }
 

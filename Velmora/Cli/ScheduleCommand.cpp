@@ -4,6 +4,7 @@
 #include "Check/CheckScheduler.hpp"
 #include "Cli/CliApp.hpp"
 #include "LiveEnvironment.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -26,7 +27,7 @@ int runScheduleCommand(const ScheduleOptions& options, const RunSetting& setting
     if (!options.schedule.empty()) {
         requested = checkScheduleFromRawValue(options.schedule);
         if (!requested) {
-            err << "velmora: Unbekannter Zeitplan „" << options.schedule
+            err << "velmora: Unbekannter Zeitplan „" << Text::printable(options.schedule)
                 << "“ – erlaubt sind off, weekly und monthly.\n";
             return exitUsage;
         }
@@ -38,12 +39,12 @@ int runScheduleCommand(const ScheduleOptions& options, const RunSetting& setting
     int status = exitOK;
     if (requested) {
         if (auto stored = settings->setString(checkScheduleKey, rawValue(*requested)); !stored) {
-            err << "velmora: " << stored.error().message() << " (" << stored.error().detail << ")\n";
+            err << "velmora: " << stored.error().message() << " (" << Text::printable(stored.error().detail) << ")\n";
             return exitFailure;
         }
         // Re-applying an unchanged schedule renews the agent, e.g. after the program moved.
         if (auto applied = scheduler.apply(*requested); !applied) {
-            err << "velmora: " << scheduleFailureText << " (" << applied.error().detail << ")\n";
+            err << "velmora: " << scheduleFailureText << " (" << Text::printable(applied.error().detail) << ")\n";
             status = exitFailure;
         }
         if (*requested != CheckSchedule::off)

@@ -2,10 +2,12 @@
 
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
+#include "Cli/KeepCommand.hpp"
 #include "LiveEnvironment.hpp"
 #include "Services/LaunchItemScanner.hpp"
 #include "Services/OrphanedServices.hpp"
 #include "Services/ServiceRemoval.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -71,17 +73,17 @@ void printList(std::ostream& out, const LaunchItemScanner& scanner, const Servic
         for (const auto& item : load.items) {
             if (item.scope != scope)
                 continue;
-            out << "  " << item.displayName << "  [" << item.label << "]\n";
+            out << "  " << Text::printable(item.displayName) << "  [" << Text::printable(item.label) << "]\n";
             out << "    " << title(item.startKind) << ", " << (item.isRunning ? "läuft" : "läuft nicht")
                 << "\n";
-            out << "    " << item.explanation << "\n";
+            out << "    " << Text::printable(item.explanation) << "\n";
             if (!item.isOrphaned)
                 continue;
             ++orphans;
             if (const auto reason = scanner.removalBlockReason(item))
-                out << "    Verwaist, nicht entfernbar: " << *reason << "\n";
+                out << "    Verwaist, nicht entfernbar: " << Text::printable(*reason) << "\n";
             else
-                out << "    Verwaist, entfernbar: velmora services remove " << item.label << "\n";
+                out << "    Verwaist, entfernbar: velmora services remove " << Text::printable(item.label) << "\n";
         }
         out << "\n";
     }
@@ -106,7 +108,7 @@ void printGroup(std::ostream& out, const std::vector<const LaunchItem*>& items, 
         return;
     out << "\n" << heading << "\n  " << summary << "\n";
     for (const auto* item : items)
-        out << "    " << item->displayName << "  [" << item->label << "]\n";
+        out << "    " << Text::printable(item->displayName) << "  [" << Text::printable(item->label) << "]\n";
 }
 
 int removeServices(const ServicesOptions& options, const LiveEnvironment& environment,
@@ -125,7 +127,7 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
                 chosen.push_back(item);
         }
         if (!found) {
-            err << "velmora: Kein solcher Hintergrunddienst: " << name << "\n";
+            err << "velmora: Kein solcher Hintergrunddienst: " << Text::printable(name) << "\n";
             unknown = true;
         }
     }
@@ -136,7 +138,7 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
     std::vector<const LaunchItem*> userGroup, adminGroup;
     for (const auto& item : chosen) {
         if (const auto reason = scanner->removalBlockReason(item)) {
-            out << item.label << ": nicht entfernt – " << *reason << "\n";
+            out << Text::printable(item.label + ": nicht entfernt – " + *reason) << "\n";
             continue;
         }
         removable.push_back(item);
@@ -160,6 +162,9 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
     case Consent::refused:
         return exitUsage;
     }
+    // Asked only now, at the moment of removal: services are stopped before their files go.
+    if (damagedKeepListStops(environment.keepListFile(), err))
+        return exitFailure;
 
     auto keep = std::make_shared<KeepList>(environment.keepListFile());
     const ServiceRemoval removal(std::move(scanner), environment.commandRunner(),
@@ -169,8 +174,9 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
     bool anyFailed = false;
     for (const auto& outcome : outcomes) {
         anyFailed = anyFailed || outcome.outcome.isFailed();
-        out << outcome.label << ": "
-            << (outcome.outcome.isRemoved() ? "entfernt – " + outcome.message : outcome.outcome.text())
+        out << Text::printable(outcome.label + ": " +
+                               (outcome.outcome.isRemoved() ? "entfernt – " + outcome.message
+                                                            : outcome.outcome.text()))
             << "\n";
     }
     return anyFailed ? exitFailure : exitOK;

@@ -110,11 +110,19 @@ std::vector<CheckSnapshot> CheckHistory::all() const {
     return decode(text).value_or(std::vector<CheckSnapshot>{});
 }
 
-std::optional<CheckSnapshot> CheckHistory::latest() const {
-    auto snapshots = all();
-    if (snapshots.empty())
-        return std::nullopt;
-    return std::move(snapshots.front());
+const CheckSnapshot* CheckHistory::latestOf(const std::vector<CheckSnapshot>& newestFirst,
+                                            std::chrono::system_clock::time_point now) {
+    for (const auto& snapshot : newestFirst)
+        if (snapshot.date <= now + futureTolerance)
+            return &snapshot;
+    return nullptr;
+}
+
+std::optional<CheckSnapshot> CheckHistory::latest(std::chrono::system_clock::time_point now) const {
+    const auto snapshots = all();
+    if (const auto* newest = latestOf(snapshots, now))
+        return *newest;
+    return std::nullopt;
 }
 
 std::expected<void, CheckHistoryError> CheckHistory::append(const CheckSnapshot& snapshot) {
@@ -148,10 +156,12 @@ std::expected<void, CheckHistoryError> CheckHistory::append(const CheckSnapshot&
         snapshots = std::move(*decoded);
     }
 
-    // Dates are compared as they are stored, so a snapshot read back replaces itself.
-    const double stamp = referenceDateSeconds(snapshot.date);
-    std::erase_if(snapshots, [&](const CheckSnapshot& s) { return referenceDateSeconds(s.date) == stamp; });
-    snapshots.push_back(snapshot);
+    // Dates are compared as the file holds them (microseconds), so that a snapshot replaces the one it
+    // equals once read back, whatever finer part its clock gave it.
+    auto stored = snapshot;
+    stored.date = fromReferenceDateSeconds(referenceDateSeconds(snapshot.date));
+    std::erase_if(snapshots, [&](const CheckSnapshot& s) { return s.date == stored.date; });
+    snapshots.push_back(std::move(stored));
     sortNewestFirst(snapshots);
     if (snapshots.size() > maximumEntries)
         snapshots.resize(maximumEntries);

@@ -6,6 +6,7 @@
 
 #include "Check/CheckSnapshot.hpp"
 
+#include <chrono>
 #include <expected>
 #include <filesystem>
 #include <mutex>
@@ -28,6 +29,10 @@ struct CheckHistoryError {
 class CheckHistory {
 public:
     static constexpr std::size_t maximumEntries = 52;
+    // A snapshot dated further ahead of "now" than this was written under a wrong clock: it stays in
+    // the file, but it is never taken for the last check, or it would be "the previous check" and
+    // "vor 1 Sekunde" until that date.
+    static constexpr std::chrono::hours futureTolerance{24};
 
     explicit CheckHistory(std::filesystem::path fileURL) : fileURL_(std::move(fileURL)) {}
     // <appDataFolder>/history.json
@@ -39,10 +44,14 @@ public:
 
     // Never fails: a missing, unreadable or undecodable file is an empty history (and is left alone).
     std::vector<CheckSnapshot> all() const;
-    std::optional<CheckSnapshot> latest() const;
+    // The newest snapshot of all() that is not dated beyond now + futureTolerance.
+    std::optional<CheckSnapshot> latest(std::chrono::system_clock::time_point now) const;
+    // The same choice within a list that is newest first; null when there is none.
+    static const CheckSnapshot* latestOf(const std::vector<CheckSnapshot>& newestFirst,
+                                         std::chrono::system_clock::time_point now);
 
-    // Adds the snapshot (replacing one with exactly the same date), keeps the newest 52 and writes the
-    // file atomically. A corrupt file is first moved to history.json.bad. On failure the old file stays.
+    // Adds the snapshot (replacing one with the same date as the file stores it, to the microsecond),
+    // keeps the newest 52 and writes the file atomically. A corrupt file is first moved to history.json.bad. On failure the old file stays.
     std::expected<void, CheckHistoryError> append(const CheckSnapshot& snapshot);
 
     // Decodes a history file's text; nothing when it is not a list of snapshots.

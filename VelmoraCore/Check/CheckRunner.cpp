@@ -48,7 +48,7 @@ std::expected<CheckSnapshot, CheckHistoryError> CheckRunner::run(const ScanConte
             snapshot.totalBytes = space->total;
         }
     }
-    const auto previous = history_->latest();
+    const auto previous = history_->latest(context.now);
     snapshot.alerts = GrowthWatcher::alerts(previous, snapshot);
     if (auto stored = history_->append(snapshot); !stored)
         return std::unexpected(stored.error());

@@ -77,7 +77,7 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
             adminRemoval(std::make_shared<AdminRemover>(std::move(executor), safety, rootPrefix));
     services.runningApps = std::move(runningApps);
     if (keepList)
-        services.isKept = [keepList](const FindingID& id) { return keepList->contains(id); };
+        services.readKeepList = [keepList] { return KeepList::read(keepList->fileURL()); };
     return RemovalRunner(std::move(services));
 }
 
@@ -87,20 +87,27 @@ RemovalRunner::AdminRemoval RemovalRunner::adminRemoval(std::shared_ptr<AdminRem
     };
 }
 
-bool RemovalRunner::isKept(const FindingID& id) const {
-    return services_.isKept && services_.isKept(id);
-}
-
 RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progress,
                                  std::stop_token stop) const {
     const bool dryRun = plan.options.dryRun;
     Log::info(logCategory, fmt::format("removing {} items{}", plan.itemCount(), dryRun ? " (dry run)" : ""));
 
     RemovalReport report;
-    runTools(plan.toolSteps, dryRun, progress, stop, report.results);
-    runFiles(plan.trashSteps, services_.trash.get(), dryRun, progress, stop, report.results);
-    runFiles(plan.deleteSteps, services_.delete_.get(), dryRun, progress, stop, report.results);
-    runAdmin(plan.adminSteps, dryRun, progress, stop, report.results);
+    // Read as the run starts, not when the plan was shown: the user may have kept something while
+    // the question was open.
+    const auto keep = services_.readKeepList ? services_.readKeepList() : KeepList::Contents{};
+    if (keep.damaged) {
+        Log::error(logCategory, "keep list damaged: nothing removed");
+        for (const auto* group : {&plan.toolSteps, &plan.trashSteps, &plan.deleteSteps, &plan.adminSteps})
+            for (const auto& step : *group)
+                appendAll(report.results, step,
+                          ItemOutcome::failed(std::string(RemovalText::keepListDamaged)));
+    } else {
+        runTools(plan.toolSteps, keep.ids, dryRun, progress, stop, report.results);
+        runFiles(plan.trashSteps, services_.trash.get(), keep.ids, dryRun, progress, stop, report.results);
+        runFiles(plan.deleteSteps, services_.delete_.get(), keep.ids, dryRun, progress, stop, report.results);
+        runAdmin(plan.adminSteps, keep.ids, dryRun, progress, stop, report.results);
+    }
 
     const ItemNames names(plan);
     for (const auto& result : report.results) {
@@ -122,8 +129,9 @@ RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progre
     return report;
 }
 
-void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
-                             std::stop_token stop, std::vector<ItemResult>& results) const {
+void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
+                             const Progress& progress, std::stop_token stop,
+                             std::vector<ItemResult>& results) const {
     for (const auto& step : steps) {
         if (step.items.empty())
             continue;
@@ -136,7 +144,7 @@ void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, bool dryRun,
             names += (names.empty() ? "" : ", ") + planned.item.name;
         if (progress)
             progress(std::string(removingProgressPrefix) + names);
-        if (isKept(step.finding->id)) {
+        if (kept.contains(step.finding->id)) {
             appendAll(results, step, keptOutcome());
             continue;
         }
@@ -150,9 +158,9 @@ void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, bool dryRun,
     }
 }
 
-void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* remover, bool dryRun,
-                             const Progress& progress, std::stop_token stop,
-                             std::vector<ItemResult>& results) const {
+void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* remover,
+                             const KeepList::IDs& kept, bool dryRun, const Progress& progress,
+                             std::stop_token stop, std::vector<ItemResult>& results) const {
     for (const auto& step : steps) {
         const Finding& finding = *step.finding;
         for (const auto& planned : step.items) {
@@ -165,7 +173,7 @@ void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* rem
             }
             if (progress)
                 progress(std::string(removingProgressPrefix) + planned.item.name);
-            if (isKept(finding.id)) {
+            if (kept.contains(finding.id)) {
                 done(keptOutcome());
                 continue;
             }
@@ -190,8 +198,9 @@ void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* rem
     }
 }
 
-void RemovalRunner::runAdmin(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
-                             std::stop_token stop, std::vector<ItemResult>& results) const {
+void RemovalRunner::runAdmin(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
+                             const Progress& progress, std::stop_token stop,
+                             std::vector<ItemResult>& results) const {
     std::vector<FindingSelection> handOver;
     for (const auto& step : steps) {
         if (step.items.empty())
@@ -201,7 +210,7 @@ void RemovalRunner::runAdmin(const std::vector<RemovalStep>& steps, bool dryRun,
             appendAll(results, step, ItemOutcome::cancelled());
             continue;
         }
-        if (isKept(finding.id)) {
+        if (kept.contains(finding.id)) {
             appendAll(results, step, keptOutcome());
             continue;
         }

@@ -15,6 +15,7 @@
 #include "Removal/RemovalReport.hpp"
 #include "Removal/Remover.hpp"
 #include "Removal/TrashRemover.hpp"
+#include "Safety/KeepList.hpp"
 
 #include <functional>
 #include <memory>
@@ -24,7 +25,6 @@
 
 namespace velmora {
 
-class KeepList;
 class SafetyGuard;
 
 class RemovalRunner {
@@ -33,8 +33,8 @@ public:
     // The admin group: AdminRemover::remove, or a stand-in in tests.
     using AdminRemoval = std::function<std::vector<ItemResult>(const std::vector<FindingSelection>&,
                                                                bool dryRun, std::stop_token)>;
-    // True when the finding is on the keep list now.
-    using KeepCheck = std::function<bool(const FindingID&)>;
+    // The keep list as it is now (KeepList::read).
+    using KeepListRead = std::function<KeepList::Contents()>;
 
     struct Services {
         std::shared_ptr<Remover> trash;
@@ -42,13 +42,13 @@ public:
         std::shared_ptr<Remover> tool; // checks running applications itself (ToolRemover)
         AdminRemoval admin;
         std::shared_ptr<const RunningAppsSource> runningApps; // null: nothing counts as running
-        KeepCheck isKept;                                     // empty: nothing counts as kept
+        KeepListRead readKeepList;                            // empty: nothing counts as kept
     };
 
     explicit RemovalRunner(Services services);
 
     // The runner with the live removers: Trash and delete through `guard`, tools through `commands`
-    // and `tools`, admin steps through `executor`, the keep list asked before every item. Null services
+    // and `tools`, admin steps through `executor`, the keep list read afresh as each run starts. Null services
     // are allowed: no guard denies every path, no executor fails the admin items "Nicht ausgeführt",
     // no keep list or running-apps source means nothing is kept or running.
     static RemovalRunner live(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
@@ -60,9 +60,10 @@ public:
 
     static AdminRemoval adminRemoval(std::shared_ptr<AdminRemover> remover);
 
-    // Runs the plan (blocking; call it off the main thread). Before each file item: the progress text
-    // "Entferne: <name>", then the keep list (kept → skipped "Steht auf der Behalten-Liste – nicht
-    // angefasst") and its applications (one running → skipped "<App> läuft – vorher beenden"); then
+    // Runs the plan (blocking; call it off the main thread). The keep list is read once as the run
+    // starts; when it is damaged, no item goes (each fails "Die Behalten-Liste ist beschädigt – es wird
+    // nichts entfernt"). Before each file item: the progress text "Entferne: <name>", then that keep
+    // list (kept → skipped "Steht auf der Behalten-Liste – nicht angefasst") and its applications (one running → skipped "<App> läuft – vorher beenden"); then
     // the remover, which asks the guard and checks that the path still names what the plan recorded.
     // A tool finding is handed over whole, with one progress line naming its items. The admin items
     // pass the same checks per admin unit (items whose steps run together stay or go together), then
@@ -73,13 +74,13 @@ public:
                       std::stop_token stop = {}) const;
 
 private:
-    void runFiles(const std::vector<RemovalStep>& steps, Remover* remover, bool dryRun,
+    void runFiles(const std::vector<RemovalStep>& steps, Remover* remover, const KeepList::IDs& kept,
+                  bool dryRun, const Progress& progress, std::stop_token stop,
+                  std::vector<ItemResult>& results) const;
+    void runTools(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
                   const Progress& progress, std::stop_token stop, std::vector<ItemResult>& results) const;
-    void runTools(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
-                  std::stop_token stop, std::vector<ItemResult>& results) const;
-    void runAdmin(const std::vector<RemovalStep>& steps, bool dryRun, const Progress& progress,
-                  std::stop_token stop, std::vector<ItemResult>& results) const;
-    bool isKept(const FindingID& id) const;
+    void runAdmin(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
+                  const Progress& progress, std::stop_token stop, std::vector<ItemResult>& results) const;
 
     Services services_;
 };

@@ -2,6 +2,7 @@
 
 #include "Support/AtomicFile.hpp"
 #include "Support/PrettyJson.hpp"
+#include "Support/Text.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -42,21 +43,45 @@ FileState readFile(const std::filesystem::path& file, std::string& text) {
 } // namespace
 
 KeepList::KeepList(std::filesystem::path fileURL) : fileURL_(std::move(fileURL)) {
+    auto contents = read(fileURL_);
+    ids_ = std::move(contents.ids);
+    preserveBeforeSaving_ = contents.damaged;
+}
+
+KeepList::Contents KeepList::read(const std::filesystem::path& file) {
     std::string text;
-    switch (readFile(fileURL_, text)) {
+    switch (readFile(file, text)) {
     case FileState::missing:
     case FileState::blank:
-        return;
+        return {};
     case FileState::unreadable:
-        preserveBeforeSaving_ = true;
-        return;
+        return {{}, true};
     case FileState::readable:
         if (auto decoded = decode(text))
-            ids_ = std::move(*decoded);
-        else
-            preserveBeforeSaving_ = true;
-        return;
+            return {std::move(*decoded), false};
+        return {{}, true};
     }
+    return {{}, true};
+}
+
+bool KeepList::isDamaged() const {
+    std::lock_guard lock(mutex_);
+    return preserveBeforeSaving_;
+}
+
+std::filesystem::path KeepList::badCopyURL() const {
+    auto bad = fileURL_;
+    bad += ".bad";
+    return bad;
+}
+
+std::expected<void, KeepListError> KeepList::copyToBad() const {
+    std::error_code error;
+    std::filesystem::copy_file(fileURL_, badCopyURL(), std::filesystem::copy_options::overwrite_existing,
+                               error);
+    if (error)
+        return std::unexpected(KeepListError{KeepListError::Kind::preserveUnreadable, error});
+    return {};
 }
 
 std::filesystem::path KeepList::defaultFile(const std::filesystem::path& appDataFolder) {
@@ -74,6 +99,8 @@ bool KeepList::contains(const FindingID& id) const {
 }
 
 std::expected<void, KeepListError> KeepList::add(const FindingID& id) {
+    if (!Text::isValidUTF8(id.scannerID) || !Text::isValidUTF8(id.key))
+        return std::unexpected(KeepListError{KeepListError::Kind::invalidText, {}});
     std::lock_guard lock(mutex_);
     auto changed = ids_;
     changed.insert(id);
@@ -95,12 +122,8 @@ std::expected<void, KeepListError> KeepList::remove(const FindingID& id) {
 
 std::expected<void, KeepListError> KeepList::save(const IDs& ids) {
     if (preserveBeforeSaving_) {
-        std::error_code error;
-        auto bad = fileURL_;
-        bad += ".bad";
-        std::filesystem::copy_file(fileURL_, bad, std::filesystem::copy_options::overwrite_existing, error);
-        if (error && error != std::errc::no_such_file_or_directory)
-            return std::unexpected(KeepListError{KeepListError::Kind::preserveUnreadable, error});
+        if (auto copied = copyToBad(); !copied && copied.error().code != std::errc::no_such_file_or_directory)
+            return copied;
     }
     if (auto written = writeFileAtomically(fileURL_, encode(ids)); !written)
         return std::unexpected(KeepListError{KeepListError::Kind::write, written.error().code});

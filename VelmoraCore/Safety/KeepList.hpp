@@ -22,12 +22,18 @@ struct KeepListError {
         preserveUnreadable,
         // The new file could not be written; the old one is unchanged.
         write,
+        // The id is not valid UTF-8: stored in JSON it would come back altered and match nothing.
+        invalidText,
     };
     Kind kind;
     std::error_code code;
 
     // What the user is shown.
-    std::string_view message() const { return "Konnte die Behalten-Liste nicht speichern."; }
+    std::string_view message() const {
+        return kind == Kind::invalidText
+                   ? "Die Kennung ist kein gültiger UTF-8-Text und kann nicht behalten werden."
+                   : "Konnte die Behalten-Liste nicht speichern.";
+    }
     bool operator==(const KeepListError&) const = default;
 };
 
@@ -35,10 +41,22 @@ class KeepList {
 public:
     using IDs = std::unordered_set<FindingID>;
 
+    // keep.json as it is at one moment.
+    struct Contents {
+        IDs ids;
+        // The file exists but could not be read or decoded: it counts as empty, and nothing may be
+        // removed on its word, since what the user kept is unknown.
+        bool damaged = false;
+    };
+
     // Reads the file; a missing, unreadable or undecodable file gives an empty list. When the file
     // holds something that is not a keep list, the first save copies it to "<file>.bad" before it
     // writes the new list, so that nothing the user had is lost.
     explicit KeepList(std::filesystem::path fileURL);
+
+    // Reads the file now; removal asks this right before it starts, so that a mark made meanwhile
+    // (in another window, by another process) counts.
+    static Contents read(const std::filesystem::path& file);
 
     // <appDataFolder>/keep.json (see appDataFolder).
     static std::filesystem::path defaultFile(const std::filesystem::path& appDataFolder);
@@ -46,7 +64,14 @@ public:
     const std::filesystem::path& fileURL() const { return fileURL_; }
     IDs ids() const;
     bool contains(const FindingID& id) const;
-    // Both save a changed copy first and adopt it only when the save succeeded.
+    // As of loading: see Contents::damaged.
+    bool isDamaged() const;
+    // "<file>.bad", where a damaged file is kept before anything overwrites it.
+    std::filesystem::path badCopyURL() const;
+    // Copies the file as it is now to badCopyURL().
+    std::expected<void, KeepListError> copyToBad() const;
+    // Both save a changed copy first and adopt it only when the save succeeded. An id that is not valid
+    // UTF-8 is not added (invalidText).
     std::expected<void, KeepListError> add(const FindingID& id);
     std::expected<void, KeepListError> remove(const FindingID& id);
 

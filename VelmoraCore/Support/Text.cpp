@@ -6,6 +6,7 @@
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
+#include <cstdint>
 #include <memory>
 
 namespace velmora::Text {
@@ -29,7 +30,41 @@ template <typename Emit> std::string mapCodePoints(std::string_view utf8, Emit&&
     return out;
 }
 
+void appendHex(std::string& out, std::string_view prefix, std::uint32_t value, int digits) {
+    constexpr std::string_view hex = "0123456789abcdef";
+    out += prefix;
+    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4)
+        out += hex[(value >> shift) & 0xF];
+}
+
+// Code points a terminal or a bidirectional text renderer acts on instead of showing them.
+bool actsOnTheDisplay(UChar32 c) {
+    return (c >= 0x80 && c <= 0x9F) || c == 0x061C || c == 0x200E || c == 0x200F || c == 0x2028 ||
+           c == 0x2029 || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
 } // namespace
+
+std::string printable(std::string_view bytes) {
+    return mapCodePoints(bytes, [](UChar32 c, std::string_view original, std::string& out) {
+        if (c < 0) {
+            for (const char byte : original)
+                appendHex(out, "\\x", static_cast<unsigned char>(byte), 2);
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (c < 0x20 || c == 0x7F) {
+            appendHex(out, "\\x", static_cast<std::uint32_t>(c), 2);
+        } else if (actsOnTheDisplay(c)) {
+            appendHex(out, "\\u", static_cast<std::uint32_t>(c), 4);
+        } else {
+            out.append(original);
+        }
+    });
+}
 
 std::string plainSpaces(std::string_view utf8) {
     return mapCodePoints(utf8, [](UChar32 c, std::string_view original, std::string& out) {

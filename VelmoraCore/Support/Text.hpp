@@ -23,6 +23,13 @@ std::string removingMarks(std::string_view utf8);
 // character (line breaks, tabs, NUL, DEL) turned into a blank.
 std::string singleLine(std::string_view bytes);
 
+// Outside text (a file name, a path, a label) as it may be shown on a terminal: whatever could move
+// the cursor, erase or fake a line, or reorder what follows is written as a visible escape – "\n",
+// "\r", "\t", "\x1b" for the other C0 controls and DEL, "\xff" for every byte that is not UTF-8,
+// "\u0085" for C1 controls, line and paragraph separators and the bidirectional marks, embeddings,
+// overrides and isolates. Everything else, umlauts included, stays as it is.
+std::string printable(std::string_view bytes);
+
 // True when the bytes are well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);
 

@@ -35,20 +35,48 @@ TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDa
     ScratchTree tree;
     CheckHistory history(tree / "Support/Velmora2/history.json");
     EXPECT_TRUE(history.all().empty());
-    EXPECT_FALSE(history.latest());
+    EXPECT_FALSE(history.latest(at(3).date));
     ASSERT_TRUE(history.append(at(1)));
     ASSERT_TRUE(history.append(at(3)));
     ASSERT_TRUE(history.append(at(2)));
-    ASSERT_TRUE(history.append(at(3, 99))); // same date: replaces
+    // The same date as the file stores it (microseconds) replaces, whatever finer part the clock gave.
+    auto again = at(3, 99);
+    again.date += std::chrono::nanoseconds{400};
+    ASSERT_TRUE(history.append(again));
+    ASSERT_TRUE(history.append(again));
     const auto all = history.all();
     ASSERT_EQ(all.size(), 3u);
     EXPECT_EQ(all[0].cleanableTotal, 99);
     EXPECT_EQ(all[0].date, at(3).date);
     EXPECT_EQ(all[2].date, at(1).date);
-    EXPECT_EQ(history.latest()->date, at(3).date);
+    EXPECT_EQ(history.latest(at(3).date)->date, at(3).date);
     const auto text = content(history.fileURL());
     EXPECT_TRUE(text.starts_with("[\n  {\n    \"alerts\" : [\n\n    ],\n    \"cleanableTotal\" : 99,"))
         << text;
+}
+
+TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
+    using namespace std::chrono;
+    ScratchTree tree;
+    CheckHistory history(tree / "history.json");
+    for (const int day : {1, 3, 400})
+        ASSERT_TRUE(history.append(at(day)));
+    const std::vector<std::pair<system_clock::time_point, std::optional<int>>> cases{
+        {at(3).date + hours{1}, 3},       // the usual case
+        {at(3).date - hours{23}, 3},      // a clock a little behind still finds it
+        {at(3).date - hours{25}, 1},      // more than a day ahead: skipped
+        {at(1).date - days{2}, std::nullopt},
+        {at(400).date, 400},
+    };
+    for (const auto& [now, day] : cases) {
+        const auto latest = history.latest(now);
+        EXPECT_EQ(latest ? std::optional(latest->date) : std::nullopt,
+                  day ? std::optional(at(*day).date) : std::nullopt)
+            << day.value_or(-1);
+    }
+    ASSERT_TRUE(history.append(at(4)));
+    EXPECT_EQ(history.all().size(), 4u);
+    EXPECT_EQ(history.latest(at(4).date)->date, at(4).date);
 }
 
 TEST(CheckHistory, KeepsTheNewestFiftyTwo) {

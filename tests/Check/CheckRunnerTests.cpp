@@ -78,6 +78,11 @@ TEST(CheckRunner, StoresASnapshotWithoutKeptFindingsAndAlertsOnGrowth) {
 
     ScanContext context;
     context.now = std::chrono::sys_days{std::chrono::year{2026} / 11 / 1};
+    // Written under a clock a year ahead: never the previous check.
+    CheckSnapshot future;
+    future.date = context.now + std::chrono::days{365};
+    future.sizes = {{"xcode.derivedData", 9 * GB}};
+    ASSERT_TRUE(history->append(future));
     auto first = runner.run(context);
     ASSERT_TRUE(first);
     EXPECT_EQ(first->sizes, (std::map<std::string, std::int64_t>{{"xcode.derivedData", GB}}));
@@ -92,7 +97,7 @@ TEST(CheckRunner, StoresASnapshotWithoutKeptFindingsAndAlertsOnGrowth) {
     ASSERT_FALSE(second->alerts.empty());
     EXPECT_EQ(second->alerts[0],
               (CheckAlert{CheckAlert::Growth{"xcode.derivedData", "xcode.derivedData", GB, 7 * GB}}));
-    EXPECT_EQ(history->all().size(), 2u);
+    EXPECT_EQ(history->all().size(), 3u);
     EXPECT_EQ(CheckNotificationText::make(*second)->body,
               "xcode.derivedData +6 GB seit dem letzten Check · 7 GB aufräumbar");
 }

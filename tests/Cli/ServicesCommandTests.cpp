@@ -41,12 +41,14 @@ struct ServicesTree {
         tree.userAgent("renamed.plist", {.label = "COM.APPLE.renamed", .program = "/opt/gone/x"});
         tree.daemon("com.example.daemon.plist", {.label = "com.example.daemon", .program = "/opt/daemon/d"});
 
-        runner->expect("/bin/launchctl", {"print", "gui/501/com.example.present"})
+        // The system tools as the sealed root hands them over: inside the tree, never the real ones.
+        const auto launchctl = tree.root() / "bin/launchctl";
+        runner->expect(launchctl, {"print", "gui/501/com.example.present"})
             .returns(0, "gui/501/com.example.present = {\n\tstate = running\n"
                         "\tprogram = /Applications/Present.app/Contents/MacOS/present\n}\n");
-        runner->expect("/bin/launchctl", {"bootout", "gui/501/com.example.gone"}).returns(0);
-        runner->expect("/bin/launchctl").returns(113);
-        runner->expect("/usr/bin/sfltool").returns(1, "", "no access");
+        runner->expect(launchctl, {"bootout", "gui/501/com.example.gone"}).returns(0);
+        runner->expect(launchctl).returns(113);
+        runner->expect(tree.root() / "usr/bin/sfltool").returns(1, "", "no access");
     }
 
     fs::path agent(const std::string& name) const { return tree.home() / "Library/LaunchAgents" / name; }
@@ -57,6 +59,15 @@ struct ServicesTree {
         words.push_back(tree.root().string());
         return runVelmora(
             words, cli::ServiceOverrides{.runner = runner, .executablePath = {}, .uid = LaunchTree::uid});
+    }
+
+    // Every executable the runner was asked for, outside the tree.
+    std::vector<std::string> callsOutsideTheRoot() const {
+        std::vector<std::string> outside;
+        for (const auto& call : runner->calls())
+            if (!call.executable.string().starts_with(tree.root().string() + "/"))
+                outside.push_back(call.commandLine());
+        return outside;
     }
 
     bool ranBootout() const {
@@ -116,6 +127,7 @@ TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
     EXPECT_EQ(entry(list, "user/com.example.present")->at("isRunning"), true);
     EXPECT_EQ(entry(list, "user/com.example.present")->at("blockReason"), "Der Dienst ist nicht verwaist.");
     EXPECT_EQ(entry(list, "user/com.example.deleted")->at("startKind"), "scheduled");
+    EXPECT_EQ(t.callsOutsideTheRoot(), std::vector<std::string>{});
 }
 
 TEST(ServicesCommand, ListGroupsByScopeAndSaysWhatCanGo) {
@@ -134,9 +146,11 @@ TEST(ServicesCommand, ListGroupsByScopeAndSaysWhatCanGo) {
 
 TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
     ServicesTree t;
+    // The daemon goes through the administrator prompt, which is not there in the tree.
     const auto run = t.run({"services", "remove", "com.example.gone", "com.example.present",
-                            "com.example.volume", "com.example.broken", "--yes"});
-    ASSERT_EQ(run.status, 0) << run.out << run.err;
+                            "com.example.volume", "com.example.broken", "com.example.daemon", "--yes"});
+    ASSERT_EQ(run.status, 1) << run.out << run.err;
+    EXPECT_NE(run.out.find("com.example.daemon: fehlgeschlagen"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("com.example.present: nicht entfernt – Der Dienst ist nicht verwaist."),
               std::string::npos)
         << run.out;
@@ -149,11 +163,17 @@ TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
     for (const char* kept :
          {"com.example.present.plist", "com.example.volume.plist", "com.example.broken.plist"})
         EXPECT_TRUE(fs::exists(t.agent(kept))) << kept;
+    EXPECT_TRUE(fs::exists(t.tree.root() / "Library/LaunchDaemons/com.example.daemon.plist"));
     const auto lines = t.runner->commandLines();
-    EXPECT_NE(std::ranges::find(lines, "/bin/launchctl bootout gui/501/com.example.gone"), lines.end());
+    EXPECT_NE(std::ranges::find(lines, (t.tree.root() / "bin/launchctl").string() +
+                                           " bootout gui/501/com.example.gone"),
+              lines.end());
+    EXPECT_NE(std::ranges::find_if(lines, [](const auto& l) { return l.find("/usr/bin/osascript ") != l.npos; }),
+              lines.end());
+    EXPECT_EQ(t.callsOutsideTheRoot(), std::vector<std::string>{});
 }
 
-TEST(ServicesCommand, RemoveNeedsConsentAndKnownLabels) {
+TEST(ServicesCommand, RemoveNeedsConsentKnownLabelsAndAReadableKeepList) {
     ServicesTree t;
     auto run = t.run({"services", "remove", "com.example.gone"});
     EXPECT_EQ(run.status, 2);
@@ -166,6 +186,15 @@ TEST(ServicesCommand, RemoveNeedsConsentAndKnownLabels) {
     run = t.run({"services", "remove", "com.example.gone", "--dry-run"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("com.example.gone: übersprungen: Trockenlauf"), std::string::npos) << run.out;
+
+    const auto keep = t.tree.home() / "Library/Application Support/Velmora2/keep.json";
+    t.tree.scratch.file(keep.lexically_relative(t.tree.root()), "{ kaputt");
+    run = t.run({"services", "remove", "com.example.gone", "--yes"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("Die Behalten-Liste ist beschädigt und wird als leer gelesen: " + keep.string() +
+                           "\nEine Kopie liegt in " + keep.string() + ".bad."),
+              std::string::npos)
+        << run.err;
 
     EXPECT_TRUE(fs::exists(t.agent("com.example.gone.plist")));
     EXPECT_FALSE(t.ranBootout());

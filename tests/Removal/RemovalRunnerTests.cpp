@@ -23,7 +23,7 @@ struct RunnerFixture {
         services.trash = std::make_shared<TrashRemover>(home.trash, home.safety());
         services.delete_ = std::make_shared<DeleteRemover>(home.safety());
         services.runningApps = apps;
-        services.isKept = [this](const FindingID& id) { return kept.contains(id.text()); };
+        services.readKeepList = [this] { return KeepList::Contents{kept, false}; };
         services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun,
                                 std::stop_token) {
             adminCalls.push_back(selections);
@@ -51,7 +51,7 @@ struct RunnerFixture {
 
     Home home{PlatformLayout::linux};
     std::shared_ptr<FakeRunningApps> apps = std::make_shared<FakeRunningApps>();
-    std::set<std::string> kept;
+    KeepList::IDs kept;
     std::vector<std::vector<FindingSelection>> adminCalls;
     std::vector<std::string> progress;
     RemovalRunner::Services services;
@@ -241,7 +241,7 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     const auto whole =
         adminFinding("system.whole", {rm(p3, {}), rm(p4, {}), rm(p3, {})}, {itemAt(p3), itemAt(p4)});
     const auto keptOne = adminFinding("system.kept", {}, {itemWithoutPath("snapshot")});
-    f.kept.insert(keptOne.id.text());
+    f.kept.insert(keptOne.id);
     const auto plan = RemovalPlan::build({allOf(perItem), allOf(whole), allOf(keptOne)}, {});
 
     fs::remove(p1);

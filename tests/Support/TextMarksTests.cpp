@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace velmora;
 
 TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
@@ -14,4 +16,26 @@ TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
     EXPECT_TRUE(Text::isValidUTF8("Grüße"));
     EXPECT_FALSE(Text::isValidUTF8("Gr\xFC\xDF"
                                    "e"));
+}
+
+TEST(Text, PrintableShowsEverythingThatCouldFakeOrHideALine) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"Grüße 日本 a\\b ~/x y", "Grüße 日本 a\\b ~/x y"}, // text and blanks stay as they are
+        {"a\nb\r\tc", "a\\nb\\r\\tc"},
+        {"\x1b[2K\x1b[1A\r  sicher", "\\x1b[2K\\x1b[1A\\r  sicher"},
+        {std::string("nul\0end", 7), "nul\\x00end"},
+        {"del\x7f\b", "del\\x7f\\x08"},
+        {"\xC2\x85\xC2\x9B", "\\u0085\\u009b"},                               // C1: NEL, CSI
+        {"\u202Etxt.exe\u202C \u2066\u2069\u200F", "\\u202etxt.exe\\u202c \\u2066\\u2069\\u200f"}, // bidi
+        {"line\u2028next", "line\\u2028next"},
+        {"Gr\xFC\xDF"
+         "e",
+         "Gr\\xfc\\xdfe"},        // Latin-1 bytes are not UTF-8
+        {"\xE2\x80", "\\xe2\\x80"}, // a sequence cut short
+        {"\xED\xA0\x80", "\\xed\\xa0\\x80"}, // an encoded surrogate
+    };
+    for (const auto& [raw, shown] : cases) {
+        EXPECT_EQ(Text::printable(raw), shown) << shown;
+        EXPECT_TRUE(Text::isValidUTF8(Text::printable(raw))) << shown;
+    }
 }
