@@ -45,12 +45,13 @@ fs::path darwinFolder(int name) {
 
 LiveEnvironment::LiveEnvironment(cli::RunSetting setting)
     : setting_(std::move(setting)), sealed_(setting_.rootPrefix) {
-    auto locator = sealed_.locator(ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux));
+    auto locator =
+        sealed_.locator(ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux));
     ProcessCommandRunner::Options options;
     // Below a test root the caller's own PATH would lead a located tool's children out of the root.
-    options.extraEnvironment = {
-        {"PATH", sealed_.isLive() ? locator.pathVariable() + ":" + environment("PATH").value_or("/usr/bin:/bin")
-                                  : locator.pathVariable()}};
+    options.extraEnvironment = {{"PATH", sealed_.isLive() ? locator.pathVariable() + ":" +
+                                                                environment("PATH").value_or("/usr/bin:/bin")
+                                                          : locator.pathVariable()}};
     runner_ = sealed_.runner(setting_.overrides.runner ? setting_.overrides.runner
                                                        : std::make_shared<ProcessCommandRunner>(options));
     tools_ = std::make_shared<const ToolLocator>(std::move(locator));

@@ -30,8 +30,8 @@ std::expected<BackgroundCheck::Outcome, CheckHistoryError> runCheck(const LiveEn
     auto outcome = BackgroundCheck::run(environment.checkDependencies());
     if (!outcome)
         err << "velmora: " << outcome.error().message() << " ("
-            << Text::printable(environment.checkHistoryFile().string())
-            << ": " << outcome.error().code.message() << ")\n";
+            << Text::printable(environment.checkHistoryFile().string()) << ": "
+            << outcome.error().code.message() << ")\n";
     return outcome;
 }
 

@@ -96,10 +96,11 @@ void printGroup(std::ostream& out, const std::vector<RemovalStep>& steps, const 
         return;
     out << "\n" << heading << "\n";
     for (const auto& step : steps) {
-        out << "  " << Text::printable(step.finding->title) << " [" << Text::printable(step.finding->id.text())
-            << "]\n";
+        out << "  " << Text::printable(step.finding->title) << " ["
+            << Text::printable(step.finding->id.text()) << "]\n";
         for (const auto& planned : step.items)
-            out << "    " << Text::printable(planned.item.name) << "  " << sizeText(planned.item.size) << "\n";
+            out << "    " << Text::printable(planned.item.name) << "  " << sizeText(planned.item.size)
+                << "\n";
     }
 }
 

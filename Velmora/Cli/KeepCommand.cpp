@@ -44,8 +44,8 @@ int change(const KeepOptions& options, const RunSetting& setting, std::ostream& 
     KeepList list(LiveEnvironment(setting).keepListFile());
     for (const auto& id : ids) {
         if (const auto saved = (list.*action)(id); !saved) {
-            err << "velmora: " << saved.error().message() << " (" << Text::printable(list.fileURL().string()) << ": "
-                << saved.error().code.message() << ")\n";
+            err << "velmora: " << saved.error().message() << " (" << Text::printable(list.fileURL().string())
+                << ": " << saved.error().code.message() << ")\n";
             return exitFailure;
         }
         out << Text::printable(id.text()) << ": " << doneText << "\n";

@@ -97,8 +97,9 @@ void printScanReport(std::ostream& out, const ScanReport& report, const KeepList
                 std::string status(label(finding.risk));
                 if (kept.contains(finding.id))
                     status = "behalten";
-                out << "    " << padded(Text::printable(finding.title), titleWidth) << "  " << padded(size, 10, true) << "  "
-                    << padded(status, 11) << "  " << padded(entryCount(finding.items.size()), 12) << "  ["
+                out << "    " << padded(Text::printable(finding.title), titleWidth) << "  "
+                    << padded(size, 10, true) << "  " << padded(status, 11) << "  "
+                    << padded(entryCount(finding.items.size()), 12) << "  ["
                     << Text::printable(finding.id.text()) << "]\n";
                 if (finding.needsFullDiskAccess)
                     out << "      Braucht „Festplattenvollzugriff“, um alles zu sehen.\n";

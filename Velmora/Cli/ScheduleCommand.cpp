@@ -39,12 +39,14 @@ int runScheduleCommand(const ScheduleOptions& options, const RunSetting& setting
     int status = exitOK;
     if (requested) {
         if (auto stored = settings->setString(checkScheduleKey, rawValue(*requested)); !stored) {
-            err << "velmora: " << stored.error().message() << " (" << Text::printable(stored.error().detail) << ")\n";
+            err << "velmora: " << stored.error().message() << " (" << Text::printable(stored.error().detail)
+                << ")\n";
             return exitFailure;
         }
         // Re-applying an unchanged schedule renews the agent, e.g. after the program moved.
         if (auto applied = scheduler.apply(*requested); !applied) {
-            err << "velmora: " << scheduleFailureText << " (" << Text::printable(applied.error().detail) << ")\n";
+            err << "velmora: " << scheduleFailureText << " (" << Text::printable(applied.error().detail)
+                << ")\n";
             status = exitFailure;
         }
         if (*requested != CheckSchedule::off)

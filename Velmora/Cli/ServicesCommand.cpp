@@ -83,7 +83,8 @@ void printList(std::ostream& out, const LaunchItemScanner& scanner, const Servic
             if (const auto reason = scanner.removalBlockReason(item))
                 out << "    Verwaist, nicht entfernbar: " << Text::printable(*reason) << "\n";
             else
-                out << "    Verwaist, entfernbar: velmora services remove " << Text::printable(item.label) << "\n";
+                out << "    Verwaist, entfernbar: velmora services remove " << Text::printable(item.label)
+                    << "\n";
         }
         out << "\n";
     }
@@ -174,9 +175,9 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
     bool anyFailed = false;
     for (const auto& outcome : outcomes) {
         anyFailed = anyFailed || outcome.outcome.isFailed();
-        out << Text::printable(outcome.label + ": " +
-                               (outcome.outcome.isRemoved() ? "entfernt – " + outcome.message
-                                                            : outcome.outcome.text()))
+        out << Text::printable(
+                   outcome.label + ": " +
+                   (outcome.outcome.isRemoved() ? "entfernt – " + outcome.message : outcome.outcome.text()))
             << "\n";
     }
     return anyFailed ? exitFailure : exitOK;

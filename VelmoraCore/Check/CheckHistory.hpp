@@ -51,7 +51,8 @@ public:
                                          std::chrono::system_clock::time_point now);
 
     // Adds the snapshot (replacing one with the same date as the file stores it, to the microsecond),
-    // keeps the newest 52 and writes the file atomically. A corrupt file is first moved to history.json.bad. On failure the old file stays.
+    // keeps the newest 52 and writes the file atomically. A corrupt file is first moved to history.json.bad.
+    // On failure the old file stays.
     std::expected<void, CheckHistoryError> append(const CheckSnapshot& snapshot);
 
     // Decodes a history file's text; nothing when it is not a list of snapshots.

@@ -48,8 +48,8 @@ public:
     explicit RemovalRunner(Services services);
 
     // The runner with the live removers: Trash and delete through `guard`, tools through `commands`
-    // and `tools`, admin steps through `executor`, the keep list read afresh as each run starts. Null services
-    // are allowed: no guard denies every path, no executor fails the admin items "Nicht ausgeführt",
+    // and `tools`, admin steps through `executor`, the keep list read afresh as each run starts. Null
+    // services are allowed: no guard denies every path, no executor fails the admin items "Nicht ausgeführt",
     // no keep list or running-apps source means nothing is kept or running.
     static RemovalRunner live(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
                               std::shared_ptr<CommandRunner> commands, ToolLocator tools,
@@ -63,13 +63,13 @@ public:
     // Runs the plan (blocking; call it off the main thread). The keep list is read once as the run
     // starts; when it is damaged, no item goes (each fails "Die Behalten-Liste ist beschädigt – es wird
     // nichts entfernt"). Before each file item: the progress text "Entferne: <name>", then that keep
-    // list (kept → skipped "Steht auf der Behalten-Liste – nicht angefasst") and its applications (one running → skipped "<App> läuft – vorher beenden"); then
-    // the remover, which asks the guard and checks that the path still names what the plan recorded.
-    // A tool finding is handed over whole, with one progress line naming its items. The admin items
-    // pass the same checks per admin unit (items whose steps run together stay or go together), then
-    // go to the admin remover at once, announced by "Admin-Schritte (eine Passwortabfrage)". In a dry
-    // run nothing changes and no password is asked for. After `stop`, every item not yet started is
-    // `cancelled`. `progress` is called on this thread.
+    // list (kept → skipped "Steht auf der Behalten-Liste – nicht angefasst") and its applications (one
+    // running → skipped "<App> läuft – vorher beenden"); then the remover, which asks the guard and checks
+    // that the path still names what the plan recorded. A tool finding is handed over whole, with one
+    // progress line naming its items. The admin items pass the same checks per admin unit (items whose steps
+    // run together stay or go together), then go to the admin remover at once, announced by "Admin-Schritte
+    // (eine Passwortabfrage)". In a dry run nothing changes and no password is asked for. After `stop`, every
+    // item not yet started is `cancelled`. `progress` is called on this thread.
     RemovalReport run(const RemovalPlan& plan, const Progress& progress = {},
                       std::stop_token stop = {}) const;
 

@@ -20,7 +20,8 @@ inline constexpr std::string_view toolNotFoundPrefix = "Werkzeug nicht gefunden:
 inline constexpr std::string_view appRunningSuffix = " läuft – vorher beenden";
 inline constexpr std::string_view timeout = "Zeitüberschreitung";
 inline constexpr std::string_view kept = "Steht auf der Behalten-Liste – nicht angefasst";
-inline constexpr std::string_view keepListDamaged = "Die Behalten-Liste ist beschädigt – es wird nichts entfernt";
+inline constexpr std::string_view keepListDamaged =
+    "Die Behalten-Liste ist beschädigt – es wird nichts entfernt";
 inline constexpr std::string_view cancelled = "Abgebrochen";
 } // namespace RemovalText
 

@@ -62,11 +62,10 @@ TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
     for (const int day : {1, 3, 400})
         ASSERT_TRUE(history.append(at(day)));
     const std::vector<std::pair<system_clock::time_point, std::optional<int>>> cases{
-        {at(3).date + hours{1}, 3},       // the usual case
-        {at(3).date - hours{23}, 3},      // a clock a little behind still finds it
-        {at(3).date - hours{25}, 1},      // more than a day ahead: skipped
-        {at(1).date - days{2}, std::nullopt},
-        {at(400).date, 400},
+        {at(3).date + hours{1}, 3},  // the usual case
+        {at(3).date - hours{23}, 3}, // a clock a little behind still finds it
+        {at(3).date - hours{25}, 1}, // more than a day ahead: skipped
+        {at(1).date - days{2}, std::nullopt}, {at(400).date, 400},
     };
     for (const auto& [now, day] : cases) {
         const auto latest = history.latest(now);

@@ -1,10 +1,15 @@
+#include "Cli/CleanCommand.hpp"
 #include "Cli/CliTestSupport.hpp"
 #include "Platform/ScratchTree.hpp"
 #include "Removal/RemovalTestSupport.hpp"
+#include "Safety/KeepList.hpp"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
+#include <functional>
+#include <streambuf>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -41,6 +46,42 @@ struct CleanTree {
         return words;
     }
 };
+
+// Standard input for the question "Fortfahren? [j/N]" that answers "j", but first does what another
+// window would do while the question is open.
+class AnswerAfter : public std::streambuf {
+public:
+    explicit AnswerAfter(std::function<void()> meanwhile) : meanwhile_(std::move(meanwhile)) {}
+
+protected:
+    int_type underflow() override {
+        if (meanwhile_) {
+            std::exchange(meanwhile_, {})();
+            setg(answer_.data(), answer_.data(), answer_.data() + answer_.size());
+        }
+        return gptr() == egptr() ? traits_type::eof() : traits_type::to_int_type(*gptr());
+    }
+
+private:
+    std::function<void()> meanwhile_;
+    std::string answer_ = "j\n";
+};
+
+// `clean` at a terminal, answering its question after `meanwhile`.
+CliRun cleanAtTerminal(const CleanTree& t, std::vector<std::string> ids, std::function<void()> meanwhile) {
+    cli::CommonOptions common{t.tree.root().string(), "/Users/anna", "macos", false};
+    const auto setting = cli::resolveSetting(common, std::nullopt);
+    cli::CleanOptions options;
+    options.ids = std::move(ids);
+    AnswerAfter answer(std::move(meanwhile));
+    std::istream in(&answer);
+    std::ostringstream out, err;
+    CliRun run;
+    run.status = cli::runCleanCommand(options, *setting, in, out, err, true);
+    run.out = out.str();
+    run.err = err.str();
+    return run;
+}
 
 } // namespace
 
@@ -118,4 +159,78 @@ TEST(CleanCommand, AFailedItemGivesExitOneAndTheReportText) {
     EXPECT_NE(run.out.find("1 Eintrag konnte nicht entfernt werden."), std::string::npos) << run.out;
     EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
     EXPECT_TRUE(fs::is_empty(t.tree / "elsewhere"));
+}
+
+TEST(CleanCommand, TheKeepListCountsAsItIsWhenTheAnswerComes) {
+    CleanTree t;
+    const auto keepFile = t.home / "Library/Application Support/Velmora2/keep.json";
+    const auto simulatorLog = t.home / "Library/Logs/CoreSimulator/sim.log";
+    const auto model = t.home / ".cache/huggingface/hub/models--org--model/w";
+
+    // Kept in another window while the question was open.
+    auto run = cleanAtTerminal(t, {"simulators.logs", "xcode.derivedData"}, [&] {
+        EXPECT_TRUE(KeepList(keepFile).add(FindingID{"simulators.logs", ""}));
+    });
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find(": übersprungen: Steht auf der Behalten-Liste – nicht angefasst"),
+              std::string::npos)
+        << run.out;
+    EXPECT_TRUE(fs::exists(simulatorLog));
+    EXPECT_FALSE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
+
+    // Damaged meanwhile: nothing goes, and the message names the file and its copy.
+    const std::string damage = "[{\"scannerID\": \"ai.huggingFace\",";
+    run = cleanAtTerminal(t, {"ai.huggingFace"},
+                          [&] { t.tree.file(keepFile.lexically_relative(t.tree.root()), damage); });
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find(
+                  "org/model: fehlgeschlagen: Die Behalten-Liste ist beschädigt – es wird nichts entfernt"),
+              std::string::npos)
+        << run.out;
+    const std::string message =
+        "Die Behalten-Liste ist beschädigt und wird als leer gelesen: " + keepFile.string() +
+        "\nEine Kopie liegt in " + keepFile.string() + ".bad.";
+    EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    EXPECT_EQ(scratch::contentOf(keepFile.string() + ".bad"), damage);
+    EXPECT_TRUE(fs::exists(model));
+
+    // Damaged before: not even a plan until it is repaired or deleted.
+    run = runVelmora(t.args({"clean", "--safe", "--yes"}));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    EXPECT_TRUE(fs::exists(simulatorLog));
+    EXPECT_TRUE(fs::exists(t.home / "Library/Application Support/Spotify/PersistentCache/Storage/a"));
+    EXPECT_TRUE(fs::exists(model));
+}
+
+TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
+    ScratchTree tree;
+    const std::string home = "/Users/an\x1b[2Kna";
+    const std::string evil = "Build\n    Documents  0 B\x1b[1A\u202E";
+    tree.file(fs::path(home).relative_path() / "Library/Developer/Xcode/DerivedData" / evil / "x.o", "x");
+    const auto run = [&](std::vector<std::string> words) {
+        words.insert(words.end(), {"--platform", "macos", "--root", tree.root().string(), "--home", home});
+        return runVelmora(words);
+    };
+
+    const auto scan = run({"scan"});
+    ASSERT_EQ(scan.status, 0) << scan.err;
+    EXPECT_NE(scan.out.find("Scan von " + tree.root().string() + "/Users/an\\x1b[2Kna\n"), std::string::npos)
+        << scan.out;
+    const auto clean = run({"clean", "xcode.derivedData", "--dry-run", "--show-commands"});
+    ASSERT_EQ(clean.status, 0) << clean.err;
+    const std::string shown = "Build\\n    Documents  0 B\\x1b[1A\\u202e";
+    for (const auto& line : {"\n    " + shown + "  ", "/DerivedData/" + shown + "'\n",
+                             "\n" + shown + ": übersprungen: Trockenlauf\n"})
+        EXPECT_NE(clean.out.find(line), std::string::npos) << line << "\n" << clean.out;
+    for (const auto* out : {&scan.out, &clean.out}) {
+        EXPECT_EQ(out->find_first_of("\x1b\r"), std::string::npos) << *out;
+        EXPECT_EQ(out->find("\u202E"), std::string::npos);
+        EXPECT_EQ(out->find("\n    Documents"), std::string::npos); // no line of its own
+    }
+
+    const auto json = nlohmann::json::parse(run({"scan", "--json"}).out);
+    ASSERT_EQ(json["findings"].size(), 1u);
+    EXPECT_EQ(json["findings"][0]["items"][0]["name"], evil);
 }

@@ -168,8 +168,9 @@ TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
     EXPECT_NE(std::ranges::find(lines, (t.tree.root() / "bin/launchctl").string() +
                                            " bootout gui/501/com.example.gone"),
               lines.end());
-    EXPECT_NE(std::ranges::find_if(lines, [](const auto& l) { return l.find("/usr/bin/osascript ") != l.npos; }),
-              lines.end());
+    EXPECT_NE(
+        std::ranges::find_if(lines, [](const auto& l) { return l.find("/usr/bin/osascript ") != l.npos; }),
+        lines.end());
     EXPECT_EQ(t.callsOutsideTheRoot(), std::vector<std::string>{});
 }
 

@@ -114,7 +114,9 @@ TEST(KeepList, UndecodableFileLoadsEmptyAndIsSetAsideBeforeTheFirstSave) {
         tree.file("/keep.json", garbage);
         KeepList list(file);
         EXPECT_TRUE(list.ids().empty()) << garbage.substr(0, 20);
+        EXPECT_TRUE(list.isDamaged() && KeepList::read(file).damaged);
         ASSERT_TRUE(list.add(derivedData));
+        EXPECT_FALSE(list.isDamaged() || KeepList::read(file).damaged);
         EXPECT_EQ(KeepList(file).ids(), KeepList::IDs{derivedData});
         EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
         // Set aside once: the next save does not overwrite the copy with the new list.
@@ -122,9 +124,11 @@ TEST(KeepList, UndecodableFileLoadsEmptyAndIsSetAsideBeforeTheFirstSave) {
         EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
     }
 
-    // An empty file holds nothing worth keeping.
+    // An empty file holds nothing worth keeping; neither it nor a missing one is damaged.
     TempTree tree;
+    EXPECT_FALSE(KeepList::read(tree("/keep.json")).damaged);
     tree.file("/keep.json", " \n");
+    EXPECT_FALSE(KeepList::read(tree("/keep.json")).damaged);
     KeepList list(tree("/keep.json"));
     ASSERT_TRUE(list.add(derivedData));
     EXPECT_FALSE(std::filesystem::exists(tree("/keep.json.bad")));
@@ -165,6 +169,15 @@ TEST(KeepList, FailedSaveChangesNeitherTheFileNorTheList) {
     KeepList list(file);
     ASSERT_TRUE(list.add(derivedData));
     const auto before = contentsOf(file);
+    // Stored in JSON, bytes that are not UTF-8 would come back altered and keep nothing.
+    for (const auto& notText : {FindingID{"dev.npm", "/Users/j\xF6rg/.npm"}, FindingID{"dev.\xC3", ""}}) {
+        const auto added = list.add(notText);
+        ASSERT_FALSE(added);
+        EXPECT_EQ(added.error().message(),
+                  "Die Kennung ist kein gültiger UTF-8-Text und kann nicht behalten werden.");
+        EXPECT_FALSE(list.contains(notText));
+    }
+    EXPECT_EQ(contentsOf(file), before);
     {
         NoFileGrowth noGrowth;
         const auto added = list.add(npmCache);

@@ -25,13 +25,13 @@ TEST(Text, PrintableShowsEverythingThatCouldFakeOrHideALine) {
         {"\x1b[2K\x1b[1A\r  sicher", "\\x1b[2K\\x1b[1A\\r  sicher"},
         {std::string("nul\0end", 7), "nul\\x00end"},
         {"del\x7f\b", "del\\x7f\\x08"},
-        {"\xC2\x85\xC2\x9B", "\\u0085\\u009b"},                               // C1: NEL, CSI
+        {"\xC2\x85\xC2\x9B", "\\u0085\\u009b"}, // C1: NEL, CSI
         {"\u202Etxt.exe\u202C \u2066\u2069\u200F", "\\u202etxt.exe\\u202c \\u2066\\u2069\\u200f"}, // bidi
         {"line\u2028next", "line\\u2028next"},
         {"Gr\xFC\xDF"
          "e",
-         "Gr\\xfc\\xdfe"},        // Latin-1 bytes are not UTF-8
-        {"\xE2\x80", "\\xe2\\x80"}, // a sequence cut short
+         "Gr\\xfc\\xdfe"},                   // Latin-1 bytes are not UTF-8
+        {"\xE2\x80", "\\xe2\\x80"},          // a sequence cut short
         {"\xED\xA0\x80", "\\xed\\xa0\\x80"}, // an encoded surrogate
     };
     for (const auto& [raw, shown] : cases) {
