@@ -9,6 +9,7 @@
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
+#include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -119,7 +120,7 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         out << app.version() << '\n';
         return exitOK;
     } catch (const CLI::ParseError& e) {
-        err << "velmora: " << germanParseError(e) << "\nMehr dazu: velmora --help\n";
+        err << "velmora: " << Text::printable(germanParseError(e)) << "\nMehr dazu: velmora --help\n";
         return exitUsage;
     }
     const auto parsed = app.get_subcommands();
@@ -133,7 +134,7 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     }
     auto setting = resolveSetting(common, environment("VELMORA_DRY_RUN"));
     if (!setting) {
-        err << "velmora: " << setting.error() << "\n";
+        err << "velmora: " << Text::printable(setting.error()) << "\n";
         return exitUsage;
     }
     setting->overrides = overrides;

@@ -64,7 +64,7 @@ public:
     const std::filesystem::path& fileURL() const { return fileURL_; }
     IDs ids() const;
     bool contains(const FindingID& id) const;
-    // As of loading: see Contents::damaged.
+    // As loaded, until a save replaced the file: see Contents::damaged.
     bool isDamaged() const;
     // "<file>.bad", where a damaged file is kept before anything overwrites it.
     std::filesystem::path badCopyURL() const;

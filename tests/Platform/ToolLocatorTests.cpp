@@ -108,35 +108,21 @@ TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
     namespace fs = std::filesystem;
     scratch::ScratchTree tree;
     const auto& root = tree.root();
-    for (const char* tool : {"usr/bin/pkexec", "bin/launchctl", "home/anna/.local/bin/uv"}) {
-        tree.file(tool, "#!/bin/sh\n");
-        ::chmod((root / tool).c_str(), 0755);
-    }
-    fs::create_symlink("/bin/sh", root / "bin/sh");         // a real tool of this machine
-    fs::create_symlink("launchctl", root / "bin/relative"); // stays inside
+    for (const char* tool : {"usr/bin/pkexec", "home/anna/.local/bin/uv"})
+        ::chmod(tree.file(tool, "#!/bin/sh\n").c_str(), 0755);
+    fs::create_symlink("/bin/sh", tree.folder("bin") / "sh"); // a real tool of this machine
+    fs::create_symlink("../usr/bin/pkexec", root / "bin/x");  // stays inside
     const SealedRoot sealed(root.string() + "/");
-
-    const std::vector<std::pair<fs::path, fs::path>> paths{
-        {"/bin/launchctl", root / "bin/launchctl"},
-        {root / "usr/bin/pkexec", root / "usr/bin/pkexec"}, // already inside
-        {"/usr/../../../etc/passwd", root / "etc/passwd"},  // ".." never climbs out
-        {"bin/sh", root / "bin/sh"},
-    };
-    for (const auto& [tool, inside] : paths)
-        EXPECT_EQ(sealed.toolPath(tool), inside) << tool;
-    EXPECT_EQ(SealedRoot("/").toolPath("/bin/launchctl"), fs::path("/bin/launchctl"));
 
     auto scripted = std::make_shared<test::ScriptedCommandRunner>();
     scripted->unscripted(CommandResult{});
     const auto runner = sealed.runner(scripted);
-    for (const char* tool : {"/usr/bin/pkexec", "/bin/relative", "/usr/bin/osascript", "/bin/sh"})
-        (void)runner->run(tool, {}, std::chrono::seconds{1});
-    const std::vector<std::string> started{(root / "usr/bin/pkexec").string(),
-                                           (root / "bin/relative").string(),
-                                           (root / "usr/bin/osascript").string()};
-    EXPECT_EQ(scripted->commandLines(), started); // the link to the real /bin/sh is never started
-    EXPECT_EQ(runner->run("/bin/sh", {}, std::chrono::seconds{1}).error().kind,
-              CommandError::Kind::launchFailed);
+    for (const char* tool : {"/usr/bin/pkexec", "/bin/x", "/usr/../../../etc/x", "bin/launchctl"})
+        EXPECT_TRUE(runner->run(tool, {}, std::chrono::seconds{1})) << tool;
+    EXPECT_FALSE(runner->run("/bin/sh", {}, std::chrono::seconds{1})); // never started
+    EXPECT_EQ(scripted->commandLines(),
+              (std::vector<std::string>{(root / "usr/bin/pkexec").string(), (root / "bin/x").string(),
+                                        (root / "etc/x").string(), (root / "bin/launchctl").string()}));
     EXPECT_EQ(SealedRoot("/").runner(scripted), scripted);
 
     const auto locator = sealed.locator(ToolLocator::live(root / "home/anna", true));
@@ -144,7 +130,4 @@ TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
     EXPECT_EQ(locator.locate("uv"), root / "home/anna/.local/bin/uv");
     EXPECT_EQ(locator.locate("sh"), std::nullopt);  // leads out of the root
     EXPECT_EQ(locator.locate("env"), std::nullopt); // this machine's own /usr/bin/env is not seen
-    EXPECT_TRUE(locator.fileExists("/bin/launchctl"));
-    EXPECT_TRUE(locator.pathVariable().starts_with((root / "opt/homebrew/bin").string() + ":"))
-        << locator.pathVariable();
 }

@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 using namespace velmora;
 using namespace velmora::removaltest;
 using velmora::scratch::present;

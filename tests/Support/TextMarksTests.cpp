@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 using namespace velmora;
 
 TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
@@ -21,18 +19,12 @@ TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
 TEST(Text, PrintableShowsEverythingThatCouldFakeOrHideALine) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"Grüße 日本 a\\b ~/x y", "Grüße 日本 a\\b ~/x y"}, // text and blanks stay as they are
-        {"a\nb\r\tc", "a\\nb\\r\\tc"},
-        {"\x1b[2K\x1b[1A\r  sicher", "\\x1b[2K\\x1b[1A\\r  sicher"},
+        {"a\nb\r\tc\x1b[2K\x1b[1A\x7f\b", "a\\nb\\r\\tc\\x1b[2K\\x1b[1A\\x7f\\x08"},
         {std::string("nul\0end", 7), "nul\\x00end"},
-        {"del\x7f\b", "del\\x7f\\x08"},
-        {"\xC2\x85\xC2\x9B", "\\u0085\\u009b"}, // C1: NEL, CSI
+        {"\xC2\x85\xC2\x9B line\u2028", "\\u0085\\u009b line\\u2028"}, // C1 controls, separator
         {"\u202Etxt.exe\u202C \u2066\u2069\u200F", "\\u202etxt.exe\\u202c \\u2066\\u2069\\u200f"}, // bidi
-        {"line\u2028next", "line\\u2028next"},
-        {"Gr\xFC\xDF"
-         "e",
-         "Gr\\xfc\\xdfe"},                   // Latin-1 bytes are not UTF-8
-        {"\xE2\x80", "\\xe2\\x80"},          // a sequence cut short
-        {"\xED\xA0\x80", "\\xed\\xa0\\x80"}, // an encoded surrogate
+        {"Gr\xFC\xDF!\xE2\x80 \xED\xA0\x80",
+         "Gr\\xfc\\xdf!\\xe2\\x80 \\xed\\xa0\\x80"}, // Latin-1, cut short, surrogate
     };
     for (const auto& [raw, shown] : cases) {
         EXPECT_EQ(Text::printable(raw), shown) << shown;
