@@ -7,31 +7,42 @@
 
 namespace velmora::TrashPrimitives {
 
-std::expected<LocatedItem, TrashError> locate(const std::filesystem::path& item) {
+namespace {
+
+// The error for a failed walk to an item, or with `toTrash` to a Trash folder.
+TrashError walkFailure(const ParentDirectoryError& error, bool toTrash) {
+    switch (error.kind) {
+    case ParentDirectoryError::Kind::invalidPath:
+        return TrashError::make(toTrash ? TrashError::Kind::noTrash : TrashError::Kind::invalidPath);
+    case ParentDirectoryError::Kind::linkOnTheWay:
+        return TrashError::make(TrashError::Kind::unsafeLocation);
+    case ParentDirectoryError::Kind::changed:
+        return TrashError::make(TrashError::Kind::changed);
+    case ParentDirectoryError::Kind::system:
+        break;
+    }
+    if (toTrash)
+        return TrashError::make(TrashError::Kind::noTrash, error.code);
+    if (error.code == ENOENT || error.code == ENOTDIR)
+        return TrashError::make(TrashError::Kind::notFound, error.code);
+    return TrashError::make(TrashError::Kind::system, error.code);
+}
+
+} // namespace
+
+std::expected<ParentDirectory, TrashError> locate(const RemovalTarget& item) {
     auto parent = ParentDirectory::open(item);
-    if (!parent) {
-        switch (parent.error().kind) {
-        case ParentDirectoryError::Kind::invalidPath:
-            return std::unexpected(TrashError::make(TrashError::Kind::invalidPath));
-        case ParentDirectoryError::Kind::parentIsSymlink:
-            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
-        case ParentDirectoryError::Kind::system:
-            break;
-        }
-        const int code = parent.error().code;
-        if (code == ENOENT || code == ENOTDIR)
-            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
-        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
-    }
-    LocatedItem located{std::move(*parent), {}};
-    if (::fstatat(located.parent.fd.get(), located.parent.name.c_str(), &located.status,
-                  AT_SYMLINK_NOFOLLOW) != 0) {
-        const int code = errno;
-        if (code == ENOENT)
-            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
-        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
-    }
-    return located;
+    if (!parent)
+        return std::unexpected(walkFailure(parent.error(), false));
+    return std::move(*parent);
+}
+
+std::expected<UniqueFd, TrashError> openOrMakeFolders(const std::filesystem::path& anchor,
+                                                      const std::filesystem::path& folder) {
+    auto fd = ParentDirectory::openFolder(anchor, folder, 0700);
+    if (!fd)
+        return std::unexpected(walkFailure(fd.error(), true));
+    return std::move(*fd);
 }
 
 std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode) {
@@ -56,7 +67,7 @@ std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* n
     return std::unexpected(TrashError::make(TrashError::Kind::noTrash, code));
 }
 
-std::expected<void, TrashError> requireSameVolume(const LocatedItem& item, int trashFd) {
+std::expected<void, TrashError> requireSameVolume(const ParentDirectory& item, int trashFd) {
     struct stat st {};
     if (::fstat(trashFd, &st) != 0)
         return std::unexpected(TrashError::make(TrashError::Kind::system, errno));
@@ -88,12 +99,12 @@ int renameWithoutReplacing(int fromFd, const char* fromName, int toFd, const cha
     return errno;
 }
 
-TrashError moveFailure(const LocatedItem& item, int code) {
+TrashError moveFailure(const ParentDirectory& item, int code) {
     if (code == EXDEV)
         return TrashError::make(TrashError::Kind::otherVolume, code);
     if (code == ENOENT) {
         struct stat st {};
-        if (::fstatat(item.parent.fd.get(), item.parent.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        if (::fstatat(item.fd.get(), item.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
             return TrashError::make(TrashError::Kind::notFound, code);
     }
     return TrashError::make(TrashError::Kind::system, code);
