@@ -69,16 +69,10 @@ std::expected<std::filesystem::path, TrashError> FreedesktopTrash::moveToTrash(c
     if (!located)
         return std::unexpected(located.error());
 
-    auto dataFd = TrashPrimitives::openOrMakeFolders(anchor_, dataHome_);
-    if (!dataFd)
-        return std::unexpected(dataFd.error());
-    auto trashFd = TrashPrimitives::openOrMakeFolder(dataFd->get(), "Trash", 0700);
-    if (!trashFd)
-        return std::unexpected(trashFd.error());
-    auto filesFd = TrashPrimitives::openOrMakeFolder(trashFd->get(), "files", 0700);
+    auto filesFd = TrashPrimitives::openOrMakeFolders(anchor_, folder_ / "files");
     if (!filesFd)
         return std::unexpected(filesFd.error());
-    auto infoFd = TrashPrimitives::openOrMakeFolder(trashFd->get(), "info", 0700);
+    auto infoFd = TrashPrimitives::openOrMakeFolders(anchor_, folder_ / "info");
     if (!infoFd)
         return std::unexpected(infoFd.error());
     if (auto same = TrashPrimitives::requireSameVolume(*located, filesFd->get()); !same)

@@ -18,11 +18,8 @@ std::expected<std::filesystem::path, TrashError> HomeTrash::moveToTrash(const Re
     if (!located)
         return std::unexpected(located.error());
 
-    // The home folder is configuration and may be reached through links; ".Trash" in it may not.
-    const UniqueFd homeFd(::open(home_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!homeFd)
-        return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-    auto trashFd = TrashPrimitives::openOrMakeFolder(homeFd.get(), ".Trash", 0700);
+    // The home folder is the anchor and may be reached through links; ".Trash" in it may not.
+    auto trashFd = TrashPrimitives::openOrMakeFolders(home_, folder_);
     if (!trashFd)
         return std::unexpected(trashFd.error());
     if (auto same = TrashPrimitives::requireSameVolume(*located, trashFd->get()); !same)

@@ -21,8 +21,9 @@ TrashError walkFailure(const ParentDirectoryError& error, bool toTrash) {
     case ParentDirectoryError::Kind::system:
         break;
     }
+    // A file where a Trash folder belongs needs no system text to explain it.
     if (toTrash)
-        return TrashError::make(TrashError::Kind::noTrash, error.code);
+        return TrashError::make(TrashError::Kind::noTrash, error.code == ENOTDIR ? 0 : error.code);
     if (error.code == ENOENT || error.code == ENOTDIR)
         return TrashError::make(TrashError::Kind::notFound, error.code);
     return TrashError::make(TrashError::Kind::system, error.code);
@@ -43,28 +44,6 @@ std::expected<UniqueFd, TrashError> openOrMakeFolders(const std::filesystem::pat
     if (!fd)
         return std::unexpected(walkFailure(fd.error(), true));
     return std::move(*fd);
-}
-
-std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode) {
-    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    UniqueFd fd(::openat(parentFd, name, flags));
-    if (!fd && errno == ENOENT) {
-        if (::mkdirat(parentFd, name, mode) != 0 && errno != EEXIST)
-            return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-        // Opened again with O_NOFOLLOW: a link planted between mkdirat and here is refused below.
-        fd.reset(::openat(parentFd, name, flags));
-    }
-    if (fd)
-        return fd;
-    const int code = errno;
-    struct stat st {};
-    if (::fstatat(parentFd, name, &st, AT_SYMLINK_NOFOLLOW) == 0) {
-        if (S_ISLNK(st.st_mode))
-            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
-        if (!S_ISDIR(st.st_mode))
-            return std::unexpected(TrashError::make(TrashError::Kind::noTrash));
-    }
-    return std::unexpected(TrashError::make(TrashError::Kind::noTrash, code));
 }
 
 std::expected<void, TrashError> requireSameVolume(const ParentDirectory& item, int trashFd) {

@@ -24,11 +24,6 @@ std::expected<ParentDirectory, TrashError> locate(const RemovalTarget& item);
 std::expected<UniqueFd, TrashError> openOrMakeFolders(const std::filesystem::path& anchor,
                                                       const std::filesystem::path& folder);
 
-// Opens the folder `name` in `parentFd`, creating it with `mode` when it is missing. A symbolic link
-// there (planted to redirect the Trash elsewhere) is refused with unsafeLocation, a non-folder with
-// noTrash; the folder is never followed through a link.
-std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode);
-
 // Fails with otherVolume unless the folder `trashFd` lies on the same file system as the item.
 std::expected<void, TrashError> requireSameVolume(const ParentDirectory& item, int trashFd);
 
