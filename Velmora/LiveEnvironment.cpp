@@ -111,8 +111,9 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
         executor = std::make_shared<AppleScriptPrivilegedExecutor>(runner_);
     } else {
         const auto xdgDataHome = setting_.isLiveRoot() ? std::getenv("XDG_DATA_HOME") : nullptr;
-        trash = std::make_shared<FreedesktopTrash>(FreedesktopTrash::dataHomeFor(setting_.home, xdgDataHome),
-                                                   [] { return std::chrono::system_clock::now(); });
+        trash = std::make_shared<FreedesktopTrash>(
+            FreedesktopTrash::dataHomeFor(setting_.home, xdgDataHome),
+            [] { return std::chrono::system_clock::now(); }, setting_.home);
         executor = std::make_shared<PkexecPrivilegedExecutor>(runner_);
     }
     return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,

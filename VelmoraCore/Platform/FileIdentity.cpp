@@ -22,14 +22,15 @@ FileIdentity::Kind kindOf(unsigned mode) {
     return FileIdentity::Kind::other;
 }
 
-// The identity, or the errno of the failed examination.
-std::expected<FileIdentity, int> examine(const std::filesystem::path& path) {
-    if (path.empty())
+} // namespace
+
+std::expected<FileIdentity, int> FileIdentity::at(int dirFd, const char* name) {
+    if (name == nullptr || *name == '\0')
         return std::unexpected(ENOENT);
 #if defined(__linux__) && defined(STATX_BTIME)
     struct statx sx {};
-    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-                STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
+    if (::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_BTIME, &sx) !=
+        0)
         return std::unexpected(errno);
     FileIdentity identity{::makedev(sx.stx_dev_major, sx.stx_dev_minor), sx.stx_ino, kindOf(sx.stx_mode),
                           std::nullopt};
@@ -38,7 +39,7 @@ std::expected<FileIdentity, int> examine(const std::filesystem::path& path) {
     return identity;
 #else
     struct stat st {};
-    if (::lstat(path.c_str(), &st) != 0)
+    if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
         return std::unexpected(errno);
     FileIdentity identity{static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino),
                           kindOf(st.st_mode), std::nullopt};
@@ -50,17 +51,15 @@ std::expected<FileIdentity, int> examine(const std::filesystem::path& path) {
 #endif
 }
 
-} // namespace
-
 std::optional<FileIdentity> FileIdentity::of(const std::filesystem::path& path) {
-    auto identity = examine(path);
+    auto identity = at(AT_FDCWD, path.c_str());
     if (!identity)
         return std::nullopt;
     return *identity;
 }
 
 std::optional<std::string> FileIdentity::changeReason(const std::filesystem::path& path) const {
-    const auto now = examine(path);
+    const auto now = at(AT_FDCWD, path.c_str());
     if (!now) {
         if (now.error() == ENOENT || now.error() == ENOTDIR)
             return std::string(vanishedText);

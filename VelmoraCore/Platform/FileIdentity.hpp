@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <expected>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ struct FileIdentity {
     // The identity of whatever `path` names, a symbolic link at its end taken as the link itself.
     // Nothing when the path cannot be examined (gone, no permission for a folder above it). Thread-safe.
     static std::optional<FileIdentity> of(const std::filesystem::path& path);
+    // The identity of the entry `name` in the open folder `dirFd` (a link as itself), or the errno of
+    // the failed examination. Thread-safe.
+    static std::expected<FileIdentity, int> at(int dirFd, const char* name);
 
     // Why an item recorded as `this` must not be touched now: `vanishedText` when `path` no longer
     // exists, `changedText` when it names another object, the system's reason when it cannot be

@@ -18,22 +18,6 @@ namespace {
 constexpr std::size_t maxAttempts = 10'000;
 constexpr std::string_view infoExtension = ".trashinfo";
 
-// Makes every missing folder of `path` (mode 0700, as the XDG base directories want it) and opens it.
-std::expected<UniqueFd, TrashError> openDataHome(const std::filesystem::path& path) {
-    if (!path.is_absolute())
-        return std::unexpected(TrashError::make(TrashError::Kind::noTrash));
-    std::filesystem::path partial;
-    for (const auto& part : path) {
-        partial /= part;
-        if (::mkdir(partial.c_str(), 0700) != 0 && errno != EEXIST)
-            return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-    }
-    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!fd)
-        return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-    return fd;
-}
-
 // Writes all of `text` to a freshly created file; 0 or the errno.
 int writeAll(int fd, std::string_view text) {
     while (!text.empty()) {
@@ -58,8 +42,9 @@ std::string recordedPath(const std::filesystem::path& item) {
 
 } // namespace
 
-FreedesktopTrash::FreedesktopTrash(std::filesystem::path dataHome, Clock now)
-    : dataHome_(std::move(dataHome)), folder_(dataHome_ / "Trash"), now_(std::move(now)) {}
+FreedesktopTrash::FreedesktopTrash(std::filesystem::path dataHome, Clock now, std::filesystem::path anchor)
+    : dataHome_(std::move(dataHome)), folder_(dataHome_ / "Trash"), now_(std::move(now)),
+      anchor_(std::move(anchor)) {}
 
 std::filesystem::path FreedesktopTrash::dataHomeFor(const std::filesystem::path& home,
                                                     const char* xdgDataHome) {
@@ -79,29 +64,22 @@ std::string FreedesktopTrash::trashInfoText(const std::filesystem::path& origina
     return "[Trash Info]\nPath=" + percentEncodedPath(original) + "\nDeletionDate=" + date + "\n";
 }
 
-std::expected<std::filesystem::path, TrashError>
-FreedesktopTrash::moveToTrash(const std::filesystem::path& item) {
+std::expected<std::filesystem::path, TrashError> FreedesktopTrash::moveToTrash(const RemovalTarget& item) {
     auto located = TrashPrimitives::locate(item);
     if (!located)
         return std::unexpected(located.error());
 
-    auto dataFd = openDataHome(dataHome_);
-    if (!dataFd)
-        return std::unexpected(dataFd.error());
-    auto trashFd = TrashPrimitives::openOrMakeFolder(dataFd->get(), "Trash", 0700);
-    if (!trashFd)
-        return std::unexpected(trashFd.error());
-    auto filesFd = TrashPrimitives::openOrMakeFolder(trashFd->get(), "files", 0700);
+    auto filesFd = TrashPrimitives::openOrMakeFolders(anchor_, folder_ / "files");
     if (!filesFd)
         return std::unexpected(filesFd.error());
-    auto infoFd = TrashPrimitives::openOrMakeFolder(trashFd->get(), "info", 0700);
+    auto infoFd = TrashPrimitives::openOrMakeFolders(anchor_, folder_ / "info");
     if (!infoFd)
         return std::unexpected(infoFd.error());
     if (auto same = TrashPrimitives::requireSameVolume(*located, filesFd->get()); !same)
         return std::unexpected(same.error());
 
-    const std::string info = trashInfoText(recordedPath(item), now_());
-    const std::string& name = located->parent.name;
+    const std::string info = trashInfoText(recordedPath(item.path), now_());
+    const std::string& name = located->name;
     for (std::size_t attempt = 1; attempt <= maxAttempts; ++attempt) {
         const std::string candidate = trashCandidateName(name, attempt, 255 - infoExtension.size());
         const std::string infoName = candidate + std::string(infoExtension);
@@ -121,7 +99,7 @@ FreedesktopTrash::moveToTrash(const std::filesystem::path& item) {
             dropInfo();
             return std::unexpected(TrashError::make(TrashError::Kind::system, code));
         }
-        code = TrashPrimitives::renameWithoutReplacing(located->parent.fd.get(), name.c_str(), filesFd->get(),
+        code = TrashPrimitives::renameWithoutReplacing(located->fd.get(), name.c_str(), filesFd->get(),
                                                        candidate.c_str());
         if (code == 0)
             return folder_ / "files" / candidate;

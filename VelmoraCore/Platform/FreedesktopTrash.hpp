@@ -17,10 +17,11 @@ public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
 
     // `dataHome` is the user's data folder (see dataHomeFor); the Trash is "dataHome/Trash". `now`
-    // dates each deletion (local time, as the desktops write it). Missing folders are made with mode
-    // 0700. The optional "directorysizes" cache is not written: the desktops measure a folder that is
+    // dates each deletion (local time, as the desktops write it). The Trash is reached from `anchor`
+    // (the home folder) without following a link, and missing folders are made with mode 0700 on the
+    // way. The optional "directorysizes" cache is not written: the desktops measure a folder that is
     // not in it themselves.
-    FreedesktopTrash(std::filesystem::path dataHome, Clock now);
+    FreedesktopTrash(std::filesystem::path dataHome, Clock now, std::filesystem::path anchor = "/");
 
     // $XDG_DATA_HOME when it is set to an absolute path (the environment's value is passed in, null when
     // unset), otherwise "home/.local/share".
@@ -36,7 +37,7 @@ public:
     // its name when free, else trashCandidateName's attempts 2, 3, … ("a.txt" → "a 2.txt"); a name is
     // shortened so that "<name>.trashinfo" fits the 255-byte limit. Thread-safe, also against other
     // programs using the same Trash.
-    std::expected<std::filesystem::path, TrashError> moveToTrash(const std::filesystem::path& item) override;
+    std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& item) override;
 
     const std::filesystem::path& folder() const { return folder_; }
 
@@ -44,6 +45,7 @@ private:
     std::filesystem::path dataHome_;
     std::filesystem::path folder_;
     Clock now_;
+    std::filesystem::path anchor_;
 };
 
 } // namespace velmora

@@ -13,25 +13,22 @@ constexpr std::size_t maxAttempts = 10'000;
 
 HomeTrash::HomeTrash(std::filesystem::path home) : home_(std::move(home)), folder_(home_ / ".Trash") {}
 
-std::expected<std::filesystem::path, TrashError> HomeTrash::moveToTrash(const std::filesystem::path& item) {
+std::expected<std::filesystem::path, TrashError> HomeTrash::moveToTrash(const RemovalTarget& item) {
     auto located = TrashPrimitives::locate(item);
     if (!located)
         return std::unexpected(located.error());
 
-    // The home folder is configuration and may be reached through links; ".Trash" in it may not.
-    const UniqueFd homeFd(::open(home_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!homeFd)
-        return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-    auto trashFd = TrashPrimitives::openOrMakeFolder(homeFd.get(), ".Trash", 0700);
+    // The home folder is the anchor and may be reached through links; ".Trash" in it may not.
+    auto trashFd = TrashPrimitives::openOrMakeFolders(home_, folder_);
     if (!trashFd)
         return std::unexpected(trashFd.error());
     if (auto same = TrashPrimitives::requireSameVolume(*located, trashFd->get()); !same)
         return std::unexpected(same.error());
 
-    const std::string& name = located->parent.name;
+    const std::string& name = located->name;
     for (std::size_t attempt = 1; attempt <= maxAttempts; ++attempt) {
         const std::string candidate = trashCandidateName(name, attempt);
-        const int code = TrashPrimitives::renameWithoutReplacing(located->parent.fd.get(), name.c_str(),
+        const int code = TrashPrimitives::renameWithoutReplacing(located->fd.get(), name.c_str(),
                                                                  trashFd->get(), candidate.c_str());
         if (code == 0)
             return folder_ / candidate;

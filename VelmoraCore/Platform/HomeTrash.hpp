@@ -17,7 +17,7 @@ public:
     // See Trash. The name is the item's own, else the first free of trashCandidateName's attempts
     // 2, 3, … ("a.txt" → "a 2.txt"). Finder's other style, a time of day appended, is not used: numbers
     // stay unique within one second and sort the way the user expects. Thread-safe.
-    std::expected<std::filesystem::path, TrashError> moveToTrash(const std::filesystem::path& item) override;
+    std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& item) override;
 
     const std::filesystem::path& folder() const { return folder_; }
 

@@ -1,5 +1,6 @@
 #include "Platform/Trash.hpp"
 
+#include "Platform/FileIdentity.hpp"
 #include "Platform/SystemErrorText.hpp"
 
 namespace velmora {
@@ -23,6 +24,9 @@ TrashError TrashError::make(Kind kind, int code) {
         break;
     case Kind::unsafeLocation:
         message = unsafeTrashText;
+        break;
+    case Kind::changed:
+        message = changedSinceScanText;
         break;
     case Kind::nameUnavailable:
         message = noFreeNameText;

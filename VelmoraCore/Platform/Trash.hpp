@@ -2,6 +2,8 @@
 // HomeTrash (the macOS layout, ~/.Trash) and FreedesktopTrash (the Linux desktops' Trash).
 #pragma once
 
+#include "Platform/RemovalTarget.hpp"
+
 #include <cstddef>
 #include <expected>
 #include <filesystem>
@@ -16,7 +18,8 @@ struct TrashError {
         notFound,        // the item (or its folder) is gone
         otherVolume,     // the item lies on another file system than the Trash; nothing was moved
         noTrash,         // the Trash folder is missing and cannot be made, or is not a folder
-        unsafeLocation,  // the Trash folder or the item's folder is a symbolic link; refused
+        unsafeLocation,  // the Trash folder or a folder on the way to the item is a symbolic link
+        changed,         // the item is not the object the target recorded; nothing was moved
         nameUnavailable, // no free name in the Trash (all candidates taken)
         system,          // any other failure of the system; `code` says which
     };
@@ -37,7 +40,8 @@ inline constexpr std::string_view noTrashText = "Kein Papierkorb vorhanden";
 inline constexpr std::string_view trashNotFoundText = "Objekt existiert nicht mehr";
 inline constexpr std::string_view invalidTrashPathText = "Ungültiger Pfad – nicht angefasst";
 inline constexpr std::string_view unsafeTrashText =
-    "Papierkorb oder Ordner des Objekts ist ein symbolischer Link – aus Sicherheitsgründen nicht benutzt";
+    "Papierkorb oder ein Ordner auf dem Weg zum Objekt ist ein "
+    "symbolischer Link – aus Sicherheitsgründen nicht benutzt";
 inline constexpr std::string_view noFreeNameText = "Im Papierkorb ist kein freier Name zu finden";
 
 class Trash {
@@ -45,14 +49,14 @@ public:
     virtual ~Trash() = default;
 
     // Moves `item` (a file, a folder with all it holds, or a symbolic link as the link itself) into the
-    // Trash and returns where it now lies. The move is one rename: it either happens completely or not
-    // at all, and the item is never copied and never deleted instead of being moved (an item on
-    // another volume fails with `otherVolume`). An existing entry in the Trash is never replaced; a
-    // clashing name gets a number. On failure nothing was changed (the item stays where it was).
-    // Thread-safe: concurrent calls, also from other programs using the same Trash, never pick the
-    // same name.
-    virtual std::expected<std::filesystem::path, TrashError>
-    moveToTrash(const std::filesystem::path& item) = 0;
+    // Trash and returns where it now lies. The item is reached from its anchor without following a
+    // link and must still be the object it records; it is renamed relative to the folder so reached. The move
+    // is one rename: it either happens completely or not at all, and the item is never copied and never
+    // deleted instead of being moved (an item on another volume fails with `otherVolume`). An existing entry
+    // in the Trash is never replaced; a clashing name gets a number. On failure nothing was changed (the item
+    // stays where it was). Thread-safe: concurrent calls, also from other programs using the same Trash,
+    // never pick the same name.
+    virtual std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& item) = 0;
 };
 
 // The name the `attempt`-th try gives to `name` in the Trash, Finder-style: attempt 1 is the name

@@ -7,56 +7,46 @@
 
 namespace velmora::TrashPrimitives {
 
-std::expected<LocatedItem, TrashError> locate(const std::filesystem::path& item) {
+namespace {
+
+// The error for a failed walk to an item, or with `toTrash` to a Trash folder.
+TrashError walkFailure(const ParentDirectoryError& error, bool toTrash) {
+    switch (error.kind) {
+    case ParentDirectoryError::Kind::invalidPath:
+        return TrashError::make(toTrash ? TrashError::Kind::noTrash : TrashError::Kind::invalidPath);
+    case ParentDirectoryError::Kind::linkOnTheWay:
+        return TrashError::make(TrashError::Kind::unsafeLocation);
+    case ParentDirectoryError::Kind::changed:
+        return TrashError::make(TrashError::Kind::changed);
+    case ParentDirectoryError::Kind::system:
+        break;
+    }
+    // A file where a Trash folder belongs needs no system text to explain it.
+    if (toTrash)
+        return TrashError::make(TrashError::Kind::noTrash, error.code == ENOTDIR ? 0 : error.code);
+    if (error.code == ENOENT || error.code == ENOTDIR)
+        return TrashError::make(TrashError::Kind::notFound, error.code);
+    return TrashError::make(TrashError::Kind::system, error.code);
+}
+
+} // namespace
+
+std::expected<ParentDirectory, TrashError> locate(const RemovalTarget& item) {
     auto parent = ParentDirectory::open(item);
-    if (!parent) {
-        switch (parent.error().kind) {
-        case ParentDirectoryError::Kind::invalidPath:
-            return std::unexpected(TrashError::make(TrashError::Kind::invalidPath));
-        case ParentDirectoryError::Kind::parentIsSymlink:
-            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
-        case ParentDirectoryError::Kind::system:
-            break;
-        }
-        const int code = parent.error().code;
-        if (code == ENOENT || code == ENOTDIR)
-            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
-        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
-    }
-    LocatedItem located{std::move(*parent), {}};
-    if (::fstatat(located.parent.fd.get(), located.parent.name.c_str(), &located.status,
-                  AT_SYMLINK_NOFOLLOW) != 0) {
-        const int code = errno;
-        if (code == ENOENT)
-            return std::unexpected(TrashError::make(TrashError::Kind::notFound, code));
-        return std::unexpected(TrashError::make(TrashError::Kind::system, code));
-    }
-    return located;
+    if (!parent)
+        return std::unexpected(walkFailure(parent.error(), false));
+    return std::move(*parent);
 }
 
-std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode) {
-    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    UniqueFd fd(::openat(parentFd, name, flags));
-    if (!fd && errno == ENOENT) {
-        if (::mkdirat(parentFd, name, mode) != 0 && errno != EEXIST)
-            return std::unexpected(TrashError::make(TrashError::Kind::noTrash, errno));
-        // Opened again with O_NOFOLLOW: a link planted between mkdirat and here is refused below.
-        fd.reset(::openat(parentFd, name, flags));
-    }
-    if (fd)
-        return fd;
-    const int code = errno;
-    struct stat st {};
-    if (::fstatat(parentFd, name, &st, AT_SYMLINK_NOFOLLOW) == 0) {
-        if (S_ISLNK(st.st_mode))
-            return std::unexpected(TrashError::make(TrashError::Kind::unsafeLocation));
-        if (!S_ISDIR(st.st_mode))
-            return std::unexpected(TrashError::make(TrashError::Kind::noTrash));
-    }
-    return std::unexpected(TrashError::make(TrashError::Kind::noTrash, code));
+std::expected<UniqueFd, TrashError> openOrMakeFolders(const std::filesystem::path& anchor,
+                                                      const std::filesystem::path& folder) {
+    auto fd = ParentDirectory::openFolder(anchor, folder, 0700);
+    if (!fd)
+        return std::unexpected(walkFailure(fd.error(), true));
+    return std::move(*fd);
 }
 
-std::expected<void, TrashError> requireSameVolume(const LocatedItem& item, int trashFd) {
+std::expected<void, TrashError> requireSameVolume(const ParentDirectory& item, int trashFd) {
     struct stat st {};
     if (::fstat(trashFd, &st) != 0)
         return std::unexpected(TrashError::make(TrashError::Kind::system, errno));
@@ -88,12 +78,12 @@ int renameWithoutReplacing(int fromFd, const char* fromName, int toFd, const cha
     return errno;
 }
 
-TrashError moveFailure(const LocatedItem& item, int code) {
+TrashError moveFailure(const ParentDirectory& item, int code) {
     if (code == EXDEV)
         return TrashError::make(TrashError::Kind::otherVolume, code);
     if (code == ENOENT) {
         struct stat st {};
-        if (::fstatat(item.parent.fd.get(), item.parent.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        if (::fstatat(item.fd.get(), item.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
             return TrashError::make(TrashError::Kind::notFound, code);
     }
     return TrashError::make(TrashError::Kind::system, code);

@@ -1,6 +1,7 @@
 // The system calls both Trash layouts are built from, wrapped once so that each returns a value or a
-// TrashError and no caller reads errno: locating the item, opening Trash folders without following a
-// planted link, and a rename that never replaces what is already in the Trash.
+// TrashError and no caller reads errno: locating the item (still the recorded object, reached without
+// following a link), opening Trash folders likewise, and a rename that never replaces what is already
+// in the Trash.
 #pragma once
 
 #include "Platform/ParentDirectory.hpp"
@@ -14,22 +15,17 @@
 
 namespace velmora::TrashPrimitives {
 
-struct LocatedItem {
-    ParentDirectory parent;
-    struct stat status {}; // of the item itself (lstat: a link is not followed)
-};
+// Opens the item's folder and examines the item (see ParentDirectory::open); fails with notFound when
+// the item is gone, with changed when it is not the recorded object.
+std::expected<ParentDirectory, TrashError> locate(const RemovalTarget& item);
 
-// Opens the item's folder (see ParentDirectory) and examines the item; fails with notFound when the
-// item is gone.
-std::expected<LocatedItem, TrashError> locate(const std::filesystem::path& item);
-
-// Opens the folder `name` in `parentFd`, creating it with `mode` when it is missing. A symbolic link
-// there (planted to redirect the Trash elsewhere) is refused with unsafeLocation, a non-folder with
-// noTrash; the folder is never followed through a link.
-std::expected<UniqueFd, TrashError> openOrMakeFolder(int parentFd, const char* name, mode_t mode);
+// Opens the folder `folder` below `anchor` (see ParentDirectory::openFolder), making what is missing
+// with mode 0700; a link on the way is refused with unsafeLocation.
+std::expected<UniqueFd, TrashError> openOrMakeFolders(const std::filesystem::path& anchor,
+                                                      const std::filesystem::path& folder);
 
 // Fails with otherVolume unless the folder `trashFd` lies on the same file system as the item.
-std::expected<void, TrashError> requireSameVolume(const LocatedItem& item, int trashFd);
+std::expected<void, TrashError> requireSameVolume(const ParentDirectory& item, int trashFd);
 
 // Renames `fromName` in `fromFd` to `toName` in `toFd`, but only if `toName` does not exist yet;
 // returns 0 or the errno (EEXIST when the name is taken, EXDEV across file systems).
@@ -37,6 +33,6 @@ int renameWithoutReplacing(int fromFd, const char* fromName, int toFd, const cha
 
 // The error for a failed rename of `item`: otherVolume for EXDEV, notFound when the item is gone,
 // the system's reason otherwise.
-TrashError moveFailure(const LocatedItem& item, int code);
+TrashError moveFailure(const ParentDirectory& item, int code);
 
 } // namespace velmora::TrashPrimitives

@@ -1,12 +1,12 @@
 #include "Platform/TreeDeleter.hpp"
 
+#include "Platform/FolderNames.hpp"
 #include "Platform/ParentDirectory.hpp"
 #include "Platform/SystemErrorText.hpp"
 #include "Platform/UniqueFd.hpp"
 #include "Support/Text.hpp"
 
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
@@ -48,37 +48,6 @@ std::optional<std::uint64_t> mountOf(int fd) {
     (void)fd;
 #endif
     return std::nullopt;
-}
-
-// All names in the open folder `fd` except "." and "..", or the errno of a failed read.
-std::expected<std::vector<std::string>, int> listNames(int fd) {
-    // fdopendir takes over the descriptor it is given; the folder's own one stays with its frame.
-    const int copy = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
-    if (copy < 0)
-        return std::unexpected(errno);
-    DIR* dir = ::fdopendir(copy);
-    if (dir == nullptr) {
-        const int code = errno;
-        ::close(copy);
-        return std::unexpected(code);
-    }
-    std::vector<std::string> names;
-    int code = 0;
-    for (;;) {
-        errno = 0;
-        const dirent* entry = ::readdir(dir);
-        if (entry == nullptr) {
-            code = errno;
-            break;
-        }
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
-    }
-    ::closedir(dir);
-    if (code != 0)
-        return std::unexpected(code);
-    return names;
 }
 
 struct Frame {
@@ -197,7 +166,7 @@ private:
     // Lists an opened folder (the item itself when `isItem`, else one in the folder on top) and pushes
     // it; false when it could not be listed.
     bool enter(UniqueFd fd, const std::string& name, const struct stat& st, bool isItem) {
-        auto names = listNames(fd.get());
+        auto names = folderNames(fd.get());
         if (!names) {
             // It stays, and so does everything above it.
             if (isItem)
@@ -370,7 +339,7 @@ std::string shownPath(const std::filesystem::path& where) {
 
 TreeDeleter::TreeDeleter(Observer observer) : observer_(std::move(observer)) {}
 
-std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const std::filesystem::path& item,
+std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const RemovalTarget& item,
                                                             std::stop_token stop) const {
     using Kind = DeleteError::Kind;
     auto parent = ParentDirectory::open(item);
@@ -379,9 +348,11 @@ std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const std::filesyste
         case ParentDirectoryError::Kind::invalidPath:
             return std::unexpected(
                 errorBeforeTouching(Kind::invalidPath, 0, std::string(invalidDeletePathText)));
-        case ParentDirectoryError::Kind::parentIsSymlink:
+        case ParentDirectoryError::Kind::linkOnTheWay:
             return std::unexpected(
                 errorBeforeTouching(Kind::unsafeLocation, 0, std::string(unsafeFolderText)));
+        case ParentDirectoryError::Kind::changed:
+            return std::unexpected(errorBeforeTouching(Kind::changed, 0, std::string(changedSinceScanText)));
         case ParentDirectoryError::Kind::system:
             break;
         }
@@ -393,14 +364,7 @@ std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const std::filesyste
     if (stop.stop_requested())
         return std::unexpected(errorBeforeTouching(Kind::cancelled, 0, std::string(cancelledText)));
 
-    struct stat st {};
-    if (::fstatat(parent->fd.get(), parent->name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-        const int code = errno;
-        if (code == ENOENT)
-            return std::unexpected(errorBeforeTouching(Kind::notFound, code, systemErrorText(code)));
-        return std::unexpected(errorBeforeTouching(Kind::system, code, systemErrorText(code)));
-    }
-
+    const struct stat& st = parent->status;
     Walk walk(parent->fd.get(), observer_, stop);
     if (S_ISDIR(st.st_mode))
         walk.removeFolder(parent->name, st);

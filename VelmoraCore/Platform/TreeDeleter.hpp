@@ -3,6 +3,8 @@
 // followed, no other volume entered, and a folder swapped for a link during the walk is not entered.
 #pragma once
 
+#include "Platform/RemovalTarget.hpp"
+
 #include <cstdint>
 #include <expected>
 #include <filesystem>
@@ -26,7 +28,8 @@ struct DeleteError {
     enum class Kind {
         invalidPath,    // not an absolute path naming an item; nothing was touched
         notFound,       // the item does not exist (any more); nothing was touched
-        unsafeLocation, // the item's folder is a symbolic link; nothing was touched
+        unsafeLocation, // a folder on the way to the item is a symbolic link; nothing was touched
+        changed,        // the item is not the object the target recorded; nothing was touched
         system,         // the item's folder could not be opened or the item not examined; nothing touched
         failed,         // some entries (perhaps all) could not be removed; everything else was
         cancelled,      // the stop token was triggered; what was removed so far is gone
@@ -46,7 +49,7 @@ inline constexpr std::string_view itemIsMountPointText =
 inline constexpr std::string_view swappedText = "Wurde während des Löschens ausgetauscht – nicht angefasst";
 inline constexpr std::string_view movedText = "Ordner wurde während des Löschens verschoben – abgebrochen";
 inline constexpr std::string_view unsafeFolderText =
-    "Der Ordner des Objekts ist ein symbolischer Link – nicht angefasst";
+    "Ein Ordner auf dem Weg zum Objekt ist ein symbolischer Link – nicht angefasst";
 inline constexpr std::string_view invalidDeletePathText = "Ungültiger Pfad – nicht angefasst";
 inline constexpr std::string_view cancelledText = "Abgebrochen";
 
@@ -61,8 +64,9 @@ public:
 
     explicit TreeDeleter(Observer observer = {});
 
-    // Removes `item`. Its folder is opened as ParentDirectory does (no link at that place), the item is
-    // named relative to it, so a link as the item is removed as the link. A folder is walked
+    // Removes `item`. Its folder is reached from the item's anchor as ParentDirectory does (no link on
+    // the way), the item must still be the object it records and is named relative to that folder, so
+    // a link as the item is removed as the link. A folder is walked
     // depth-first with an explicit stack (any depth; at most a few dozen descriptors open, deeper
     // folders are reopened through ".." and checked to be the same folder); each folder is opened
     // with O_NOFOLLOW and must have the device and inode seen when it was listed, else it is left
@@ -71,7 +75,7 @@ public:
     // leaves that entry and the folders above it, everything else is removed, and the result is
     // `failed` with the first failure. An entry that vanished meanwhile is no failure.
     // Thread-safe (no shared state); the observer runs on the calling thread.
-    std::expected<DeleteStats, DeleteError> remove(const std::filesystem::path& item,
+    std::expected<DeleteStats, DeleteError> remove(const RemovalTarget& item,
                                                    std::stop_token stop = {}) const;
 
 private:

@@ -9,12 +9,14 @@ namespace velmora {
 
 class DeleteRemover final : public FileRemover {
 public:
-    explicit DeleteRemover(SafetyCheck safety, TreeDeleter deleter = TreeDeleter());
+    explicit DeleteRemover(std::shared_ptr<const SafetyGuard> guard, TreeDeleter deleter = TreeDeleter());
 
 private:
     // A deletion that removed only part of a folder fails with the first entry that stayed; one that
-    // was stopped midway is `cancelled` (what went so far is gone).
-    ItemOutcome apply(const PlannedItem& planned, std::stop_token stop) override;
+    // was stopped midway is `cancelled` (what went so far is gone); an item that is no longer the
+    // recorded object is skipped untouched.
+    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size,
+                      std::stop_token stop) override;
 
     TreeDeleter deleter_;
 };

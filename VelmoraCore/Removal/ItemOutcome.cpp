@@ -18,7 +18,9 @@ std::optional<std::string> ItemOutcome::reason() const {
 
 std::string ItemOutcome::text() const {
     return std::visit(Overloaded{
-                          [](const Removed&) -> std::string { return "entfernt"; },
+                          [](const Removed& r) -> std::string {
+                              return r.note ? "entfernt – " + *r.note : std::string("entfernt");
+                          },
                           [](const Skipped& s) -> std::string { return "übersprungen: " + s.reason; },
                           [](const Failed& f) -> std::string { return "fehlgeschlagen: " + f.reason; },
                           [](const Cancelled&) -> std::string { return "abgebrochen"; },

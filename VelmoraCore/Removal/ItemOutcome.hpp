@@ -13,6 +13,8 @@ namespace velmora {
 struct ItemOutcome {
     struct Removed {
         std::optional<std::int64_t> size; // the item's recorded size, when it was known
+        // What the user should know although the item went, e.g. which entries in it had to stay.
+        std::optional<std::string> note;
         bool operator==(const Removed&) const = default;
     };
     struct Skipped {
@@ -31,7 +33,10 @@ struct ItemOutcome {
 
     bool operator==(const ItemOutcome&) const = default;
 
-    static ItemOutcome removed(std::optional<std::int64_t> size = std::nullopt) { return {Removed{size}}; }
+    static ItemOutcome removed(std::optional<std::int64_t> size = std::nullopt,
+                               std::optional<std::string> note = std::nullopt) {
+        return {Removed{size, std::move(note)}};
+    }
     static ItemOutcome skipped(std::string reason) { return {Skipped{std::move(reason)}}; }
     static ItemOutcome failed(std::string reason) { return {Failed{std::move(reason)}}; }
     static ItemOutcome cancelled() { return {Cancelled{}}; }
@@ -44,8 +49,8 @@ struct ItemOutcome {
     // The reason of a skipped or failed item; nothing for the other two cases.
     std::optional<std::string> reason() const;
 
-    // A short German line for lists and the command line: "entfernt", "übersprungen: Trockenlauf",
-    // "fehlgeschlagen: Exit 5", "abgebrochen".
+    // A short German line for lists and the command line: "entfernt" (with a note "entfernt – <note>"),
+    // "übersprungen: Trockenlauf", "fehlgeschlagen: Exit 5", "abgebrochen".
     std::string text() const;
 };
 

@@ -68,8 +68,8 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
         safety = [guard](const std::filesystem::path& path) { return guard->check(path); };
     }
     Services services;
-    services.trash = std::make_shared<TrashRemover>(std::move(trash), safety, std::move(onTrashed));
-    services.delete_ = std::make_shared<DeleteRemover>(safety);
+    services.trash = std::make_shared<TrashRemover>(std::move(trash), guard, std::move(onTrashed));
+    services.delete_ = std::make_shared<DeleteRemover>(guard);
     services.tool = std::make_shared<ToolRemover>(std::move(commands), std::move(tools), runningApps);
     // Without an executor no admin step can run; the admin items then fail instead of crashing the run.
     if (executor)

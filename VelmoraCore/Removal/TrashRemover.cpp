@@ -10,23 +10,27 @@ namespace {
 constexpr std::string_view logCategory = "trash";
 } // namespace
 
-TrashRemover::TrashRemover(std::shared_ptr<Trash> trash, SafetyCheck safety, OnTrashed onTrashed)
-    : FileRemover(std::move(safety), logCategory), trash_(std::move(trash)),
-      onTrashed_(std::move(onTrashed)) {}
+TrashRemover::TrashRemover(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
+                           OnTrashed onTrashed)
+    : FileRemover(std::move(guard), logCategory), trash_(std::move(trash)), onTrashed_(std::move(onTrashed)) {
+}
 
-ItemOutcome TrashRemover::apply(const PlannedItem& planned, std::stop_token) {
-    const auto& url = *planned.item.url;
+ItemOutcome TrashRemover::apply(const RemovalTarget& target, std::optional<std::int64_t> size,
+                                std::stop_token) {
+    const auto& url = target.path;
     if (!trash_)
         return ItemOutcome::failed(std::string(noTrashText));
-    const auto moved = trash_->moveToTrash(url);
+    const auto moved = trash_->moveToTrash(target);
     if (!moved) {
         Log::error(logCategory, fmt::format("could not trash {}: {}", url.string(), moved.error().message));
+        if (moved.error().kind == TrashError::Kind::changed)
+            return ItemOutcome::skipped(moved.error().message);
         return ItemOutcome::failed(moved.error().message);
     }
     Log::info(logCategory, fmt::format("trashed {} as {}", url.string(), moved->string()));
     if (onTrashed_)
         onTrashed_(url);
-    return ItemOutcome::removed(planned.item.size);
+    return ItemOutcome::removed(size);
 }
 
 } // namespace velmora

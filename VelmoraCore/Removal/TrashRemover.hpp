@@ -17,10 +17,13 @@ public:
     // removing thread.
     using OnTrashed = std::function<void(const std::filesystem::path&)>;
 
-    TrashRemover(std::shared_ptr<Trash> trash, SafetyCheck safety, OnTrashed onTrashed = {});
+    TrashRemover(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
+                 OnTrashed onTrashed = {});
 
 private:
-    ItemOutcome apply(const PlannedItem& planned, std::stop_token stop) override;
+    // An item that is no longer the recorded object is skipped; every other refusal of the Trash fails.
+    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size,
+                      std::stop_token stop) override;
 
     std::shared_ptr<Trash> trash_;
     OnTrashed onTrashed_;

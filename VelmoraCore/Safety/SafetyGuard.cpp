@@ -161,6 +161,11 @@ bool matchesCredentialPattern(const std::string& component) {
                        [&](const char* pattern) { return fnmatch(pattern, component.c_str(), 0) == 0; });
 }
 
+// For a component that is lower-cased already.
+bool isCredentialComponent(const std::string& component) {
+    return matchesCredentialPattern(component) || matchesCredentialPattern(Text::removingMarks(component));
+}
+
 bool keepsItsReasonWhenResolved(std::string_view reason) {
     return reason == SafetyReason::credentials || reason == SafetyReason::homebrewOnly;
 }
@@ -258,6 +263,9 @@ SafetyGuard::SafetyGuard(const Setup& setup) : layout_(setup.layout), rootPrefix
         return lowered(*parts);
     };
 
+    realHome_ = rootParts_;
+    for (auto& part : collapsed(splitPath(setup.home.string())))
+        realHome_.push_back(std::move(part));
     const auto home = resolvedLower(setup.home);
     if (!home)
         return;
@@ -377,11 +385,10 @@ std::optional<std::string> SafetyGuard::check(const std::filesystem::path& path)
         return std::string(SafetyReason::unresolvable);
 
     // Lexically first: the real path must stay below the root, even after its "..".
-    const auto real = collapsed(splitPath(text));
-    if (!startsWith(real, rootParts_))
+    const auto logical = logicalComponents(text);
+    if (!logical)
         return std::string(SafetyReason::outsideAllowedFolders);
-    const Components logicalRaw(real.begin() + static_cast<std::ptrdiff_t>(rootParts_.size()), real.end());
-    const auto lexical = normalisedComponents(logicalRaw, layout_);
+    const auto& lexical = *logical;
     const auto lexicalLower = lowered(lexical);
     if (auto reason = rulesCheck(lexicalLower))
         return std::string(*reason);
@@ -410,6 +417,41 @@ std::optional<std::string> SafetyGuard::check(const std::filesystem::path& path)
             return std::string(keepsItsReasonWhenResolved(*reason) ? *reason : SafetyReason::symlinkLeadsOut);
     }
     return std::nullopt;
+}
+
+std::optional<SafetyGuard::Components> SafetyGuard::logicalComponents(const std::string& text) const {
+    const auto real = collapsed(splitPath(text));
+    if (!startsWith(real, rootParts_))
+        return std::nullopt;
+    const Components logicalRaw(real.begin() + static_cast<std::ptrdiff_t>(rootParts_.size()), real.end());
+    return normalisedComponents(logicalRaw, layout_);
+}
+
+std::filesystem::path SafetyGuard::anchorFor(const std::filesystem::path& path) const {
+    const auto parts = collapsed(splitPath(path.string()));
+    if (realHome_.size() > rootParts_.size() && parts.size() > realHome_.size() &&
+        startsWith(parts, realHome_))
+        return joined(realHome_, realHome_.size());
+    if (layout_ == PlatformLayout::macOS && parts.size() > rootParts_.size() + 1 &&
+        startsWith(parts, rootParts_)) {
+        const auto& top = parts[rootParts_.size()];
+        if (top == "var" || top == "tmp" || top == "etc")
+            return joined(parts, rootParts_.size() + 1);
+    }
+    return joined(rootParts_, rootParts_.size());
+}
+
+bool SafetyGuard::liesInCredentialToolFolder(const std::filesystem::path& path) const {
+    const auto logical = logicalComponents(path.string());
+    if (!isValid_ || !logical)
+        return false;
+    const auto parts = lowered(*logical);
+    return parts.size() > homeParts_.size() + 1 && startsWith(parts, homeParts_) &&
+           contains(toolFoldersWithCredentials, parts[homeParts_.size()]);
+}
+
+bool SafetyGuard::isCredentialName(std::string_view name) {
+    return isCredentialComponent(lowerComponent(name));
 }
 
 SafetyVerdict SafetyGuard::verdict(const std::filesystem::path& path) const {
@@ -490,7 +532,7 @@ std::optional<std::string_view> SafetyGuard::homeRules(const Components& parts, 
     if (remaining == 1)
         return SafetyReason::credentials;
     for (std::size_t i = first + 1; i < parts.size(); ++i)
-        if (matchesCredentialPattern(parts[i]) || matchesCredentialPattern(Text::removingMarks(parts[i])))
+        if (isCredentialComponent(parts[i]))
             return SafetyReason::credentials;
     return std::nullopt;
 }

@@ -63,6 +63,18 @@ public:
     // resolution fails (a loop, a denied lookup, or not even the first component exists).
     std::optional<Components> resolve(std::string_view logicalPath) const;
 
+    // The trusted folder a removal of the real path `path` walks down from without following a link:
+    // the home folder for what lies in it, else the root prefix (with the macOS layout /var, /tmp and
+    // /etc below it, the system's own links into /private).
+    std::filesystem::path anchorFor(const std::filesystem::path& path) const;
+    // True when the real path `path` lies inside one of the tool folders in the home that hold
+    // credential files (.codex, .gemini, .copilot): entries named like credentials below it stay even
+    // when their folder goes.
+    bool liesInCredentialToolFolder(const std::filesystem::path& path) const;
+    // True when one name (a single path component) looks like a credential file of those tools
+    // ("auth*.json", "token*", …), compared lower-cased, also with its combining marks removed.
+    static bool isCredentialName(std::string_view name);
+
     const Components& homeParts() const { return homeParts_; }
     const std::optional<Components>& cacheParts() const { return cacheParts_; }
     const std::optional<Components>& tempParts() const { return tempParts_; }
@@ -72,6 +84,9 @@ public:
     const std::filesystem::path& rootPrefix() const { return rootPrefix_; }
 
 private:
+    // The lexical components of a real path below the root prefix, the root taken off and normalised
+    // (not lower-cased); nothing when the path leaves the root.
+    std::optional<Components> logicalComponents(const std::string& text) const;
     std::optional<Components> resolveComponents(Components parts) const;
     std::optional<std::string_view> rulesCheck(const Components& parts) const;
     std::optional<std::string_view> macOSRules(const Components& parts) const;
@@ -88,6 +103,7 @@ private:
     std::filesystem::path rootPrefix_;
     Components rootParts_;
     std::string rootText_; // "" for "/", so that rootText_ + "/x" is always a valid path
+    Components realHome_;  // the home below the root as given (not resolved, case kept)
     // Linux layout: folders below the home (relative, lower-cased) protected as a whole, and folders
     // protected only themselves (the pictures folder).
     std::vector<Components> personalFolders_;

@@ -14,7 +14,8 @@ class FakeTrash final : public Trash {
 public:
     explicit FakeTrash(std::filesystem::path folder = "/Trash") : folder_(std::move(folder)) {}
 
-    std::expected<std::filesystem::path, TrashError> moveToTrash(const std::filesystem::path& item) override {
+    std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& target) override {
+        const auto& item = target.path;
         const std::lock_guard lock(mutex_);
         requests_.push_back(item);
         if (failure_)

@@ -18,7 +18,8 @@ public:
                         TrashError error = TrashError::make(TrashError::Kind::system, EIO))
         : inner_(inner), shouldFail_(std::move(shouldFail)), error_(std::move(error)) {}
 
-    std::expected<std::filesystem::path, TrashError> moveToTrash(const std::filesystem::path& item) override {
+    std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& target) override {
+        const auto& item = target.path;
         int call = 0;
         {
             const std::lock_guard lock(mutex_);
@@ -26,7 +27,7 @@ public:
         }
         if (shouldFail_(call, item))
             return std::unexpected(error_);
-        return inner_.moveToTrash(item);
+        return inner_.moveToTrash(target);
     }
 
 private:

@@ -1,5 +1,6 @@
 #include "Doubles/FakeTrash.hpp"
 #include "Doubles/FaultInjectingTrash.hpp"
+#include "Platform/FileIdentity.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/HomeTrash.hpp"
 #include "Platform/ScratchTree.hpp"
@@ -112,7 +113,7 @@ TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
 
     // With a trailing slash the path still names the link, not the folder it points to.
     const fs::path again = tree.link("caches/again", tree / "precious");
-    ASSERT_TRUE(HomeTrash(tree / "home").moveToTrash(again.string() + "/"));
+    ASSERT_TRUE(HomeTrash(tree / "home").moveToTrash(fs::path(again.string() + "/")));
     EXPECT_FALSE(present(again));
     EXPECT_EQ(snapshot(tree / "precious"), (std::map<std::string, std::string>{{"letter.txt", "file:keep"}}));
 }
@@ -136,14 +137,25 @@ TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
     EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/y.log").error().kind,
               TrashError::Kind::unsafeLocation);
     EXPECT_TRUE(present(tree / "real/y.log"));
+    // So is a link further up, and an item that is no longer the object the caller recorded.
+    tree.file("real/sub/z.log");
+    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/sub/z.log").error().kind,
+              TrashError::Kind::unsafeLocation);
+    EXPECT_EQ(HomeTrash(tree / "home2")
+                  .moveToTrash({tree / "real/sub/z.log", tree.root(), FileIdentity::of(tree / "real/y.log")})
+                  .error()
+                  .message,
+              "Hat sich seit dem Scan verändert – nicht angefasst");
+    EXPECT_TRUE(present(tree / "real/sub/z.log"));
 
     tree.folder("home3");
     auto gone = HomeTrash(tree / "home3").moveToTrash(tree / "caches/missing");
     ASSERT_FALSE(gone);
     EXPECT_EQ(gone.error().message, "Objekt existiert nicht mehr");
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash("relative/x").error().kind,
+    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("relative/x")).error().kind,
               TrashError::Kind::invalidPath);
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash("/").error().kind, TrashError::Kind::invalidPath);
+    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("/")).error().kind,
+              TrashError::Kind::invalidPath);
 
     tree.file("home4/.Trash", "not a folder");
     EXPECT_EQ(HomeTrash(tree / "home4").moveToTrash(item).error().message, "Kein Papierkorb vorhanden");
@@ -242,13 +254,12 @@ TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
 }
 
 TEST(FreedesktopTrash, RefusesLinkedTrashFolders) {
-    for (const char* planted : {"Trash", "Trash/files", "Trash/info"}) {
+    for (const char* planted :
+         {".local", ".local/share/Trash", ".local/share/Trash/files", ".local/share/Trash/info"}) {
         ScratchTree tree;
-        tree.folder("home/.local/share");
-        if (std::string_view(planted) != "Trash")
-            tree.folder("home/.local/share/Trash");
+        tree.folder((fs::path("home") / planted).parent_path());
         tree.folder("elsewhere");
-        tree.link(fs::path("home/.local/share") / planted, tree / "elsewhere");
+        tree.link(fs::path("home") / planted, tree / "elsewhere");
         const fs::path item = tree.file("caches/x.log");
 
         auto refused = desktopTrash(tree).moveToTrash(item);
@@ -304,9 +315,9 @@ TEST(TrashDoubles, FaultInjectionLeavesTheChosenItemAndForwardsTheRest) {
 
     FakeTrash fake;
     fake.failWith(TrashError::make(TrashError::Kind::noTrash));
-    EXPECT_EQ(fake.moveToTrash("/x/y").error().message, "Kein Papierkorb vorhanden");
+    EXPECT_EQ(fake.moveToTrash(fs::path("/x/y")).error().message, "Kein Papierkorb vorhanden");
     fake.failWith(std::nullopt);
-    EXPECT_EQ(fake.moveToTrash("/x/z"), fs::path("/Trash/z"));
+    EXPECT_EQ(fake.moveToTrash(fs::path("/x/z")), fs::path("/Trash/z"));
     EXPECT_EQ(fake.requests().size(), 2u);
     EXPECT_EQ(fake.moved(), std::vector<fs::path>{"/x/z"});
 }

@@ -1,3 +1,5 @@
+#include "Platform/FileIdentity.hpp"
+#include "Platform/ParentDirectory.hpp"
 #include "Platform/ScratchTree.hpp"
 #include "Platform/TreeDeleter.hpp"
 
@@ -104,7 +106,7 @@ TEST(TreeDeleter, ALinkAsTheItemGoesAloneEvenWithATrailingSlash) {
     tree.file("target/inside.txt", "stays");
     for (const char* suffix : {"", "/"}) {
         const fs::path link = tree.link("caches/link", tree / "target");
-        auto stats = TreeDeleter().remove(link.string() + suffix);
+        auto stats = TreeDeleter().remove(fs::path(link.string() + suffix));
         ASSERT_TRUE(stats) << stats.error().message;
         EXPECT_EQ(stats->removedEntries, 1);
         EXPECT_FALSE(present(link));
@@ -113,21 +115,44 @@ TEST(TreeDeleter, ALinkAsTheItemGoesAloneEvenWithATrailingSlash) {
 }
 
 TEST(TreeDeleter, RefusesBeforeTouchingAnything) {
+    using Kind = DeleteError::Kind;
     ScratchTree tree;
-    tree.file("real/file.txt", "keep");
+    tree.file("real/deeper/file.txt", "keep");
     tree.link("linked", tree / "real");
+    const auto other = FileIdentity::of(tree.file("plain", "plain"));
+    const auto before = snapshot(tree.root());
     const TreeDeleter deleter;
 
-    EXPECT_EQ(deleter.remove("relative/path").error().kind, DeleteError::Kind::invalidPath);
-    EXPECT_EQ(deleter.remove("/").error().kind, DeleteError::Kind::invalidPath);
-    EXPECT_EQ(deleter.remove(tree / "real/..").error().kind, DeleteError::Kind::invalidPath);
-    EXPECT_EQ(deleter.remove(tree / "real/../real/file.txt").error().kind, DeleteError::Kind::invalidPath);
-    auto missing = deleter.remove(tree / "real/missing");
-    EXPECT_EQ(missing.error().kind, DeleteError::Kind::notFound);
-    EXPECT_EQ(missing.error().message, "Existiert nicht mehr");
-    auto throughLink = deleter.remove(tree / "linked/file.txt");
-    EXPECT_EQ(throughLink.error().kind, DeleteError::Kind::unsafeLocation);
-    EXPECT_EQ(contentOf(tree / "real/file.txt"), "keep");
+    // Both walks: the kernel's in one call, and the component walk that a Mac always takes.
+    for (const bool kernelWalk : {true, false}) {
+        ParentDirectory::allowKernelWalk(kernelWalk);
+        const std::vector<std::pair<RemovalTarget, Kind>> cases = {
+            {fs::path("relative/path"), Kind::invalidPath},
+            {fs::path("/"), Kind::invalidPath},
+            {tree / "real/..", Kind::invalidPath},
+            {tree / "real/../real/file.txt", Kind::invalidPath},
+            {tree / "real/missing", Kind::notFound},
+            {tree / "plain/below", Kind::notFound},
+            {tree / "linked/deeper", Kind::unsafeLocation},
+            {tree / "linked/deeper/file.txt", Kind::unsafeLocation}, // the link two levels up
+            {{tree / "real/deeper/file.txt", tree.root(), other}, Kind::changed},
+            {{tree / "real/deeper", tree / "real", other}, Kind::changed},
+        };
+        for (const auto& [target, kind] : cases) {
+            const auto result = deleter.remove(target);
+            EXPECT_TRUE(!result && result.error().kind == kind)
+                << target.path << ", kernel walk " << kernelWalk << ": "
+                << (result ? "removed" : result.error().message);
+        }
+    }
+    ParentDirectory::allowKernelWalk(true);
+    EXPECT_EQ(deleter.remove(tree / "real/missing").error().message, "Existiert nicht mehr");
+    EXPECT_EQ(snapshot(tree.root()), before);
+
+    // The anchor itself is configuration and may be reached through a link; only below it none is followed.
+    EXPECT_TRUE(deleter.remove(
+        {tree / "linked/deeper/file.txt", tree / "linked", FileIdentity::of(tree / "real/deeper/file.txt")}));
+    EXPECT_FALSE(present(tree / "real/deeper/file.txt"));
 }
 
 TEST(TreeDeleter, ATenThousandDeepChainNeedsNeitherStackNorManyDescriptors) {

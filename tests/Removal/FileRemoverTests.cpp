@@ -1,3 +1,5 @@
+#include "Platform/ParentDirectory.hpp"
+#include "Platform/TempTree.hpp"
 #include "Removal/DeleteRemover.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalRunner.hpp"
@@ -7,6 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+#include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 
 using namespace velmora;
@@ -29,6 +36,33 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Layouts, FileRemoval, ::testing::ValuesIn(allPlatformLayouts), layoutName);
+
+#ifdef __linux__
+// Exchanges two entries as fast as it can on a thread of its own, as an attacker racing the remover
+// would; on destruction it stops and leaves both as they were.
+class Swapper {
+public:
+    Swapper(fs::path a, fs::path b)
+        : a_(std::move(a)), b_(std::move(b)), thread_([this] {
+              while (!stop_)
+                  if (::renameat2(AT_FDCWD, a_.c_str(), AT_FDCWD, b_.c_str(), RENAME_EXCHANGE) == 0)
+                      ++swaps_;
+          }) {}
+    ~Swapper() {
+        stop_ = true;
+        thread_.join();
+        if (swaps_ % 2 != 0)
+            ::renameat2(AT_FDCWD, a_.c_str(), AT_FDCWD, b_.c_str(), RENAME_EXCHANGE);
+    }
+    long swaps() const { return swaps_; }
+
+private:
+    fs::path a_, b_;
+    std::atomic<bool> stop_ = false;
+    std::atomic<long> swaps_ = 0;
+    std::thread thread_;
+};
+#endif
 
 } // namespace
 
@@ -140,6 +174,107 @@ TEST_P(FileRemoval, PathsThroughLinksAndItemsSwappedForLinksAreNotFollowed) {
     }
 }
 
+TEST_P(FileRemoval, AFolderAboveTheItemsSwappedForALinkIntoDocumentsCostsNothingThere) {
+#ifndef __linux__
+    GTEST_SKIP() << "needs renameat2 with RENAME_EXCHANGE";
+#else
+    const auto& t = h.tree;
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    // The macOS layout takes the walk a Mac has (one component at a time), the Linux one the kernel's.
+    struct KernelWalk {
+        explicit KernelWalk(bool allowed) { ParentDirectory::allowKernelWalk(allowed); }
+        ~KernelWalk() { ParentDirectory::allowKernelWalk(true); }
+    } kernelWalk(GetParam() == PlatformLayout::linux);
+    constexpr int itemCount = 200;
+    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
+        const std::string tag = method.kind() == RemovalKind::trash ? "trash" : "delete";
+        SCOPED_TRACE(tag);
+        // The items lie two levels below the swapped folder; Documents holds the same names.
+        const fs::path app = h.cache / tag;
+        std::vector<FindingItem> items;
+        std::vector<fs::path> paths;
+        for (int i = 0; i < itemCount; ++i) {
+            const std::string name = "item" + std::to_string(i);
+            t.file(rel(app / "data" / name / "f"), "cache");
+            t.file(rel(h.documents / tag / "data" / name / "f"), "document");
+            paths.push_back(app / "data" / name);
+            items.push_back(itemAt(paths.back()));
+        }
+        t.link(rel(h.cache / (tag + ".decoy")), h.documents / tag);
+        const auto plan = RemovalPlan::build({allOf(findingOf("appCaches.race", method, items, tag))}, {});
+        const auto before = listing(t.root());
+
+        RemovalReport report;
+        {
+            const Swapper swapper(app, h.cache / (tag + ".decoy"));
+            report = runner().run(plan);
+            EXPECT_GT(swapper.swaps(), 0);
+        }
+
+        // Outside the items nothing changed; each item is gone exactly when it is reported removed.
+        auto itemsAndTrash = paths;
+        itemsAndTrash.push_back(h.trashFolder);
+        const auto was = without(before, t.root(), itemsAndTrash);
+        const auto now = without(listing(t.root()), t.root(), itemsAndTrash);
+        std::vector<std::string> changedOutside;
+        for (const auto& [entry, what] : was)
+            if (!now.contains(entry) || now.at(entry) != what)
+                changedOutside.push_back(entry);
+        for (const auto& [entry, what] : now)
+            if (!was.contains(entry))
+                changedOutside.push_back(entry);
+        EXPECT_EQ(changedOutside.size(), 0u)
+            << changedOutside.size() << " entries outside the items changed, the first: "
+            << (changedOutside.empty() ? "" : changedOutside.front());
+        const auto outcomes = outcomesByItem(report.results);
+        int misreported = 0;
+        for (const auto& path : paths)
+            misreported += !present(path) != (outcomes.at(path.string()) == "entfernt");
+        EXPECT_EQ(misreported, 0);
+    }
+#endif
+}
+
+TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereElse) {
+    const auto& t = h.tree;
+    const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
+    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
+        const bool toTrash = method.kind() == RemovalKind::trash;
+        SCOPED_TRACE(toTrash ? "trash" : "delete");
+        const fs::path tmp = h.home / (toTrash ? ".codex/tmp" : ".gemini/tmp");
+        const fs::path other = h.cache / (toTrash ? "trash" : "delete");
+        for (const char* name : {"auth.json", "run.log", "Config.yaml", "session/token.txt",
+                                 "session/chunk.bin", "cache/a.bin", "cache/b/c.bin"})
+            t.file(rel(tmp / name), name);
+        t.file(rel(other / "auth.json"), "not in a tool folder");
+        const auto finding = findingOf("ai.cliCaches", method, {itemAt(tmp, 1'000'000), itemAt(other, 500)},
+                                       toTrash ? "t" : "d");
+        const auto plan = RemovalPlan::build({allOf(finding)}, {});
+        std::int64_t keptBytes = 0;
+        for (const char* name : {"auth.json", "Config.yaml", "session/token.txt"})
+            keptBytes += velmora::testing::allocatedBytes(tmp / name);
+
+        const auto report = runner().run(plan);
+
+        EXPECT_EQ(listing(tmp),
+                  (std::map<std::string, std::string>{{"Config.yaml", "file:Config.yaml"},
+                                                      {"auth.json", "file:auth.json"},
+                                                      {"session", "folder"},
+                                                      {"session/token.txt", "file:session/token.txt"}}));
+        EXPECT_FALSE(present(other));
+        EXPECT_EQ(outcomesByItem(report.results),
+                  (std::map<std::string, std::string>{
+                      {tmp.string(), "entfernt – geblieben: Config.yaml, auth.json, session/token.txt "
+                                     "(Zugangsdaten werden nie angefasst)"},
+                      {other.string(), "entfernt"}}));
+        EXPECT_EQ(report.freedBytes, 1'000'000 - keptBytes + 500);
+        // In the Trash: run.log, cache with its three entries, chunk.bin, the other folder with auth.json.
+        if (toTrash) {
+            EXPECT_EQ(listing(h.trashFiles()).size(), 8u);
+        }
+    }
+}
+
 TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
     const auto& t = h.tree;
     const auto rel = [&](const fs::path& p) { return p.lexically_relative(t.root()); };
@@ -238,7 +373,7 @@ TEST(TrashRemover, ATrashOnAnotherVolumeFailsAndTheItemStays) {
     const fs::path item =
         h.tree.file((h.cache / "big/data").lexically_relative(h.tree.root()), "data").parent_path();
     std::vector<fs::path> trashedCalls;
-    TrashRemover remover(std::make_shared<HomeTrash>(otherVolume.root()), h.safety(),
+    TrashRemover remover(std::make_shared<HomeTrash>(otherVolume.root()), h.guard,
                          [&](const fs::path& p) { trashedCalls.push_back(p); });
 
     const Finding finding = findingOf("appCaches.big", RemovalMethod::trash(), {itemAt(item)});
@@ -260,16 +395,16 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
     // A remover that cannot ask the guard refuses, also in a dry run.
     for (const bool dryRun : {true, false}) {
         EXPECT_EQ(
-            TrashRemover(h.trash, SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            TrashRemover(h.trash, nullptr).remove({step}, dryRun)[0].outcome,
             ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
         EXPECT_EQ(
-            DeleteRemover(SafetyCheck{}).remove({step}, dryRun)[0].outcome,
+            DeleteRemover(nullptr).remove({step}, dryRun)[0].outcome,
             ItemOutcome::failed("Gesperrt: Ungültige Sicherheitskonfiguration – es wird nichts angefasst"));
     }
     EXPECT_TRUE(present(file));
 
     std::vector<fs::path> trashed;
-    TrashRemover remover(h.trash, h.safety(), [&](const fs::path& p) { trashed.push_back(p); });
+    TrashRemover remover(h.trash, h.guard, [&](const fs::path& p) { trashed.push_back(p); });
     EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000));
     EXPECT_EQ(trashed, std::vector<fs::path>{file});
     EXPECT_FALSE(present(file));

@@ -18,8 +18,8 @@ namespace {
 // admin group that records what it was handed and reports every item removed.
 struct RunnerFixture {
     RunnerFixture() {
-        services.trash = std::make_shared<TrashRemover>(home.trash, home.safety());
-        services.delete_ = std::make_shared<DeleteRemover>(home.safety());
+        services.trash = std::make_shared<TrashRemover>(home.trash, home.guard);
+        services.delete_ = std::make_shared<DeleteRemover>(home.guard);
         services.runningApps = apps;
         services.readKeepList = [this] { return KeepList::Contents{kept, false}; };
         services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun,
@@ -133,7 +133,7 @@ TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
     RunnerFixture f;
     auto executor = std::make_shared<test::FakePrivilegedExecutor>(AdminRunResult::completed({0}));
     auto fakeTrash = std::make_shared<FakeTrash>();
-    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.safety());
+    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.guard);
     f.services.admin = RemovalRunner::adminRemoval(std::make_shared<AdminRemover>(
         executor, [](const fs::path&) { return std::optional<std::string>(); }, f.home.tree.root()));
     const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"), 10)});
@@ -163,7 +163,7 @@ TEST(RemovalRunner, ReportsProgressFreedBytesAndFailuresInOrder) {
     RunnerFixture f;
     auto fakeTrash = std::make_shared<FakeTrash>();
     fakeTrash->failWith(TrashError::make(TrashError::Kind::otherVolume));
-    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.safety());
+    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.guard);
     const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"), 10)});
     const auto del = findingOf(
         "appCaches.b", RemovalMethod::deleteDirectly(),

@@ -9,7 +9,6 @@
 #include "Platform/ScratchTree.hpp"
 #include "Removal/FindingSelection.hpp"
 #include "Removal/ItemOutcome.hpp"
-#include "Removal/SafetyCheck.hpp"
 #include "Safety/SafetyGuard.hpp"
 
 #include <chrono>
@@ -43,15 +42,12 @@ struct Home {
         } else {
             guard = std::make_shared<SafetyGuard>(SafetyGuard::live(layout, tree.root(), logicalHome));
             tree.folder((logicalHome / ".local/share").relative_path()); // as on every desktop
-            trash = std::make_shared<FreedesktopTrash>(home / ".local/share", [] {
-                return std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000));
-            });
+            trash = std::make_shared<FreedesktopTrash>(
+                home / ".local/share",
+                [] { return std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000)); },
+                home);
             trashFolder = home / ".local/share/Trash";
         }
-    }
-
-    SafetyCheck safety() const {
-        return [g = guard](const fs::path& path) { return g->check(path); };
     }
 
     // Where the Trash keeps the moved items themselves.
