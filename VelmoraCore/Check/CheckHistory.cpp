@@ -1,17 +1,14 @@
 #include "Check/CheckHistory.hpp"
 
 #include "Support/AtomicFile.hpp"
+#include "Support/FolderLock.hpp"
 #include "Support/PrettyJson.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
 #include <fstream>
 #include <sstream>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace velmora {
 
@@ -43,35 +40,6 @@ Read readText(const fs::path& file, std::string& text) {
 void sortNewestFirst(std::vector<CheckSnapshot>& snapshots) {
     std::ranges::stable_sort(snapshots, [](const auto& a, const auto& b) { return a.date > b.date; });
 }
-
-// Held for one append: an exclusive lock on the history's folder, released when it goes out of scope.
-class FolderLock {
-public:
-    explicit FolderLock(const fs::path& folder)
-        : fd_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (fd_ < 0) {
-            error_ = errno;
-            return;
-        }
-        while (::flock(fd_, LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                error_ = errno;
-                break;
-            }
-        }
-    }
-    ~FolderLock() {
-        if (fd_ >= 0)
-            ::close(fd_); // closing releases the lock
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-    int error() const { return error_; }
-
-private:
-    int fd_;
-    int error_ = 0;
-};
 
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "Safety/KeepList.hpp"
 
 #include "Support/AtomicFile.hpp"
+#include "Support/FolderLock.hpp"
 #include "Support/PrettyJson.hpp"
 #include "Support/Text.hpp"
 
@@ -101,19 +102,31 @@ bool KeepList::contains(const FindingID& id) const {
 std::expected<void, KeepListError> KeepList::add(const FindingID& id) {
     if (!Text::isValidUTF8(id.scannerID) || !Text::isValidUTF8(id.key))
         return std::unexpected(KeepListError{KeepListError::Kind::invalidText, {}});
-    std::lock_guard lock(mutex_);
-    auto changed = ids_;
-    changed.insert(id);
-    auto saved = save(changed);
-    if (saved)
-        ids_ = std::move(changed);
-    return saved;
+    return change([&](IDs& ids) { ids.insert(id); });
 }
 
 std::expected<void, KeepListError> KeepList::remove(const FindingID& id) {
+    return change([&](IDs& ids) { ids.erase(id); });
+}
+
+std::expected<void, KeepListError> KeepList::change(const std::function<void(IDs&)>& edit) {
     std::lock_guard lock(mutex_);
-    auto changed = ids_;
-    changed.erase(id);
+    std::error_code error;
+    const auto folder = fileURL_.parent_path();
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        return std::unexpected(KeepListError{KeepListError::Kind::write, error});
+    // Start from the file as it is now, not as it was loaded: a mark made meanwhile by another
+    // window or command must survive this save.
+    const FolderLock folderLock(folder);
+    if (folderLock.error() != 0)
+        return std::unexpected(KeepListError{KeepListError::Kind::write,
+                                             std::error_code(folderLock.error(), std::generic_category())});
+    auto current = read(fileURL_);
+    if (current.damaged)
+        preserveBeforeSaving_ = true;
+    auto changed = current.damaged ? ids_ : std::move(current.ids);
+    edit(changed);
     auto saved = save(changed);
     if (saved)
         ids_ = std::move(changed);

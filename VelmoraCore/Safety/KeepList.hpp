@@ -7,6 +7,7 @@
 
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -83,6 +84,9 @@ public:
     static std::optional<IDs> decode(std::string_view text);
 
 private:
+    // Applies edit to the list as the file holds it now and saves the result, under a lock on the
+    // folder so that two processes never lose each other's marks.
+    std::expected<void, KeepListError> change(const std::function<void(IDs&)>& edit);
     std::expected<void, KeepListError> save(const IDs& ids);
 
     const std::filesystem::path fileURL_;
