@@ -100,7 +100,8 @@ void printJson(std::ostream& out, const LaunchItemScanner& scanner, const Servic
         object["blockReason"] = reason ? nlohmann::json(*reason) : nlohmann::json(nullptr);
         array.push_back(std::move(object));
     }
-    out << array.dump(2) << "\n";
+    // Program paths keep the bytes their plist holds, which need not be UTF-8; JSON cannot carry those.
+    out << array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
 void printGroup(std::ostream& out, const std::vector<const LaunchItem*>& items, std::string_view heading,

@@ -20,7 +20,7 @@ struct LaunchItem {
     std::string label;
     LaunchScope scope = LaunchScope::user;
     std::optional<std::filesystem::path> plistURL; // where the file lies (below the root prefix)
-    std::optional<std::string> programPath;        // as the plist names it, i.e. as the system sees it
+    std::optional<std::string> programPath;        // as the plist names it, byte for byte (not always UTF-8)
     std::vector<std::string> associatedBundleIDs;
     std::optional<std::filesystem::path> appURL; // below the root prefix, like plistURL
     StartKind startKind = StartKind::onDemand;

@@ -102,7 +102,8 @@ struct ProgramFacts {
     bool programGone = false;
     bool inApp = false;
     bool missingInInstalledApp = false;
-    bool untestable = false; // an existence test could not answer; no verdict may call it gone
+    bool untestable = false;    // an existence test could not answer; no verdict may call it gone
+    bool systemProgram = false; // the operating system's own; whatever it declares, never orphaned
     std::optional<std::string> enclosingApp; // as the system names it
     bool enclosingAppExists = false;
 
@@ -114,8 +115,9 @@ ProgramFacts programFacts(const fs::path& root, const std::optional<std::string>
     if (!program || !program->starts_with('/'))
         return facts;
     const std::string lowerProgram = Text::lowercased(*program);
-    if (std::ranges::any_of(systemProgramPrefixes,
-                            [&](std::string_view p) { return lowerProgram.starts_with(p); }))
+    facts.systemProgram = std::ranges::any_of(
+        systemProgramPrefixes, [&](std::string_view p) { return lowerProgram.starts_with(p); });
+    if (facts.systemProgram)
         return facts;
     const auto under = [&](std::string_view logical) { return root / fs::path(logical).relative_path(); };
     const auto pieces = pathPieces(*program);
@@ -175,6 +177,14 @@ std::string itemID(LaunchScope scope, std::string_view label) {
     return std::string(rawValue(scope)) + "/" + std::string(label);
 }
 
+// The start file's name without ".plist": what the administrator path deletes is checked as a label.
+std::string startFileLabel(const fs::path& plist) {
+    std::string name = plist.filename().string();
+    if (endsWithIgnoringCase(name, ".plist"))
+        name.resize(name.size() - 6);
+    return name;
+}
+
 std::vector<std::string> lowercasedPieces(const fs::path& path) {
     std::vector<std::string> pieces;
     for (const auto& piece : path.lexically_normal())
@@ -183,10 +193,16 @@ std::vector<std::string> lowercasedPieces(const fs::path& path) {
     return pieces;
 }
 
+// What the app index says about the declared bundle identifiers taken together.
+struct DeclaredApps {
+    bool anyInstalled = false;
+    bool anyUnknown = false; // the index could not tell for one of them
+};
+
 // The verdict for an agent or daemon: the first rule that holds decides the sentence and whether
-// the service is orphaned.
+// the service is orphaned. An app the index cannot vouch for either way is never taken for gone.
 void judge(LaunchItem& item, const ProgramFacts& facts, const std::optional<LocatedApp>& owner,
-           bool anyInstalled) {
+           DeclaredApps apps) {
     item.displayName = owner && item.appURL ? owner->name : readableLabel(item.label);
     if (hasLabelPrefix(item.label, ownLabelPrefix)) {
         item.isOwnAgent = true;
@@ -194,15 +210,16 @@ void judge(LaunchItem& item, const ProgramFacts& facts, const std::optional<Loca
         item.explanation = ownAgentText;
         return;
     }
-    if (facts.programGone && anyInstalled) {
+    if (facts.programGone && apps.anyInstalled) {
         item.explanation = movedText;
-    } else if (facts.programGone) {
-        item.explanation = std::string(programMissingText) + *item.programPath + ". " +
+    } else if (facts.programGone && !apps.anyUnknown) {
+        item.explanation = std::string(programMissingText) + Text::repairUTF8(*item.programPath) + ". " +
                            std::string(facts.inApp ? appDeletedText : uninstalledText);
         item.isOrphaned = true;
     } else if (facts.missingInInstalledApp) {
         item.explanation = missingInAppText;
-    } else if (!facts.any() && !facts.untestable && !item.associatedBundleIDs.empty() && !anyInstalled) {
+    } else if (!facts.any() && !facts.untestable && !facts.systemProgram &&
+               !item.associatedBundleIDs.empty() && !apps.anyInstalled && !apps.anyUnknown) {
         // A program that could not be tested may well be there; only a clean record counts here.
         item.explanation = appNotInstalledText;
         item.isOrphaned = true;
@@ -251,15 +268,15 @@ std::optional<fs::path> LaunchItemScanner::folder(LaunchScope scope) const {
     return std::nullopt;
 }
 
-bool LaunchItemScanner::isInstalled(const std::string& bundleID) const {
+AppPresence LaunchItemScanner::presence(const std::string& bundleID) const {
     if (isInstalledOverride)
-        return isInstalledOverride(bundleID);
-    return sources_.apps && sources_.apps->find(bundleID).has_value();
+        return isInstalledOverride(bundleID) ? AppPresence::installed : AppPresence::notInstalled;
+    return sources_.apps ? sources_.apps->presence(bundleID) : AppPresence::notInstalled;
 }
 
 std::optional<LocatedApp> LaunchItemScanner::installedApp(const std::vector<std::string>& bundleIDs) const {
     for (const auto& bundleID : bundleIDs) {
-        if (!isInstalled(bundleID))
+        if (presence(bundleID) != AppPresence::installed)
             continue;
         if (auto app = sources_.apps ? sources_.apps->find(bundleID) : std::nullopt)
             return app;
@@ -292,9 +309,9 @@ std::optional<LaunchItem> LaunchItemScanner::readPlist(LaunchScope scope, const 
     item.label = Text::repairUTF8(*label);
     item.id = itemID(scope, item.label);
     if (auto arguments = plistStringArray(dict, "ProgramArguments"); arguments && !arguments->empty())
-        item.programPath = Text::repairUTF8(arguments->front());
+        item.programPath = std::move(arguments->front());
     else if (auto program = plistString(dict, "Program"))
-        item.programPath = Text::repairUTF8(*program);
+        item.programPath = std::move(*program);
     if (auto bundleIDs = plistStringArray(dict, "AssociatedBundleIdentifiers"))
         for (auto& bundleID : *bundleIDs)
             item.associatedBundleIDs.push_back(Text::repairUTF8(bundleID));
@@ -319,13 +336,16 @@ std::optional<LaunchItem> LaunchItemScanner::readPlist(LaunchScope scope, const 
     // program would be, but no verdict rests on it.
     if (!item.programPath && item.appURL)
         if (auto bundleProgram = plistString(dict, "BundleProgram"); bundleProgram && !bundleProgram->empty())
-            item.programPath = "/" + item.appURL->lexically_relative(sources_.rootPrefix).string() + "/" +
-                               Text::repairUTF8(*bundleProgram);
+            item.programPath =
+                "/" + item.appURL->lexically_relative(sources_.rootPrefix).string() + "/" + *bundleProgram;
 
-    const bool anyInstalled =
-        std::ranges::any_of(item.associatedBundleIDs, [&](const std::string& id) { return isInstalled(id); });
-
-    judge(item, facts, owner, anyInstalled);
+    DeclaredApps apps;
+    for (const auto& bundleID : item.associatedBundleIDs) {
+        const auto answer = presence(bundleID);
+        apps.anyInstalled = apps.anyInstalled || answer == AppPresence::installed;
+        apps.anyUnknown = apps.anyUnknown || answer == AppPresence::unknown;
+    }
+    judge(item, facts, owner, apps);
     return item;
 }
 
@@ -427,8 +447,9 @@ bool LaunchItemScanner::isRemovableAlone(const LaunchItem& item) const {
         return false;
     if (hasLabelPrefix(item.label, ownLabelPrefix) || hasLabelPrefix(item.label, appleLabelPrefix))
         return false;
-    // The label is what gets stopped; an odd one is never handed to launchctl.
-    if (!isValidLabel(item.label))
+    // The label is what gets stopped and the file name is checked again before the file is deleted;
+    // an odd one of either is never offered, so that removal is not refused half-way.
+    if (!isValidLabel(item.label) || !isValidLabel(startFileLabel(*item.plistURL)))
         return false;
     const auto where = folder(item.scope);
     return where && endsWithIgnoringCase(item.plistURL->filename().string(), ".plist") &&
@@ -456,7 +477,7 @@ std::optional<std::string> LaunchItemScanner::removalBlockReason(const LaunchIte
             return prefix != ownLabelPrefix && lower.starts_with(prefix);
         }))
         return std::string(systemReason);
-    if (!isValidLabel(item.label))
+    if (!isValidLabel(item.label) || (item.plistURL && !isValidLabel(startFileLabel(*item.plistURL))))
         return std::string(oddLabelReason);
     return std::string(misplacedReason);
 }

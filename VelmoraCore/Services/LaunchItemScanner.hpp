@@ -66,7 +66,7 @@ private:
     std::vector<LaunchItem> readFolder(LaunchScope scope, std::stop_token stop) const;
     std::optional<LaunchItem> readPlist(LaunchScope scope, const std::filesystem::path& file,
                                         const std::string& fileLabel) const;
-    bool isInstalled(const std::string& bundleID) const;
+    AppPresence presence(const std::string& bundleID) const;
     std::optional<LocatedApp> installedApp(const std::vector<std::string>& bundleIDs) const;
     // Removable but for a kept service with the same label.
     bool isRemovableAlone(const LaunchItem& item) const;

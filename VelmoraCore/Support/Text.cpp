@@ -3,6 +3,8 @@
 #include <unicode/coll.h>
 #include <unicode/locid.h>
 #include <unicode/uchar.h>
+#include <unicode/ucnv.h>
+#include <unicode/ucnv_err.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
@@ -99,6 +101,27 @@ std::string removingMarks(std::string_view utf8) {
         if (!isMark)
             out.append(original);
     });
+}
+
+std::optional<std::string> toUTF8(std::string_view bytes, const std::string& encoding) {
+    if (bytes.size() > static_cast<std::size_t>(INT32_MAX / 4))
+        return std::nullopt;
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open(encoding.c_str(), &status),
+                                                                       &ucnv_close);
+    if (U_FAILURE(status) || !converter)
+        return std::nullopt;
+    ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    // No character takes more than three UTF-8 bytes per input byte (four for a surrogate pair, which
+    // takes four input bytes in UTF-16).
+    std::string out(bytes.size() * 3 + 4, '\0');
+    const auto length =
+        ucnv_toAlgorithmic(UCNV_UTF8, converter.get(), out.data(), static_cast<int32_t>(out.size()),
+                           bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+    if (U_FAILURE(status))
+        return std::nullopt;
+    out.resize(static_cast<std::size_t>(length));
+    return out;
 }
 
 bool isValidUTF8(std::string_view bytes) {

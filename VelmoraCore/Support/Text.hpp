@@ -1,6 +1,7 @@
 // The one place where text meets Unicode rules (ICU): white space, case, marks, UTF-8 repair.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,11 @@ std::string singleLine(std::string_view bytes);
 // "\u0085" for C1 controls, line and paragraph separators and the bidirectional marks, embeddings,
 // overrides and isolates. Everything else, umlauts included, stays as it is.
 std::string printable(std::string_view bytes);
+
+// The bytes, written in the character set an IANA or ICU name gives ("ISO-8859-1", "UTF-16"), as UTF-8;
+// nothing for a character set ICU does not know or for bytes that set cannot hold, so that nothing is
+// ever silently replaced.
+std::optional<std::string> toUTF8(std::string_view bytes, const std::string& encoding);
 
 // True when the bytes are well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);

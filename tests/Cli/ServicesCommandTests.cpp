@@ -40,6 +40,10 @@ struct ServicesTree {
         tree.scratch.file("Users/anna/Library/LaunchAgents/com.apple.hidden.plist", "whatever");
         tree.userAgent("renamed.plist", {.label = "COM.APPLE.renamed", .program = "/opt/gone/x"});
         tree.daemon("com.example.daemon.plist", {.label = "com.example.daemon", .program = "/opt/daemon/d"});
+        // The administrator step refuses to delete a start file whose name is no label.
+        tree.daemon("odd name.plist", {.label = "com.example.oddfile", .program = "/opt/daemon/odd"});
+        tree.userAgent("com.example.bytes.plist",
+                       {.label = "com.example.bytes", .program = "/opt/gone/\xFF"});
 
         const auto launchctl = tree.root() / "bin/launchctl";
         runner->expect(launchctl, {"print", "gui/501/com.example.present"})
@@ -109,6 +113,10 @@ TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
          false, false},
         {"system/com.example.daemon", "Das Programm fehlt: /opt/daemon/d. Es wurde vermutlich deinstalliert.",
          true, true},
+        {"system/com.example.oddfile",
+         "Das Programm fehlt: /opt/daemon/odd. Es wurde vermutlich deinstalliert.", true, false},
+        {"user/com.example.bytes", "Das Programm fehlt: /opt/gone/\uFFFD. Es wurde vermutlich deinstalliert.",
+         true, true},
     };
     EXPECT_EQ(list.size(), expected.size()) << run.out;
     for (const auto& want : expected) {
@@ -134,7 +142,9 @@ TEST(ServicesCommand, ListGroupsByScopeAndSaysWhatCanGo) {
          {"Eigene Agenten\n", "Agenten für alle Benutzer\n  Keine Hintergrunddienste dieser Art.",
           "System-Dienste\n", "Anmeldeobjekte\n  Die Anmeldeobjekte konnten nicht gelesen werden.",
           "startet zeitgesteuert, läuft nicht", "startet bei der Anmeldung, läuft",
-          "Verwaist, entfernbar: velmora services remove com.example.gone", "3 verwaiste Hintergrunddienste"})
+          "Verwaist, entfernbar: velmora services remove com.example.gone",
+          "Verwaist, nicht entfernbar: Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.",
+          "5 verwaiste Hintergrunddienste"})
         EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
     EXPECT_EQ(run.out.find("com.apple"), std::string::npos);
     EXPECT_EQ(run.out.find("COM.APPLE"), std::string::npos);

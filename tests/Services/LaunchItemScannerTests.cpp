@@ -247,10 +247,15 @@ TEST(LaunchItemScanner, UnreadableFilesAreListedReadOnly) {
     tree.scratch.file("Library/LaunchAgents/array.plist", plistBytes(array, true));
     tree.daemon("nolabel.plist", {.program = "/opt/gone"});
     tree.scratch.file("Library/LaunchDaemons/bad\xff.plist", "\xff\xfe");
+    // Nested past any sane depth (which crashed inside libplist) or too long to read element by element.
+    tree.scratch.file("Users/anna/Library/LaunchAgents/deep.plist", nestedBinaryPlist(100'000));
+    tree.scratch.file("Library/LaunchAgents/wide.plist",
+                      xmlPlist("org.example.wide", "ProgramArguments",
+                               "<array>" + repeated("<string>/opt/x</string>", 300'000) + "</array>"));
 
     auto runner = std::make_shared<ScriptedCommandRunner>();
     const auto items = LaunchItemScanner(tree.sources(runner)).scan();
-    ASSERT_EQ(items.size(), 5u);
+    ASSERT_EQ(items.size(), 7u);
     for (const auto& item : items) {
         EXPECT_EQ(item.explanation, unreadable) << item.id;
         EXPECT_FALSE(item.isOrphaned || item.isRunning || item.isOwnAgent || item.hasNoKnownApp) << item.id;
@@ -259,8 +264,9 @@ TEST(LaunchItemScanner, UnreadableFilesAreListedReadOnly) {
         EXPECT_FALSE(item.programPath);
         EXPECT_TRUE(item.plistURL);
     }
-    EXPECT_EQ(ids(items), (std::vector<std::string>{"user/empty", "user/garbage", "allUsers/array",
-                                                    "system/bad\xEF\xBF\xBD", "system/nolabel"}));
+    EXPECT_EQ(ids(items),
+              (std::vector<std::string>{"user/deep", "user/empty", "user/garbage", "allUsers/array",
+                                        "allUsers/wide", "system/bad\xEF\xBF\xBD", "system/nolabel"}));
     // Nothing unreadable is asked about at launchd.
     EXPECT_TRUE(runner->calls().empty());
 }
@@ -291,14 +297,23 @@ TEST(LaunchItemScanner, AnUntestableProgramNeverMakesAnOrphan) {
     tree.userAgent(
         "org.example.lockedapp.plist",
         {.label = "org.example.lockedapp", .program = "/Applications/Locked.app/Contents/MacOS/tool"});
+    // An app whose Info.plist cannot be read may be the one a service declares.
+    tree.scratch.file("Applications/Damaged.app/Contents/Info.plist", nestedBinaryPlist(1000));
+    tree.userAgent("org.example.idonly.plist", {.label = "org.example.idonly",
+                                                .bundleIDs = std::vector<std::string>{"org.example.gone"}});
+    tree.userAgent("org.example.moved.plist", {.label = "org.example.moved",
+                                               .program = "/opt/gone/tool",
+                                               .bundleIDs = std::vector<std::string>{"org.example.gone"}});
     ::chmod(tree.real("/opt/locked").c_str(), 0);
     ::chmod(tree.real("/Applications/Locked.app/Contents").c_str(), 0);
 
     std::vector<LaunchItem> items = LaunchItemScanner(tree.sources()).scan();
-    const auto* loop = itemWithID(items, "user/org.example.loop");
-    ASSERT_TRUE(loop);
-    EXPECT_FALSE(loop->isOrphaned);
-    EXPECT_EQ(loop->explanation, "Gehört zu keiner erkennbaren App.");
+    for (const char* id : {"user/org.example.loop", "user/org.example.idonly", "user/org.example.moved"}) {
+        const auto* item = itemWithID(items, id);
+        ASSERT_TRUE(item) << id;
+        EXPECT_FALSE(item->isOrphaned) << id;
+        EXPECT_EQ(item->explanation, "Gehört zu keiner erkennbaren App.") << id;
+    }
 
     const bool bound =
         velmora::testing::runBoundByPermissions([&] { items = LaunchItemScanner(tree.sources()).scan(); });
@@ -320,6 +335,30 @@ TEST(LaunchItemScanner, AFileInTheWayOfAProgramMeansItIsGone) {
     EXPECT_TRUE(items[0].isOrphaned);
 }
 
+TEST(LaunchItemScanner, ProgramPathsKeepTheirBytes) {
+    LaunchTree tree;
+    const std::string latin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+    tree.program("/Users/j\xC3\xB6rg/bin/sync");
+    tree.program("/opt/j\xF6rg/sync");
+    const auto agent = [&](const std::string& label, const std::string& program,
+                           const std::string& declaration) {
+        tree.scratch.file("Users/anna/Library/LaunchAgents/" + label + ".plist",
+                          xmlPlist(label, "Program", "<string>" + program + "</string>", declaration));
+    };
+    agent("org.example.latin", "/Users/j\xF6rg/bin/sync", latin1);
+    agent("org.example.raw", "/opt/j\xF6rg/sync", "");
+    agent("org.example.gone", "/Users/j\xF6rg/bin/gone", latin1);
+
+    const auto items = LaunchItemScanner(tree.sources()).scan();
+    ASSERT_EQ(items.size(), 3u);
+    EXPECT_EQ(itemWithID(items, "user/org.example.latin")->programPath, "/Users/j\xC3\xB6rg/bin/sync");
+    EXPECT_EQ(itemWithID(items, "user/org.example.raw")->programPath, "/opt/j\xF6rg/sync");
+    for (const char* id : {"user/org.example.latin", "user/org.example.raw"})
+        EXPECT_FALSE(itemWithID(items, id)->isOrphaned) << id;
+    EXPECT_EQ(itemWithID(items, "user/org.example.gone")->explanation,
+              "Das Programm fehlt: /Users/j\xC3\xB6rg/bin/gone. Es wurde vermutlich deinstalliert.");
+}
+
 TEST(LaunchItemScanner, ProgramOnAConnectedVolumeIsJudgedLikeAnyOther) {
     LaunchTree tree;
     tree.scratch.folder("Volumes/External");
@@ -336,8 +375,12 @@ TEST(LaunchItemScanner, ProgramOnAConnectedVolumeIsJudgedLikeAnyOther) {
         "Das Programm fehlt: /Volumes/External/Old.app/Contents/MacOS/x. Die App wurde vermutlich gelöscht.");
 }
 
-TEST(LaunchItemScanner, SystemAndVolumePathsMatchInAnyCase) {
+TEST(LaunchItemScanner, SystemProgramsAndMissingVolumesAreNeverOrphansInAnyCase) {
     LaunchTree tree;
+    tree.userAgent("org.example.sysapp.plist",
+                   {.label = "org.example.sysapp",
+                    .arguments = std::vector<std::string>{"/usr/bin/true"},
+                    .bundleIDs = std::vector<std::string>{"com.example.deleted"}});
     tree.userAgent("org.example.v.plist", {.label = "org.example.v", .program = "/volumes/Gone/tool"});
     tree.userAgent("org.example.s.plist", {.label = "org.example.s", .program = "/SYSTEM/Library/gone"});
     tree.userAgent("org.example.b.plist", {.label = "org.example.b", .program = "/Usr/Bin/gone"});

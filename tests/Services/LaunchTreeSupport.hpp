@@ -84,6 +84,53 @@ inline std::string plistBytes(const AgentPlist& plist) {
     return plistBytes(dict, plist.binary);
 }
 
+// A binary plist {Label: label, ProgramArguments: [[[…]]]} with arrays nested `depth` deep, written
+// byte by byte as an attacker would: with `fanOut` 2 every level names the next one twice (a few bytes
+// that expand to 2^depth values), with `cycle` the innermost array names the outermost again.
+inline std::string nestedBinaryPlist(std::uint32_t depth, std::uint32_t fanOut = 1, bool cycle = false,
+                                     std::string_view label = "org.example.nested") {
+    const auto be32 = [](std::size_t v) {
+        return std::string{char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+    };
+    const auto text = [](std::string_view s) {
+        return std::string{char(0x5F), 0x10, char(s.size())} + std::string(s);
+    };
+    std::vector<std::string> objects{char(0xD2) + be32(1) + be32(3) + be32(2) + be32(4), text("Label"),
+                                     text(label), text("ProgramArguments")};
+    for (std::uint32_t level = 1; level <= depth; ++level) {
+        const std::uint32_t references = level < depth ? fanOut : cycle ? 1 : 0;
+        std::string array(1, char(0xA0 | references));
+        for (std::uint32_t i = 0; i < references; ++i)
+            array += be32(level < depth ? 4 + level : 4);
+        objects.push_back(std::move(array));
+    }
+    std::string data = "bplist00", table;
+    for (const auto& object : objects) {
+        table += be32(data.size());
+        data += object;
+    }
+    const std::size_t tableStart = data.size();
+    const std::string zeros(4, '\0');
+    return data + table + std::string(6, '\0') + "\x04\x04" + zeros + be32(objects.size()) + zeros + be32(0) +
+           zeros + be32(tableStart);
+}
+
+// An XML plist {Label: label, key: value} where `value` is written as given.
+inline std::string xmlPlist(std::string_view label, std::string_view key, std::string_view value,
+                            std::string_view declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>") {
+    return std::string(declaration) + "\n<plist version=\"1.0\"><dict><key>Label</key><string>" +
+           std::string(label) + "</string><key>" + std::string(key) + "</key>" + std::string(value) +
+           "</dict></plist>\n";
+}
+
+inline std::string repeated(std::string_view piece, std::size_t times) {
+    std::string result;
+    result.reserve(piece.size() * times);
+    while (times-- > 0)
+        result += piece;
+    return result;
+}
+
 class LaunchTree {
 public:
     static constexpr std::uint32_t uid = 501;

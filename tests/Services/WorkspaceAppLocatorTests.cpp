@@ -22,6 +22,12 @@ TEST(WorkspaceAppLocator, IndexesAppBundlesInTheMacAppFolders) {
     tree.scratch.link("Applications/Link.app", "Elsewhere/Real.app");
     tree.scratch.file("Applications/Broken.app/Contents/Info.plist", "garbage");
     tree.scratch.file("Applications/NotAFolder.app", "x");
+    // Linked in from elsewhere (Homebrew, a build folder): absolute links are read below the root.
+    tree.app("/opt/Vendor/Away.app", "com.example.away");
+    tree.scratch.link("Applications/Away.app", "/opt/Vendor/Away.app");
+    tree.app("/opt/Vendor/Near.app", "com.example.near");
+    tree.scratch.link("Users/anna/Applications/Near.app", "../../../opt/Vendor/Near.app");
+    tree.scratch.link("Applications/Dangling.app", "/opt/nothing.app");
 
     const WorkspaceAppLocator locator(tree.root(), tree.home(), PlatformLayout::macOS);
     EXPECT_EQ(locator.find("COM.EXAMPLE.FOO"), (LocatedApp{tree.real("/Applications/Foo.app"), "Foo"}));
@@ -34,6 +40,16 @@ TEST(WorkspaceAppLocator, IndexesAppBundlesInTheMacAppFolders) {
     EXPECT_EQ(locator.find("com.example.linked")->url, tree.real("/Applications/Elsewhere/Real.app"));
     EXPECT_FALSE(locator.find(""));
     EXPECT_FALSE(locator.find("garbage"));
+    EXPECT_EQ(locator.find("com.example.away"), (LocatedApp{tree.real("/Applications/Away.app"), "Away"}));
+    EXPECT_EQ(locator.presence("com.example.near"), AppPresence::installed);
+    // Broken.app could be any app: what the index lacks is unknown, not gone.
+    EXPECT_EQ(locator.presence("com.example.nothere"), AppPresence::unknown);
+    tree.scratch.file("Applications/Broken.app/Contents/Info.plist", nestedBinaryPlist(100'000));
+    EXPECT_EQ(WorkspaceAppLocator(tree.root(), tree.home(), PlatformLayout::macOS).presence("x"),
+              AppPresence::unknown);
+    std::filesystem::remove_all(tree.real("/Applications/Broken.app/Contents"));
+    EXPECT_EQ(WorkspaceAppLocator(tree.root(), tree.home(), PlatformLayout::macOS).presence("x"),
+              AppPresence::notInstalled);
 }
 
 TEST(WorkspaceAppLocator, MatchesDesktopEntriesByNameOnLinux) {

@@ -2,6 +2,7 @@
 // the application bundle around each executable.
 #include "Platform/WorkspaceRunningApps.hpp"
 
+#include "Support/PropertyList.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -10,15 +11,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <libproc.h>
-#include <plist/plist.h>
 #include <sys/param.h>
 #include <sys/proc_info.h>
 #include <sys/sysctl.h>
@@ -96,47 +94,18 @@ struct BundleInfo {
     std::string name; // empty when the bundle does not name itself
 };
 
-std::optional<std::string> stringValue(plist_t dict, const char* key) {
-    plist_t node = ::plist_dict_get_item(dict, key);
-    if (node == nullptr || ::plist_get_node_type(node) != PLIST_STRING)
-        return std::nullopt;
-    char* value = nullptr;
-    ::plist_get_string_val(node, &value);
-    if (value == nullptr)
-        return std::nullopt;
-    std::string result = Text::repairUTF8(value);
-    std::free(value);
-    return result;
-}
-
-// CFBundleIdentifier and the display name from Contents/Info.plist, XML or binary.
+// CFBundleIdentifier and the display name from Contents/Info.plist, XML or binary, read within the
+// bounds every property list is read in (a running app's Info.plist is outside data like any other).
 std::optional<BundleInfo> readBundle(const std::filesystem::path& bundle) {
-    std::ifstream in(bundle / "Contents" / "Info.plist", std::ios::binary);
-    if (!in)
+    const PlistPtr root = readPropertyList(bundle / "Contents" / "Info.plist");
+    const std::optional<std::string> identifier = plistString(root.get(), "CFBundleIdentifier");
+    if (!identifier || identifier->empty())
         return std::nullopt;
-    const std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (data.empty() || data.size() > 16 * 1024 * 1024)
-        return std::nullopt;
-    plist_t root = nullptr;
-    const auto length = static_cast<std::uint32_t>(data.size());
-    if (::plist_is_binary(data.data(), length))
-        ::plist_from_bin(data.data(), length, &root);
-    else
-        ::plist_from_xml(data.data(), length, &root);
-    if (root == nullptr)
-        return std::nullopt;
-    std::optional<BundleInfo> info;
-    if (::plist_get_node_type(root) == PLIST_DICT) {
-        if (std::optional<std::string> identifier = stringValue(root, "CFBundleIdentifier");
-            identifier && !identifier->empty()) {
-            info = BundleInfo{*identifier, {}};
-            if (auto name = stringValue(root, "CFBundleDisplayName"); name && !name->empty())
-                info->name = *name;
-            else if (auto shortName = stringValue(root, "CFBundleName"); shortName && !shortName->empty())
-                info->name = *shortName;
-        }
-    }
-    ::plist_free(root);
+    BundleInfo info{Text::repairUTF8(*identifier), {}};
+    if (auto name = plistString(root.get(), "CFBundleDisplayName"); name && !name->empty())
+        info.name = Text::repairUTF8(*name);
+    else if (auto shortName = plistString(root.get(), "CFBundleName"); shortName && !shortName->empty())
+        info.name = Text::repairUTF8(*shortName);
     return info;
 }
 
