@@ -1,4 +1,3 @@
-#include "Doubles/FailingCommandRunner.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
 
 #include <gtest/gtest.h>
@@ -57,27 +56,4 @@ TEST(ScriptedCommandRunner, SlowAndHangingCommandsEndByTimeLimitOrStop) {
         runner.run("/usr/bin/hang", {}, std::chrono::nanoseconds::max(), source.get_token()).error().kind,
         CommandError::Kind::cancelled);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
-}
-
-TEST(FailingCommandRunner, FailsChosenCallsAndForwardsTheRest) {
-    ScriptedCommandRunner inner;
-    inner.expect("/usr/bin/brew").returns(0, "ok");
-    inner.expect("/usr/bin/tmutil").returns(0, "ok");
-    FailingCommandRunner runner(inner);
-
-    runner.failCallsTo("/usr/bin/brew", {CommandError::Kind::timeout, {}});
-    EXPECT_EQ(runner.run("/usr/bin/brew", {"list"}, 1s).error().kind, CommandError::Kind::timeout);
-    EXPECT_EQ(runner.run("/usr/bin/tmutil", {}, 1s)->standardOutput, "ok");
-
-    runner.failWhen(
-        [](const auto&, const auto& arguments) { return arguments == std::vector<std::string>{"x"}; },
-        {CommandError::Kind::launchFailed, "boom"});
-    EXPECT_EQ(runner.run("/usr/bin/tmutil", {"x"}, 1s).error().message, "boom");
-
-    runner.stopFailing();
-    EXPECT_EQ(runner.run("/usr/bin/brew", {"list"}, 1s)->standardOutput, "ok");
-    EXPECT_EQ(runner.injectedFailures(), 2);
-    EXPECT_EQ(runner.forwardedCalls(), 2);
-    // Failed calls never reach the inner runner.
-    EXPECT_EQ(inner.commandLines(), (std::vector<std::string>{"/usr/bin/tmutil", "/usr/bin/brew list"}));
 }
