@@ -49,27 +49,17 @@ void expectAnswers(const SafetyGuard& guard, const TempTree& tree, const std::st
 class MacGuard : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (const auto* folder : {"/Users/anna/Library/Caches/com.example.app",
-                                   "/Users/anna/Library/Logs",
-                                   "/Users/anna/Desktop",
-                                   "/Users/anna/Pictures/Photos Library.photoslibrary",
-                                   "/Users/anna/.ssh",
-                                   "/Users/anna/.codex/log",
-                                   "/Users/anna/.gemini/settings",
-                                   "/Users/other",
-                                   "/private/var/folders/ab/xyz/C/clang",
-                                   "/private/var/folders/ab/xyz/C/com.apple.Safari",
-                                   "/private/var/folders/ab/xyz/T",
-                                   "/private/tmp",
-                                   "/private/etc",
-                                   "/Library/Caches/com.example",
-                                   "/Library/LaunchDaemons/sub",
-                                   "/Applications/Foo.app/Contents",
-                                   "/Applications/Sub/Foo.app",
-                                   "/opt/homebrew/Caskroom/x",
-                                   "/opt/homebrew/Cellar/wget",
-                                   "/usr/local/texlive/2023",
-                                   "/System/Volumes/Data"})
+        for (const auto* folder :
+             {"/Users/anna/Library/Caches/com.example.app", "/Users/anna/Library/Logs", "/Users/anna/Desktop",
+              "/Users/anna/Pictures/Photos Library.photoslibrary", "/Users/anna/.ssh",
+              "/Users/anna/.codex/log", "/Users/anna/.gemini/settings", "/Users/other"})
+            tree.folder(folder);
+        for (const auto* folder :
+             {"/private/var/folders/ab/xyz/C/clang", "/private/var/folders/ab/xyz/C/com.apple.Safari",
+              "/private/var/folders/ab/xyz/T", "/private/tmp", "/private/etc", "/Library/Caches/com.example",
+              "/Library/LaunchDaemons/sub", "/Applications/Foo.app/Contents", "/Applications/Sub/Foo.app",
+              "/opt/homebrew/Caskroom/x", "/opt/homebrew/Cellar/wget", "/usr/local/texlive/2023",
+              "/System/Volumes/Data"})
             tree.folder(folder);
         tree.file("/Users/anna/Documents/secret.txt");
         tree.file("/Users/anna/Library/Keychains/login.keychain-db");
