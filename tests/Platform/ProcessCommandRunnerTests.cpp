@@ -67,21 +67,16 @@ int openDescriptorCount() {
                                           std::filesystem::directory_iterator{}));
 }
 
-// A process that is gone or a zombie no longer runs anything.
-bool processIsRunning(pid_t pid) {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string line;
-    if (!std::getline(stat, line))
-        return false;
-    const auto close = line.rfind(')');
-    return close != std::string::npos && close + 2 < line.size() && line[close + 2] != 'Z';
-}
-
+// A process that is gone or a zombie no longer runs anything; given a second to get there.
 bool eventuallyNotRunning(pid_t pid) {
-    for (int i = 0; i < 50; ++i) {
-        if (!processIsRunning(pid))
+    for (int i = 0; i < 50; ++i, std::this_thread::sleep_for(20ms)) {
+        std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+        std::string line;
+        if (!std::getline(stat, line))
             return true;
-        std::this_thread::sleep_for(20ms);
+        const auto close = line.rfind(')');
+        if (close == std::string::npos || close + 2 >= line.size() || line[close + 2] == 'Z')
+            return true;
     }
     return false;
 }
