@@ -242,26 +242,3 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
         EXPECT_LT(partial.bytes, full.bytes);
     }
 }
-
-// The set of seen hard-linked files belongs to one measurement: each folder holding a name of the file
-// counts it, however many measurements run at once or one after another.
-TEST(SizeMeter, EachMeasurementKeepsItsOwnHardLinkSet) {
-    TempTree tree;
-    const auto original = tree.file("shared/original", 200'000);
-    std::vector<std::filesystem::path> folders;
-    for (int i = 0; i < 20; ++i) {
-        folders.push_back(tree.folder(fmt::format("m{}", i)));
-        std::filesystem::create_hard_link(original, folders.back() / "link");
-        tree.file(folders.back() / "own", 10'000);
-    }
-    const SizeMeter meter(stressed(3));
-    std::vector<std::int64_t> sizes(folders.size());
-    {
-        std::vector<std::jthread> threads;
-        for (std::size_t i = 0; i < folders.size(); ++i)
-            threads.emplace_back([&, i] { sizes[i] = meter.size(folders[i]); });
-    }
-    for (std::size_t i = 0; i < folders.size(); ++i)
-        EXPECT_EQ(sizes[i], allocatedBytes(original) + allocatedBytes(folders[i] / "own"));
-    EXPECT_EQ(meter.size(folders[0]), sizes[0]);
-}
