@@ -98,6 +98,4 @@ TEST(CheckRunner, StoresASnapshotWithoutKeptFindingsAndAlertsOnGrowth) {
     EXPECT_EQ(second->alerts[0],
               (CheckAlert{CheckAlert::Growth{"xcode.derivedData", "xcode.derivedData", GB, 7 * GB}}));
     EXPECT_EQ(history->all().size(), 3u);
-    EXPECT_EQ(CheckNotificationText::make(*second)->body,
-              "xcode.derivedData +6 GB seit dem letzten Check · 7 GB aufräumbar");
 }

@@ -39,16 +39,8 @@ TEST(LaunchAgentService, TheAgentsPropertyListStartsTheProgramWithCheckAtTheSche
             parsePropertyList(LaunchAgentService::propertyList(schedule, "/Apps/Velmora \"2\".app/v"));
         ASSERT_TRUE(parsed);
         EXPECT_EQ(plistString(parsed.get(), "Label"), LaunchAgentService::label(*agentPlistName(schedule)));
-        plist_t arguments = plist_dict_get_item(parsed.get(), "ProgramArguments");
-        ASSERT_EQ(plist_array_get_size(arguments), 2u);
-        char* program = nullptr;
-        plist_get_string_val(plist_array_get_item(arguments, 0), &program);
-        EXPECT_STREQ(program, "/Apps/Velmora \"2\".app/v");
-        std::free(program);
-        char* flag = nullptr;
-        plist_get_string_val(plist_array_get_item(arguments, 1), &flag);
-        EXPECT_STREQ(flag, "--check");
-        std::free(flag);
+        EXPECT_EQ(plistStringArray(parsed.get(), "ProgramArguments"),
+                  (std::vector<std::string>{"/Apps/Velmora \"2\".app/v", "--check"}));
         plist_t interval = plist_dict_get_item(parsed.get(), "StartCalendarInterval");
         ASSERT_TRUE(interval);
         EXPECT_EQ(plistInteger(interval, "Hour"), 10);

@@ -233,7 +233,6 @@ TEST(Catalog, EveryRowIsFiledUnderItsIdentifiersCategory) {
                            "toolchains.orbstack", "toolchains.arduinoPackages", "xcode.libraryDeveloper"})
         EXPECT_EQ(Catalog::rule(id).method.kind(), RemovalKind::hint) << id;
     EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns.size(), 15u);
-    EXPECT_EQ(Catalog::rule("ai.cliCaches").patterns[5], ".gemini/log");
     EXPECT_EQ(
         Catalog::rule("languages.bun").summary,
         "Heruntergeladene Pakete von Bun. Werden bei der nächsten Installation bei Bedarf neu geladen.");

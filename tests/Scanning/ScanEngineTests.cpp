@@ -54,7 +54,9 @@ TEST(ScanEngine, TimeoutTextRoundsUpToWholeSeconds) {
     EXPECT_EQ(ScanEngine::timeoutMessage(0s), "Zeitüberschreitung nach 1 s");
 }
 
-TEST(ScanEngine, EmptyFindingsAreDroppedUnlessHintOrUnmeasured) {
+// Errors and exceptions become failures while the others deliver; empty findings are dropped
+// unless they are hints or could not be measured.
+TEST(ScanEngine, FailuresAndEmptyFindingsDoNotStopTheOthers) {
     auto empty = makeFinding("xcode.empty", {});
     empty.size = 0;
     auto hint = makeFinding("toolchains.hint", {}, 0, Risk::hintOnly);
@@ -62,12 +64,6 @@ TEST(ScanEngine, EmptyFindingsAreDroppedUnlessHintOrUnmeasured) {
     auto unmeasured = makeFinding("apps.unmeasured", {});
     unmeasured.size.reset();
     auto zeroWithItem = makeFinding("xcode.zeroItem", {"/z"}, 0);
-    const auto report = runEngine({FakeScanner::returning("multi", {empty, hint, unmeasured, zeroWithItem})});
-    EXPECT_EQ(ids(report),
-              (std::vector<std::string>{"toolchains.hint", "apps.unmeasured", "xcode.zeroItem"}));
-}
-
-TEST(ScanEngine, ErrorsAndExceptionsBecomeFailuresWhileOthersDeliver) {
     auto failing = std::make_shared<FakeScanner>(
         "brew.casks", ScannerPhase::specific, [](const ScanContext&, std::stop_token) {
             return std::expected<std::vector<Finding>, ScanError>(std::unexpected(ScanError{"brew: Exit 1"}));
@@ -77,9 +73,10 @@ TEST(ScanEngine, ErrorsAndExceptionsBecomeFailuresWhileOthersDeliver) {
         [](const ScanContext&, std::stop_token) -> std::expected<std::vector<Finding>, ScanError> {
             throw std::runtime_error("kaputt");
         });
-    auto fine = FakeScanner::returning("languages.npm", {makeFinding("languages.npm", {"/n"})});
-    const auto report = runEngine({failing, throwing, fine});
-    EXPECT_EQ(ids(report), std::vector<std::string>{"languages.npm"});
+    const auto report = runEngine(
+        {failing, FakeScanner::returning("multi", {empty, hint, unmeasured, zeroWithItem}), throwing});
+    EXPECT_EQ(ids(report),
+              (std::vector<std::string>{"toolchains.hint", "apps.unmeasured", "xcode.zeroItem"}));
     EXPECT_EQ(report.failures,
               (std::vector<ScanFailure>{{"brew.casks", "brew: Exit 1"}, {"sim.runtimes", "kaputt"}}));
 }
