@@ -26,6 +26,12 @@ ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::fails(Co
     return *this;
 }
 
+ScriptedCommandRunner::Expectation&
+ScriptedCommandRunner::Expectation::after(std::chrono::nanoseconds delay) {
+    delay_ = delay;
+    return *this;
+}
+
 ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::hangs() {
     hangs_ = true;
     return *this;
@@ -54,6 +60,11 @@ ScriptedCommandRunner::Expectation& ScriptedCommandRunner::expect(const std::fil
     return expectations_.emplace_back(Expectation(executable, std::move(arguments)));
 }
 
+void ScriptedCommandRunner::unscripted(Outcome outcome) {
+    std::lock_guard lock(mutex_);
+    unscripted_ = std::move(outcome);
+}
+
 std::vector<ScriptedCommandRunner::Call> ScriptedCommandRunner::calls() const {
     std::lock_guard lock(mutex_);
     return calls_;
@@ -77,20 +88,29 @@ ScriptedCommandRunner::run(const std::filesystem::path& executable, const std::v
 
     auto found = std::ranges::find_if(expectations_,
                                       [&](const Expectation& e) { return e.matches(executable, arguments); });
-    if (found == expectations_.end())
+    if (found == expectations_.end()) {
+        if (unscripted_)
+            return *unscripted_;
         return std::unexpected(
             CommandError{CommandError::Kind::launchFailed, "unscripted: " + calls_.back().commandLine()});
+    }
     ++found->used_;
-    if (!found->hangs_)
-        return found->outcome_;
+    const Outcome outcome = found->outcome_;
+    if (!found->hangs_ && !found->delay_)
+        return outcome;
 
     // Waiting far beyond any test's life is the same as never answering, and keeps the clock
-    // arithmetic from overflowing. The lock is released while waiting, so other calls go on.
-    neverNotified_.wait_for(lock, stop, std::clamp<std::chrono::nanoseconds>(timeout, 0ns, 24h),
-                            [] { return false; });
+    // arithmetic from overflowing.
+    const auto limit = std::min<std::chrono::nanoseconds>(timeout, 24h);
+    const auto delay = found->hangs_ ? limit : std::min<std::chrono::nanoseconds>(*found->delay_, 24h);
+    const auto wait = std::min(delay, limit);
+    // Releases the lock while waiting, so other calls go on.
+    neverNotified_.wait_for(lock, stop, std::max(wait, 0ns), [] { return false; });
     if (stop.stop_requested())
         return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
-    return std::unexpected(CommandError{CommandError::Kind::timeout, {}});
+    if (delay >= limit)
+        return std::unexpected(CommandError{CommandError::Kind::timeout, {}});
+    return outcome;
 }
 
 } // namespace velmora::test

@@ -19,7 +19,7 @@ namespace velmora::test {
 //
 // A call is answered by the first expectation, in the order they were declared, that matches its
 // executable (and its arguments, where given) and is not used up (see `times`). Calls nobody expected
-// fail with `launchFailed` and a message naming the command line.
+// fail with `launchFailed` and a message naming the command line; `unscripted` changes that.
 // Script the runner before sharing it; `run` itself may be called from many threads.
 class ScriptedCommandRunner final : public CommandRunner {
 public:
@@ -40,8 +40,10 @@ public:
         Expectation& returns(std::int32_t exitCode, std::string standardOutput = {},
                              std::string standardError = {});
         Expectation& fails(CommandError::Kind kind, std::string message = {});
-        // Never answers: the caller's time limit or stop token ends the call, with `timeout` or
-        // `cancelled`, as the live runner would.
+        // Answers only after `delay`; a caller's time limit or stop token ends the wait first, with
+        // `timeout` or `cancelled`, as the live runner would.
+        Expectation& after(std::chrono::nanoseconds delay);
+        // Never answers: only the time limit or the stop token ends the call.
         Expectation& hangs();
         // Answers at most `count` calls; later calls go on to the next matching expectation.
         Expectation& times(int count);
@@ -57,6 +59,7 @@ public:
         std::filesystem::path executable_;
         std::optional<std::vector<std::string>> arguments_;
         Outcome outcome_ = CommandResult{};
+        std::optional<std::chrono::nanoseconds> delay_;
         bool hangs_ = false;
         std::optional<int> limit_;
         int used_ = 0;
@@ -66,6 +69,8 @@ public:
     Expectation& expect(const std::filesystem::path& executable);
     // Matches calls of `executable` with exactly these arguments.
     Expectation& expect(const std::filesystem::path& executable, std::vector<std::string> arguments);
+    // The answer for calls no expectation matches.
+    void unscripted(Outcome outcome);
 
     std::vector<Call> calls() const;
     std::vector<std::string> commandLines() const;
@@ -77,8 +82,9 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::condition_variable_any neverNotified_; // waits of `hangs` end by time or stop token only
+    std::condition_variable_any neverNotified_; // waits of `after`/`hangs` end by time or stop token only
     std::deque<Expectation> expectations_;      // a deque keeps the references `expect` hands out valid
+    std::optional<Outcome> unscripted_;
     std::vector<Call> calls_;
 };
 
