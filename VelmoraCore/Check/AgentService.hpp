@@ -4,10 +4,10 @@
 #pragma once
 
 #include "Check/AgentStatus.hpp"
+#include "Support/StopToken.hpp"
 
 #include <expected>
 #include <filesystem>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -47,7 +47,7 @@ public:
     virtual std::expected<void, AgentServiceError> registerAgent(std::string_view plistName) = 0;
     // Stops and removes the agent; an agent that is not registered is no failure.
     virtual std::expected<void, AgentServiceError> unregisterAgent(std::string_view plistName,
-                                                                   std::stop_token stop = {}) = 0;
+                                                                   StopToken stop = {}) = 0;
 };
 
 } // namespace velmora

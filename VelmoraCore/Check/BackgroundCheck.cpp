@@ -1,10 +1,11 @@
 #include "Check/BackgroundCheck.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora::BackgroundCheck {
 
-std::expected<Outcome, CheckHistoryError> run(const CheckDependencies& dependencies, std::stop_token stop) {
+std::expected<Outcome, CheckHistoryError> run(const CheckDependencies& dependencies, StopToken stop) {
     const CheckRunner runner(dependencies.engine, dependencies.keepList, dependencies.history,
                              dependencies.measureSystemRoots, dependencies.diskSpace,
                              dependencies.orphanedServices);

@@ -5,12 +5,12 @@
 #include "Check/CheckNotificationText.hpp"
 #include "Check/CheckRunner.hpp"
 #include "Check/Notifier.hpp"
+#include "Support/StopToken.hpp"
 
 #include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 
 namespace velmora {
 
@@ -38,8 +38,7 @@ struct Outcome {
 // Scans, stores the snapshot in the history and posts its notification when there is one and
 // notifications are allowed. Fails only when the history could not be written; then nothing is posted.
 // A failed post is logged and leaves `posted` false: the snapshot is stored either way.
-std::expected<Outcome, CheckHistoryError> run(const CheckDependencies& dependencies,
-                                              std::stop_token stop = {});
+std::expected<Outcome, CheckHistoryError> run(const CheckDependencies& dependencies, StopToken stop = {});
 
 } // namespace BackgroundCheck
 

@@ -1,6 +1,7 @@
 #include "Check/CheckRunner.hpp"
 
 #include "Check/GrowthWatcher.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 
@@ -14,7 +15,7 @@ CheckRunner::CheckRunner(std::shared_ptr<const ScanEngine> engine, std::shared_p
       orphanedServices_(std::move(orphanedServices)) {}
 
 std::expected<CheckSnapshot, CheckHistoryError> CheckRunner::run(const ScanContext& context,
-                                                                 std::stop_token stop) const {
+                                                                 StopToken stop) const {
     auto report = engine_->run(context, stop);
     if (measureSystemRoots_)
         for (auto& finding : measureSystemRoots_(context, stop))

@@ -7,12 +7,12 @@
 #include "Platform/DiskSpaceProbe.hpp"
 #include "Safety/KeepList.hpp"
 #include "Scanning/ScanEngine.hpp"
+#include "Support/StopToken.hpp"
 
 #include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -22,7 +22,7 @@ class CheckRunner {
 public:
     // Findings for the system areas ("systemdata.…"); until the system-data measurer exists the live
     // one contributes nothing.
-    using MeasureSystemRoots = std::function<std::vector<Finding>(const ScanContext&, std::stop_token)>;
+    using MeasureSystemRoots = std::function<std::vector<Finding>(const ScanContext&, StopToken)>;
     // Labels of the orphaned background services; nothing when services were not examined.
     using OrphanedServices = std::function<std::optional<std::vector<std::string>>()>;
 
@@ -32,7 +32,7 @@ public:
 
     // Fails only when the history cannot be written.
     std::expected<CheckSnapshot, CheckHistoryError> run(const ScanContext& context,
-                                                        std::stop_token stop = {}) const;
+                                                        StopToken stop = {}) const;
 
 private:
     std::shared_ptr<const ScanEngine> engine_;

@@ -1,8 +1,9 @@
 #include "Check/CheckScheduler.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
-std::expected<void, AgentServiceError> CheckScheduler::apply(CheckSchedule schedule, std::stop_token stop) {
+std::expected<void, AgentServiceError> CheckScheduler::apply(CheckSchedule schedule, StopToken stop) {
     std::expected<void, AgentServiceError> result;
     const auto keep = [&](std::expected<void, AgentServiceError> step) {
         if (!step && result)

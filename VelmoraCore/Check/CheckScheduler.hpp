@@ -4,6 +4,7 @@
 
 #include "Check/AgentService.hpp"
 #include "Check/CheckSchedule.hpp"
+#include "Support/StopToken.hpp"
 
 #include <memory>
 
@@ -16,7 +17,7 @@ public:
     // Off unregisters both agents; weekly registers the weekly one and unregisters the monthly one;
     // monthly the reverse. Every step is tried even after one failed, so that a failed registration
     // never leaves the other schedule running as well; the first failure is returned.
-    std::expected<void, AgentServiceError> apply(CheckSchedule schedule, std::stop_token stop = {});
+    std::expected<void, AgentServiceError> apply(CheckSchedule schedule, StopToken stop = {});
 
     // Off is `notRegistered` without asking the system.
     AgentStatus status(CheckSchedule schedule);

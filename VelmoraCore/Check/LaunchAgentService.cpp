@@ -3,6 +3,7 @@
 #include "Platform/CommandFailureText.hpp"
 #include "Support/AtomicFile.hpp"
 #include "Support/PropertyList.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
@@ -89,7 +90,7 @@ std::expected<void, AgentServiceError> LaunchAgentService::registerAgent(std::st
 }
 
 std::expected<void, AgentServiceError> LaunchAgentService::unregisterAgent(std::string_view plistName,
-                                                                           std::stop_token stop) {
+                                                                           StopToken stop) {
     if (!scheduleForAgent(plistName))
         return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));
     const auto file = plistFile(plistName);

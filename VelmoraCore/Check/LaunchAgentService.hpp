@@ -6,6 +6,7 @@
 #include "Check/AgentService.hpp"
 #include "Check/CheckSchedule.hpp"
 #include "Platform/CommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <filesystem>
@@ -49,7 +50,7 @@ public:
     // Boots the agent out and removes its property list. A non-zero exit of bootout means the agent
     // was not loaded; launchctl that cannot be run is a failure only when our property list was there.
     std::expected<void, AgentServiceError> unregisterAgent(std::string_view plistName,
-                                                           std::stop_token stop = {}) override;
+                                                           StopToken stop = {}) override;
 
     std::filesystem::path plistFile(std::string_view plistName) const;
 

@@ -2,6 +2,7 @@
 
 #include "Platform/CommandFailureText.hpp"
 #include "Support/AtomicFile.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 namespace velmora {
@@ -93,7 +94,7 @@ fs::path SystemdTimerService::timerFile(CheckSchedule schedule) const {
 }
 
 std::expected<CommandResult, CommandError> SystemdTimerService::systemctl(std::vector<std::string> arguments,
-                                                                          std::stop_token stop) const {
+                                                                          StopToken stop) const {
     arguments.insert(arguments.begin(), "--user");
     return setup_.runner->run(*setup_.systemctl, arguments, timeout, std::move(stop));
 }
@@ -163,7 +164,7 @@ std::expected<void, AgentServiceError> SystemdTimerService::registerAgent(std::s
 }
 
 std::expected<void, AgentServiceError> SystemdTimerService::unregisterAgent(std::string_view plistName,
-                                                                            std::stop_token stop) {
+                                                                            StopToken stop) {
     const auto schedule = scheduleForAgent(plistName);
     if (!schedule)
         return AgentServiceError::failure(AgentServiceError::Kind::unknownAgent, std::string(plistName));

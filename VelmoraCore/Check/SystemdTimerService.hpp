@@ -6,6 +6,7 @@
 #include "Check/AgentService.hpp"
 #include "Check/CheckSchedule.hpp"
 #include "Platform/CommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <filesystem>
@@ -50,14 +51,14 @@ public:
     // Disables and stops the timer, removes both units and reloads. Without a timer file there is
     // nothing to switch off and systemctl is not asked.
     std::expected<void, AgentServiceError> unregisterAgent(std::string_view plistName,
-                                                           std::stop_token stop = {}) override;
+                                                           StopToken stop = {}) override;
 
     std::filesystem::path serviceFile(CheckSchedule schedule) const;
     std::filesystem::path timerFile(CheckSchedule schedule) const;
 
 private:
     std::expected<CommandResult, CommandError> systemctl(std::vector<std::string> arguments,
-                                                         std::stop_token stop = {}) const;
+                                                         StopToken stop = {}) const;
     void removeUnits(CheckSchedule schedule, std::error_code& ec) const;
 
     Setup setup_;

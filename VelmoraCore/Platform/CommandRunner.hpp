@@ -1,11 +1,12 @@
 // Runs one external command (no shell) with a time limit and returns its exit status and output.
 #pragma once
 
+#include "Support/StopToken.hpp"
+
 #include <chrono>
 #include <cstdint>
 #include <expected>
 #include <filesystem>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ public:
     virtual std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
                                                            const std::vector<std::string>& arguments,
                                                            std::chrono::nanoseconds timeout,
-                                                           std::stop_token stop = {}) = 0;
+                                                           StopToken stop = {}) = 0;
 };
 
 } // namespace velmora

@@ -1,6 +1,7 @@
 #include "Platform/ProcessCommandRunner.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -318,7 +319,7 @@ std::vector<std::string> ProcessCommandRunner::mergedEnvironment(const std::vect
 
 std::expected<CommandResult, CommandError>
 ProcessCommandRunner::run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                          std::chrono::nanoseconds timeout, std::stop_token stop) {
+                          std::chrono::nanoseconds timeout, StopToken stop) {
     if (stop.stop_requested())
         return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
     if (const int error = executableError(executable))
@@ -368,8 +369,7 @@ ProcessCommandRunner::run(const std::filesystem::path& executable, const std::ve
     Drain out{std::move(outPipe->readEnd), {}};
     Drain err{std::move(errPipe->readEnd), {}};
     const int wakeWrite = wakePipe->writeEnd.get();
-    std::stop_callback onStop(stop,
-                              [wakeWrite] { [[maybe_unused]] auto ignored = ::write(wakeWrite, "x", 1); });
+    StopCallback onStop(stop, [wakeWrite] { [[maybe_unused]] auto ignored = ::write(wakeWrite, "x", 1); });
 
     enum class Ending { none, timeout, cancelled };
     Ending ending = Ending::none;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Platform/CommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <string>
@@ -47,7 +48,7 @@ public:
     std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
                                                    const std::vector<std::string>& arguments,
                                                    std::chrono::nanoseconds timeout,
-                                                   std::stop_token stop = {}) override;
+                                                   StopToken stop = {}) override;
 
     // Keeps brew from updating itself, printing hints or cleaning up while we run it; given to every
     // child because the names mean nothing to other tools.

@@ -1,4 +1,5 @@
 #include "Platform/SealedRoot.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cerrno>
 #include <climits>
@@ -37,7 +38,7 @@ public:
     std::expected<CommandResult, CommandError> run(const fs::path& executable,
                                                    const std::vector<std::string>& arguments,
                                                    std::chrono::nanoseconds timeout,
-                                                   std::stop_token stop) override {
+                                                   StopToken stop) override {
         const auto tool = root_.toolPath(executable);
         if (!root_.staysInside(tool))
             return std::unexpected(CommandError{CommandError::Kind::launchFailed,

@@ -1,9 +1,10 @@
 // How many bytes a location occupies on disk. The live implementation is SizeMeter.
 #pragma once
 
+#include "Support/StopToken.hpp"
+
 #include <cstdint>
 #include <filesystem>
-#include <stop_token>
 
 namespace velmora {
 
@@ -16,7 +17,7 @@ public:
     // Allocated bytes of all regular files below `location` (a file: its own), hard links once,
     // symbolic links never followed and counted 0, unreadable entries 0. A missing location is 0.
     // When `stop` is requested the walk ends early and returns what it counted so far.
-    virtual std::int64_t size(const std::filesystem::path& location, std::stop_token stop = {}) const = 0;
+    virtual std::int64_t size(const std::filesystem::path& location, StopToken stop = {}) const = 0;
 };
 
 } // namespace velmora

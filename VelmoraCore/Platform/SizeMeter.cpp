@@ -1,5 +1,6 @@
 // Walks a folder tree through directory descriptors on several threads and adds up allocated blocks.
 #include "Platform/SizeMeter.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -210,8 +211,7 @@ struct FileKeyHash {
 // links seen so far, and the totals of the threads that finished.
 class Walk {
 public:
-    Walk(const SizeMeter::Options& options, std::stop_token stop)
-        : options_(options), stop_(std::move(stop)) {}
+    Walk(const SizeMeter::Options& options, StopToken stop) : options_(options), stop_(std::move(stop)) {}
 
     SizeMeter::Result run(std::string location);
 
@@ -245,7 +245,7 @@ private:
     void helperMain();
 
     const SizeMeter::Options options_;
-    std::stop_token stop_;
+    StopToken stop_;
     std::atomic<bool> stopped_{false};
     std::atomic<bool> parallel_{false};
     std::vector<std::thread> helpers_;
@@ -541,11 +541,11 @@ unsigned SizeMeter::defaultThreads() {
     return std::clamp(4 * cores, 4U, 16U);
 }
 
-std::int64_t SizeMeter::size(const std::filesystem::path& location, std::stop_token stop) const {
+std::int64_t SizeMeter::size(const std::filesystem::path& location, StopToken stop) const {
     return measure(location, std::move(stop)).bytes;
 }
 
-SizeMeter::Result SizeMeter::measure(const std::filesystem::path& location, std::stop_token stop) const {
+SizeMeter::Result SizeMeter::measure(const std::filesystem::path& location, StopToken stop) const {
     // A trailing slash would make the system resolve a symbolic link at the location.
     std::string path = location.native();
     while (path.size() > 1 && path.back() == '/')

@@ -3,10 +3,10 @@
 #pragma once
 
 #include "Platform/SizeMeasurer.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstdint>
 #include <filesystem>
-#include <stop_token>
 
 namespace velmora {
 
@@ -49,8 +49,8 @@ public:
     SizeMeter() = default;
     explicit SizeMeter(Options options);
 
-    std::int64_t size(const std::filesystem::path& location, std::stop_token stop = {}) const override;
-    Result measure(const std::filesystem::path& location, std::stop_token stop = {}) const;
+    std::int64_t size(const std::filesystem::path& location, StopToken stop = {}) const override;
+    Result measure(const std::filesystem::path& location, StopToken stop = {}) const;
 
     // Four threads per core, at least 4 and at most 16. On a warm cache the walk is bound by the cores
     // and extra threads cost next to nothing; on a cold one it waits for the disk, and more requests

@@ -4,6 +4,7 @@
 #include "Platform/ParentDirectory.hpp"
 #include "Platform/SystemErrorText.hpp"
 #include "Platform/UniqueFd.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <cerrno>
@@ -68,7 +69,7 @@ struct Failure {
 
 class Walk {
 public:
-    Walk(int parentFd, const TreeDeleter::Observer& observer, std::stop_token stop)
+    Walk(int parentFd, const TreeDeleter::Observer& observer, StopToken stop)
         : parentFd_(parentFd), observer_(observer), stop_(std::move(stop)) {}
 
     // Removes the non-folder `name` in the item's folder.
@@ -306,7 +307,7 @@ private:
 
     int parentFd_;
     const TreeDeleter::Observer& observer_;
-    std::stop_token stop_;
+    StopToken stop_;
     dev_t device_ = 0;
     std::optional<std::uint64_t> mount_;
     std::vector<Frame> stack_;
@@ -339,8 +340,7 @@ std::string shownPath(const std::filesystem::path& where) {
 
 TreeDeleter::TreeDeleter(Observer observer) : observer_(std::move(observer)) {}
 
-std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const RemovalTarget& item,
-                                                            std::stop_token stop) const {
+std::expected<DeleteStats, DeleteError> TreeDeleter::remove(const RemovalTarget& item, StopToken stop) const {
     using Kind = DeleteError::Kind;
     auto parent = ParentDirectory::open(item);
     if (!parent) {

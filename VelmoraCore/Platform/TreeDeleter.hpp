@@ -4,12 +4,12 @@
 #pragma once
 
 #include "Platform/RemovalTarget.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstdint>
 #include <expected>
 #include <filesystem>
 #include <functional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -75,8 +75,7 @@ public:
     // leaves that entry and the folders above it, everything else is removed, and the result is
     // `failed` with the first failure. An entry that vanished meanwhile is no failure.
     // Thread-safe (no shared state); the observer runs on the calling thread.
-    std::expected<DeleteStats, DeleteError> remove(const RemovalTarget& item,
-                                                   std::stop_token stop = {}) const;
+    std::expected<DeleteStats, DeleteError> remove(const RemovalTarget& item, StopToken stop = {}) const;
 
 private:
     Observer observer_;

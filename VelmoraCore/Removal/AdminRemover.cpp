@@ -2,6 +2,7 @@
 
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 
@@ -95,7 +96,7 @@ AdminRemover::Prepared AdminRemover::prepare(const std::vector<FindingSelection>
 }
 
 std::vector<ItemResult> AdminRemover::remove(const std::vector<FindingSelection>& findings, bool dryRun,
-                                             std::stop_token stop) {
+                                             StopToken stop) {
     if (dryRun) {
         std::vector<ItemResult> results;
         for (const auto& selection : findings)

@@ -10,13 +10,13 @@
 #include "Removal/ItemOutcome.hpp"
 #include "Removal/PrivilegedExecutor.hpp"
 #include "Removal/SafetyCheck.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -61,7 +61,7 @@ public:
     // when no step was accepted. Blocks while the prompt is open and the script runs; a second call
     // waits until the first one is done, so only one admin script runs at a time.
     std::vector<ItemResult> remove(const std::vector<FindingSelection>& findings, bool dryRun,
-                                   std::stop_token stop = {});
+                                   StopToken stop = {});
 
     // The outcome of every item, given how the run of `prepared.steps` ended.
     static std::vector<ItemResult> results(const Prepared& prepared, const AdminRunResult& run);

@@ -1,6 +1,7 @@
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
 
 #include "Removal/AdminScriptBuilder.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
@@ -24,7 +25,7 @@ std::string AppleScriptPrivilegedExecutor::appleScript(std::string_view shellScr
     return "do shell script " + stringLiteral(shellScript) + " with administrator privileges";
 }
 
-AdminRunResult AppleScriptPrivilegedExecutor::run(const AdminScript& script, std::stop_token stop) {
+AdminRunResult AppleScriptPrivilegedExecutor::run(const AdminScript& script, StopToken stop) {
     const auto result =
         runner_->run(std::string(osascript), {"-e", appleScript(script.text)}, timeout_, std::move(stop));
     if (!result)

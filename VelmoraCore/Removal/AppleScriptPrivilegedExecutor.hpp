@@ -4,6 +4,7 @@
 
 #include "Platform/CommandRunner.hpp"
 #include "Removal/PrivilegedExecutor.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <memory>
@@ -23,7 +24,7 @@ public:
     // Exit 0: completed with the parsed status lines. "(-128)" in the error output (the user pressed
     // Cancel): cancelled. The runner's time limit: failed "Zeitüberschreitung". Any other exit
     // status N: failed "Exit N".
-    AdminRunResult run(const AdminScript& script, std::stop_token stop) override;
+    AdminRunResult run(const AdminScript& script, StopToken stop) override;
 
     // The text as an AppleScript string literal: every backslash doubled, every double quote preceded
     // by a backslash, enclosed in double quotes. Line breaks and non-ASCII stay as they are.

@@ -1,6 +1,7 @@
 #include "Removal/DeleteRemover.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 
@@ -14,7 +15,7 @@ DeleteRemover::DeleteRemover(std::shared_ptr<const SafetyGuard> guard, TreeDelet
     : FileRemover(std::move(guard), logCategory), deleter_(std::move(deleter)) {}
 
 ItemOutcome DeleteRemover::apply(const RemovalTarget& target, std::optional<std::int64_t> size,
-                                 std::stop_token stop) {
+                                 StopToken stop) {
     const auto& url = target.path;
     const auto deleted = deleter_.remove(target, std::move(stop));
     if (deleted) {

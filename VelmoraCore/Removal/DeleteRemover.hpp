@@ -4,6 +4,7 @@
 
 #include "Platform/TreeDeleter.hpp"
 #include "Removal/FileRemover.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
@@ -15,8 +16,7 @@ private:
     // A deletion that removed only part of a folder fails with the first entry that stayed; one that
     // was stopped midway is `cancelled` (what went so far is gone); an item that is no longer the
     // recorded object is skipped untouched.
-    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size,
-                      std::stop_token stop) override;
+    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size, StopToken stop) override;
 
     TreeDeleter deleter_;
 };

@@ -6,6 +6,7 @@
 #include "Safety/SafetyGuard.hpp"
 #include "Safety/SafetyVerdict.hpp"
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <fmt/format.h>
@@ -54,7 +55,7 @@ FileRemover::FileRemover(std::shared_ptr<const SafetyGuard> guard, std::string_v
     : guard_(std::move(guard)), logCategory_(logCategory) {}
 
 std::vector<ItemResult> FileRemover::remove(const std::vector<RemovalStep>& steps, bool dryRun,
-                                            std::stop_token stop) {
+                                            StopToken stop) {
     std::vector<ItemResult> results;
     for (const auto& step : steps) {
         const FindingID id = step.finding ? step.finding->id : FindingID{};
@@ -67,7 +68,7 @@ std::vector<ItemResult> FileRemover::remove(const std::vector<RemovalStep>& step
     return results;
 }
 
-ItemOutcome FileRemover::removeOne(const PlannedItem& planned, bool dryRun, std::stop_token stop) {
+ItemOutcome FileRemover::removeOne(const PlannedItem& planned, bool dryRun, StopToken stop) {
     const auto& url = planned.item.url;
     if (!url || url->empty())
         return ItemOutcome::skipped(std::string(RemovalText::noPath));
@@ -95,7 +96,7 @@ ItemOutcome FileRemover::removeOne(const PlannedItem& planned, bool dryRun, std:
 }
 
 ItemOutcome FileRemover::removeAroundCredentials(const RemovalTarget& target,
-                                                 std::optional<std::int64_t> size, std::stop_token stop) {
+                                                 std::optional<std::int64_t> size, StopToken stop) {
     auto parent = ParentDirectory::open(target);
     // Not reachable as a folder any more: the action finds out why and says so.
     if (!parent || !S_ISDIR(parent->status.st_mode))

@@ -5,6 +5,7 @@
 
 #include "Platform/RemovalTarget.hpp"
 #include "Removal/Remover.hpp"
+#include "Support/StopToken.hpp"
 
 #include <memory>
 #include <optional>
@@ -19,7 +20,7 @@ inline constexpr std::string_view credentialsStayText = "Zugangsdaten werden nie
 class FileRemover : public Remover {
 public:
     std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool dryRun,
-                                   std::stop_token stop = {}) override;
+                                   StopToken stop = {}) override;
 
 protected:
     // A null `guard` denies every path: a remover that cannot ask the guard touches nothing.
@@ -28,14 +29,14 @@ protected:
     // Moves or deletes `target`, which has passed every check a moment ago; it is reached from its
     // anchor and must still be the recorded object. `size` is what a removal reports.
     virtual ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size,
-                              std::stop_token stop) = 0;
+                              StopToken stop) = 0;
 
 private:
-    ItemOutcome removeOne(const PlannedItem& planned, bool dryRun, std::stop_token stop);
+    ItemOutcome removeOne(const PlannedItem& planned, bool dryRun, StopToken stop);
     // Inside a tool folder with credential files: everything but the entries named like credentials
     // (and the folders on their way) goes; the outcome names what stayed.
     ItemOutcome removeAroundCredentials(const RemovalTarget& target, std::optional<std::int64_t> size,
-                                        std::stop_token stop);
+                                        StopToken stop);
 
     std::shared_ptr<const SafetyGuard> guard_;
     std::string_view logCategory_;

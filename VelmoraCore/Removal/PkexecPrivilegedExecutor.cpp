@@ -1,6 +1,7 @@
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 
 #include "Removal/AdminScriptBuilder.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
@@ -8,7 +9,7 @@ PkexecPrivilegedExecutor::PkexecPrivilegedExecutor(std::shared_ptr<CommandRunner
                                                    std::chrono::nanoseconds timeout)
     : runner_(std::move(runner)), timeout_(timeout) {}
 
-AdminRunResult PkexecPrivilegedExecutor::run(const AdminScript& script, std::stop_token stop) {
+AdminRunResult PkexecPrivilegedExecutor::run(const AdminScript& script, StopToken stop) {
     const auto result =
         runner_->run(std::string(pkexec), {std::string(shell), "-c", script.text}, timeout_, std::move(stop));
     if (!result)

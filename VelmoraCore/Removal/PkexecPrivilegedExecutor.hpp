@@ -4,6 +4,7 @@
 
 #include "Platform/CommandRunner.hpp"
 #include "Removal/PrivilegedExecutor.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <memory>
@@ -26,7 +27,7 @@ public:
     // Exit 0: completed with the parsed status lines; 126: cancelled; 127: failed "Keine
     // Administratorrechte erhalten"; the runner's time limit: failed "Zeitüberschreitung"; any other
     // exit status N: failed "Exit N".
-    AdminRunResult run(const AdminScript& script, std::stop_token stop) override;
+    AdminRunResult run(const AdminScript& script, StopToken stop) override;
 
     static constexpr std::string_view pkexec = "/usr/bin/pkexec";
     static constexpr std::string_view shell = "/bin/sh";

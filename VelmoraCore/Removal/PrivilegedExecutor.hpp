@@ -3,11 +3,11 @@
 #pragma once
 
 #include "Platform/CommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <variant>
 #include <vector>
@@ -56,7 +56,7 @@ class PrivilegedExecutor {
 public:
     virtual ~PrivilegedExecutor() = default;
 
-    virtual AdminRunResult run(const AdminScript& script, std::stop_token stop) = 0;
+    virtual AdminRunResult run(const AdminScript& script, StopToken stop) = 0;
 };
 
 // How a run ends when the command runner could not carry it out: its time limit → "Zeitüberschreitung",

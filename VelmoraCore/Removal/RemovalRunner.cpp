@@ -7,6 +7,7 @@
 #include "Safety/SafetyGuard.hpp"
 #include "Safety/SafetyVerdict.hpp"
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 
@@ -82,13 +83,12 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
 }
 
 RemovalRunner::AdminRemoval RemovalRunner::adminRemoval(std::shared_ptr<AdminRemover> remover) {
-    return [remover](const std::vector<FindingSelection>& findings, bool dryRun, std::stop_token stop) {
+    return [remover](const std::vector<FindingSelection>& findings, bool dryRun, StopToken stop) {
         return remover->remove(findings, dryRun, std::move(stop));
     };
 }
 
-RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progress,
-                                 std::stop_token stop) const {
+RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progress, StopToken stop) const {
     const bool dryRun = plan.options.dryRun;
     Log::info(logCategory, fmt::format("removing {} items{}", plan.itemCount(), dryRun ? " (dry run)" : ""));
 
@@ -130,7 +130,7 @@ RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progre
 }
 
 void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
-                             const Progress& progress, std::stop_token stop,
+                             const Progress& progress, StopToken stop,
                              std::vector<ItemResult>& results) const {
     for (const auto& step : steps) {
         if (step.items.empty())
@@ -159,8 +159,8 @@ void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, const KeepLi
 }
 
 void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* remover,
-                             const KeepList::IDs& kept, bool dryRun, const Progress& progress,
-                             std::stop_token stop, std::vector<ItemResult>& results) const {
+                             const KeepList::IDs& kept, bool dryRun, const Progress& progress, StopToken stop,
+                             std::vector<ItemResult>& results) const {
     for (const auto& step : steps) {
         const Finding& finding = *step.finding;
         for (const auto& planned : step.items) {
@@ -199,7 +199,7 @@ void RemovalRunner::runFiles(const std::vector<RemovalStep>& steps, Remover* rem
 }
 
 void RemovalRunner::runAdmin(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
-                             const Progress& progress, std::stop_token stop,
+                             const Progress& progress, StopToken stop,
                              std::vector<ItemResult>& results) const {
     std::vector<FindingSelection> handOver;
     for (const auto& step : steps) {

@@ -16,10 +16,10 @@
 #include "Removal/Remover.hpp"
 #include "Removal/TrashRemover.hpp"
 #include "Safety/KeepList.hpp"
+#include "Support/StopToken.hpp"
 
 #include <functional>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -31,8 +31,8 @@ class RemovalRunner {
 public:
     using Progress = std::function<void(const std::string&)>;
     // The admin group: AdminRemover::remove, or a stand-in in tests.
-    using AdminRemoval = std::function<std::vector<ItemResult>(const std::vector<FindingSelection>&,
-                                                               bool dryRun, std::stop_token)>;
+    using AdminRemoval =
+        std::function<std::vector<ItemResult>(const std::vector<FindingSelection>&, bool dryRun, StopToken)>;
     // The keep list as it is now (KeepList::read).
     using KeepListRead = std::function<KeepList::Contents()>;
 
@@ -70,17 +70,16 @@ public:
     // run together stay or go together), then go to the admin remover at once, announced by "Admin-Schritte
     // (eine Passwortabfrage)". In a dry run nothing changes and no password is asked for. After `stop`, every
     // item not yet started is `cancelled`. `progress` is called on this thread.
-    RemovalReport run(const RemovalPlan& plan, const Progress& progress = {},
-                      std::stop_token stop = {}) const;
+    RemovalReport run(const RemovalPlan& plan, const Progress& progress = {}, StopToken stop = {}) const;
 
 private:
     void runFiles(const std::vector<RemovalStep>& steps, Remover* remover, const KeepList::IDs& kept,
-                  bool dryRun, const Progress& progress, std::stop_token stop,
+                  bool dryRun, const Progress& progress, StopToken stop,
                   std::vector<ItemResult>& results) const;
     void runTools(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
-                  const Progress& progress, std::stop_token stop, std::vector<ItemResult>& results) const;
+                  const Progress& progress, StopToken stop, std::vector<ItemResult>& results) const;
     void runAdmin(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
-                  const Progress& progress, std::stop_token stop, std::vector<ItemResult>& results) const;
+                  const Progress& progress, StopToken stop, std::vector<ItemResult>& results) const;
 
     Services services_;
 };

@@ -4,8 +4,8 @@
 
 #include "Removal/ItemOutcome.hpp"
 #include "Removal/RemovalStep.hpp"
+#include "Support/StopToken.hpp"
 
-#include <stop_token>
 #include <string_view>
 #include <vector>
 
@@ -33,7 +33,7 @@ public:
     // dry run nothing changes. Once `stop` is requested, the items not yet started are `cancelled`.
     // Called by one thread at a time.
     virtual std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool dryRun,
-                                           std::stop_token stop = {}) = 0;
+                                           StopToken stop = {}) = 0;
 };
 
 } // namespace velmora

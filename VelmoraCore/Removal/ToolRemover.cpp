@@ -3,6 +3,7 @@
 #include "Removal/BrewCommand.hpp"
 #include "Removal/RunningAppCheck.hpp"
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 
@@ -40,7 +41,7 @@ std::optional<std::filesystem::path> ToolRemover::executable(const ToolLocator& 
 }
 
 std::vector<ItemResult> ToolRemover::remove(const std::vector<RemovalStep>& steps, bool dryRun,
-                                            std::stop_token stop) {
+                                            StopToken stop) {
     std::vector<ItemResult> results;
     for (const auto& step : steps) {
         if (step.items.empty())
@@ -53,8 +54,7 @@ std::vector<ItemResult> ToolRemover::remove(const std::vector<RemovalStep>& step
     return results;
 }
 
-std::vector<ItemOutcome> ToolRemover::removeFinding(const RemovalStep& step, bool dryRun,
-                                                    std::stop_token stop) {
+std::vector<ItemOutcome> ToolRemover::removeFinding(const RemovalStep& step, bool dryRun, StopToken stop) {
     if (stop.stop_requested())
         return all(step, ItemOutcome::cancelled());
     const auto* tool = step.finding ? std::get_if<RemovalMethod::Tool>(&step.finding->method.value) : nullptr;

@@ -6,6 +6,7 @@
 #include "Platform/RunningAppsSource.hpp"
 #include "Platform/ToolLocator.hpp"
 #include "Removal/Remover.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <filesystem>
@@ -30,14 +31,14 @@ public:
     // exit 0 → every item removed, time limit → failed "Zeitüberschreitung", stopped → cancelled,
     // Homebrew distrusting a tap → failed with the trust hint, any other status N → failed "Exit N".
     std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool dryRun,
-                                   std::stop_token stop = {}) override;
+                                   StopToken stop = {}) override;
 
     // Where the tool's executable is: "xcrun" only in /usr/bin, an absolute path as it is, any other
     // name through the locator.
     static std::optional<std::filesystem::path> executable(const ToolLocator& tools, std::string_view tool);
 
 private:
-    std::vector<ItemOutcome> removeFinding(const RemovalStep& step, bool dryRun, std::stop_token stop);
+    std::vector<ItemOutcome> removeFinding(const RemovalStep& step, bool dryRun, StopToken stop);
 
     std::shared_ptr<CommandRunner> runner_;
     ToolLocator tools_;

@@ -1,6 +1,7 @@
 #include "Removal/TrashRemover.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 
@@ -15,8 +16,7 @@ TrashRemover::TrashRemover(std::shared_ptr<Trash> trash, std::shared_ptr<const S
     : FileRemover(std::move(guard), logCategory), trash_(std::move(trash)), onTrashed_(std::move(onTrashed)) {
 }
 
-ItemOutcome TrashRemover::apply(const RemovalTarget& target, std::optional<std::int64_t> size,
-                                std::stop_token) {
+ItemOutcome TrashRemover::apply(const RemovalTarget& target, std::optional<std::int64_t> size, StopToken) {
     const auto& url = target.path;
     if (!trash_)
         return ItemOutcome::failed(std::string(noTrashText));

@@ -4,6 +4,7 @@
 
 #include "Platform/Trash.hpp"
 #include "Removal/FileRemover.hpp"
+#include "Support/StopToken.hpp"
 
 #include <filesystem>
 #include <functional>
@@ -22,8 +23,7 @@ public:
 
 private:
     // An item that is no longer the recorded object is skipped; every other refusal of the Trash fails.
-    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size,
-                      std::stop_token stop) override;
+    ItemOutcome apply(const RemovalTarget& target, std::optional<std::int64_t> size, StopToken stop) override;
 
     std::shared_ptr<Trash> trash_;
     OnTrashed onTrashed_;

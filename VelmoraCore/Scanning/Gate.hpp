@@ -3,12 +3,12 @@
 #pragma once
 
 #include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <expected>
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <stop_token>
 #include <vector>
 
 namespace velmora {
@@ -29,13 +29,13 @@ public:
     std::optional<ScanOutcome> result() const;
 
     // The token the scanner runs under; triggered once the gate is settled.
-    std::stop_token scannerStopToken() const { return scannerStop_.get_token(); }
+    StopToken scannerStopToken() const { return scannerStop_.get_token(); }
 
 private:
     mutable std::mutex mutex_;
     std::optional<ScanOutcome> result_;
     bool done_ = false;
-    std::stop_source scannerStop_;
+    StopSource scannerStop_;
     std::function<void()> onSettled_;
 };
 

@@ -3,6 +3,7 @@
 #include "Findings/ShellQuote.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Support/PropertyList.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -187,8 +188,7 @@ Finding PathScanner::findingFor(const PathRule& rule, std::vector<FindingItem> i
     return finding;
 }
 
-std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanContext& context,
-                                                                 std::stop_token stop) {
+std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanContext& context, StopToken stop) {
     fs::path start;
     switch (rule_.base) {
     case PathBase::home:

@@ -4,6 +4,7 @@
 
 #include "Scanning/PathRule.hpp"
 #include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <filesystem>
 #include <optional>
@@ -18,8 +19,7 @@ public:
 
     std::string id() const override { return rule_.id; }
     ScannerPhase phase() const override { return ScannerPhase::specific; }
-    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
-                                                        std::stop_token stop) override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, StopToken stop) override;
 
     const PathRule& rule() const { return rule_; }
 

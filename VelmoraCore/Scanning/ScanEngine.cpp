@@ -1,6 +1,7 @@
 #include "Scanning/ScanEngine.hpp"
 
 #include "Scanning/Gate.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 #include <condition_variable>
@@ -68,7 +69,7 @@ std::string ScanEngine::timeoutMessage(std::chrono::nanoseconds timeout) {
     return "Zeitüberschreitung nach " + std::to_string(seconds) + " s";
 }
 
-ScanReport ScanEngine::run(const ScanContext& context, std::stop_token stop, const Progress& progress) const {
+ScanReport ScanEngine::run(const ScanContext& context, StopToken stop, const Progress& progress) const {
     ScanReport report;
     auto wakeup = std::make_shared<Wakeup>();
     const std::size_t total = scanners_.size();
@@ -120,9 +121,9 @@ ScanReport ScanEngine::run(const ScanContext& context, std::stop_token stop, con
             std::unique_lock lock(wakeup->mutex);
             const auto changed = [&] { return wakeup->settled != seen; };
             if (nextDeadline == std::chrono::steady_clock::time_point::max())
-                wakeup->changed.wait(lock, stop, changed);
+                wait(wakeup->changed, lock, stop, changed);
             else
-                wakeup->changed.wait_until(lock, stop, nextDeadline, changed);
+                waitUntil(wakeup->changed, lock, stop, nextDeadline, changed);
         }
         settledBefore += running.size();
 

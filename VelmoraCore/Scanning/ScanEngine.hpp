@@ -4,11 +4,11 @@
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/ScanReport.hpp"
 #include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -25,8 +25,7 @@ public:
     // Never fails: every scanner error becomes a ScanFailure. A scanner that runs past its limit is
     // reported, told to stop and abandoned, never waited for. When `stop` is requested, scanners still
     // running are told to stop, reported as cancelled, and later phases do not run.
-    ScanReport run(const ScanContext& context, std::stop_token stop = {},
-                   const Progress& progress = {}) const;
+    ScanReport run(const ScanContext& context, StopToken stop = {}, const Progress& progress = {}) const;
 
     const std::vector<std::shared_ptr<Scanner>>& scanners() const { return scanners_; }
     std::chrono::nanoseconds perScannerTimeout() const { return perScannerTimeout_; }

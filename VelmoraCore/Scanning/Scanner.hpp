@@ -3,9 +3,9 @@
 
 #include "Findings/Finding.hpp"
 #include "Scanning/ScannerPhase.hpp"
+#include "Support/StopToken.hpp"
 
 #include <expected>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -28,7 +28,7 @@ public:
     // Runs on a thread of its own. A scanner that is told to stop (time-out or cancellation) should
     // return soon; its result is ignored by then. It must not throw; errors are returned.
     virtual std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
-                                                                std::stop_token stop) = 0;
+                                                                StopToken stop) = 0;
 };
 
 } // namespace velmora

@@ -5,6 +5,7 @@
 #include "Services/LoginItemReader.hpp"
 #include "Services/WorkspaceAppLocator.hpp"
 #include "Support/PropertyList.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -349,7 +350,7 @@ std::optional<LaunchItem> LaunchItemScanner::readPlist(LaunchScope scope, const 
     return item;
 }
 
-std::vector<LaunchItem> LaunchItemScanner::readFolder(LaunchScope scope, std::stop_token stop) const {
+std::vector<LaunchItem> LaunchItemScanner::readFolder(LaunchScope scope, StopToken stop) const {
     std::vector<LaunchItem> items;
     const auto where = folder(scope);
     if (!where)
@@ -387,7 +388,7 @@ std::vector<LaunchItem> LaunchItemScanner::readFolder(LaunchScope scope, std::st
     return items;
 }
 
-ServicesLoad LaunchItemScanner::load(std::stop_token stop) const {
+ServicesLoad LaunchItemScanner::load(StopToken stop) const {
     ServicesLoad load;
     for (const LaunchScope scope : {LaunchScope::user, LaunchScope::allUsers, LaunchScope::system}) {
         auto items = readFolder(scope, stop);
@@ -438,7 +439,7 @@ ServicesLoad LaunchItemScanner::load(std::stop_token stop) const {
     return load;
 }
 
-std::vector<LaunchItem> LaunchItemScanner::scan(std::stop_token stop) const {
+std::vector<LaunchItem> LaunchItemScanner::scan(StopToken stop) const {
     return load(std::move(stop)).items;
 }
 

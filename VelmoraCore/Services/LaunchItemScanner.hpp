@@ -8,13 +8,13 @@
 #include "Services/AppLocator.hpp"
 #include "Services/LaunchItem.hpp"
 #include "Services/ServicesLoad.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,8 +50,8 @@ public:
 
     // The services list with the login-item failure flag; sorted by scope, then name in Finder order,
     // then label, then id. A stop request ends the scan early with what it has.
-    ServicesLoad load(std::stop_token stop = {}) const;
-    std::vector<LaunchItem> scan(std::stop_token stop = {}) const;
+    ServicesLoad load(StopToken stop = {}) const;
+    std::vector<LaunchItem> scan(StopToken stop = {}) const;
 
     // Nothing when the item may be removed; otherwise the German reason why not.
     std::optional<std::string> removalBlockReason(const LaunchItem& item) const;
@@ -63,7 +63,7 @@ public:
     std::uint32_t uid() const { return sources_.uid; }
 
 private:
-    std::vector<LaunchItem> readFolder(LaunchScope scope, std::stop_token stop) const;
+    std::vector<LaunchItem> readFolder(LaunchScope scope, StopToken stop) const;
     std::optional<LaunchItem> readPlist(LaunchScope scope, const std::filesystem::path& file,
                                         const std::string& fileLabel) const;
     AppPresence presence(const std::string& bundleID) const;

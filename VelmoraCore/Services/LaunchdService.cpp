@@ -1,5 +1,6 @@
 #include "Services/LaunchdService.hpp"
 
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -56,7 +57,7 @@ LaunchdService LaunchdService::parse(std::string_view output) {
 }
 
 std::expected<LaunchdService, LaunchdQueryError>
-LaunchdService::query(CommandRunner& runner, const std::string& target, std::stop_token stop) {
+LaunchdService::query(CommandRunner& runner, const std::string& target, StopToken stop) {
     const auto result = runner.run(launchctl, {"print", target}, timeout, std::move(stop));
     if (!result)
         return std::unexpected(LaunchdQueryError::unclear);

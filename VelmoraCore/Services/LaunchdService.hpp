@@ -4,12 +4,12 @@
 
 #include "Platform/CommandRunner.hpp"
 #include "Services/LaunchScope.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <cstdint>
 #include <expected>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -40,7 +40,7 @@ struct LaunchdService {
 
     // Runs `launchctl print <target>` through `runner`.
     static std::expected<LaunchdService, LaunchdQueryError>
-    query(CommandRunner& runner, const std::string& target, std::stop_token stop = {});
+    query(CommandRunner& runner, const std::string& target, StopToken stop = {});
 };
 
 } // namespace velmora

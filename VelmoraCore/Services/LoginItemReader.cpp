@@ -1,6 +1,7 @@
 #include "Services/LoginItemReader.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -150,7 +151,7 @@ std::vector<LaunchItem> LoginItemReader::loginItems(const std::vector<Entry>& en
     return items;
 }
 
-std::expected<std::vector<LaunchItem>, LoginItemReadError> LoginItemReader::read(std::stop_token stop) const {
+std::expected<std::vector<LaunchItem>, LoginItemReadError> LoginItemReader::read(StopToken stop) const {
     if (!runner_)
         return std::unexpected(LoginItemReadError::failed);
     const auto result = runner_->run(sfltool, {"dumpbtm"}, timeout, std::move(stop));

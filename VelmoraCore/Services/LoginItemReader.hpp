@@ -4,6 +4,7 @@
 
 #include "Platform/CommandRunner.hpp"
 #include "Services/LaunchItem.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -11,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,7 +44,7 @@ public:
         : runner_(std::move(runner)), uid_(uid) {}
 
     // Runs sfltool and returns the user's login items in the order of the dump, one per label.
-    std::expected<std::vector<LaunchItem>, LoginItemReadError> read(std::stop_token stop = {}) const;
+    std::expected<std::vector<LaunchItem>, LoginItemReadError> read(StopToken stop = {}) const;
 
     // The records of the section "Records for UID <uid>"; none when the dump has no such section.
     static std::vector<Entry> parse(std::string_view dump, std::uint32_t uid);

@@ -3,6 +3,7 @@
 #include "Removal/RemovalPlan.hpp"
 #include "Services/LaunchdService.hpp"
 #include "Services/OrphanedServices.hpp"
+#include "Support/StopToken.hpp"
 
 #include <map>
 #include <optional>
@@ -36,8 +37,7 @@ void skip(ServiceOutcome& outcome, std::string_view message) {
 // What launchd has loaded under the item's label. The loaded program decides whether that is this
 // service; without programs to compare, the file it was loaded from does. Anything short of a clear
 // answer is "unclear", which keeps the service.
-LoadedState loadedState(CommandRunner* commands, const LaunchItem& item, std::uint32_t uid,
-                        std::stop_token stop) {
+LoadedState loadedState(CommandRunner* commands, const LaunchItem& item, std::uint32_t uid, StopToken stop) {
     const auto target = LaunchdService::target(item.scope, uid, item.label);
     if (!commands || !target)
         return LoadedState::unclear;
@@ -62,7 +62,7 @@ bool stopped(const std::expected<CommandResult, CommandError>& result) {
 
 } // namespace
 
-bool ServiceRemoval::bootout(const LaunchItem& item, std::stop_token stop) const {
+bool ServiceRemoval::bootout(const LaunchItem& item, StopToken stop) const {
     const auto target = LaunchdService::target(item.scope, scanner_->uid(), item.label);
     return target && stopped(commands_->run(LaunchdService::launchctl, {"bootout", *target},
                                             LaunchdService::timeout, std::move(stop)));
@@ -82,7 +82,7 @@ std::vector<std::string> ServiceRemoval::bootoutCommands(const std::vector<Launc
 }
 
 std::vector<ServiceOutcome> ServiceRemoval::remove(const std::vector<LaunchItem>& items, bool dryRun,
-                                                   std::stop_token stop) const {
+                                                   StopToken stop) const {
     std::vector<ServiceOutcome> outcomes;
     outcomes.reserve(items.size());
     // The list the items came from may be old: the app may be back, the file replaced.

@@ -9,10 +9,10 @@
 #include "Removal/RemovalRunner.hpp"
 #include "Services/LaunchItem.hpp"
 #include "Services/LaunchItemScanner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,11 +61,11 @@ public:
     // find it again. Not loaded, a failed stop is of no concern. In a dry run only launchd is asked;
     // nothing is stopped or removed and every item that would go is skipped with "Trockenlauf".
     std::vector<ServiceOutcome> remove(const std::vector<LaunchItem>& items, bool dryRun,
-                                       std::stop_token stop = {}) const;
+                                       StopToken stop = {}) const;
 
 private:
     // Stops a user agent in the user's session; true when it is not running any more.
-    bool bootout(const LaunchItem& item, std::stop_token stop) const;
+    bool bootout(const LaunchItem& item, StopToken stop) const;
 
     std::shared_ptr<const LaunchItemScanner> scanner_;
     std::shared_ptr<CommandRunner> commands_;

@@ -6,6 +6,7 @@
 #include "Doubles/FakeNotifier.hpp"
 #include "Doubles/FakeScanner.hpp"
 #include "Platform/ScratchTree.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -31,7 +32,7 @@ struct CheckBench {
     explicit CheckBench(NotificationAuthorization authorization, fs::path historyFile = {})
         : notifier(std::make_shared<FakeNotifier>(authorization)) {
         auto scanner = std::make_shared<FakeScanner>(
-            "languages.npm", ScannerPhase::specific, [this](const ScanContext&, std::stop_token) {
+            "languages.npm", ScannerPhase::specific, [this](const ScanContext&, StopToken) {
                 return std::vector<Finding>{makeFinding("languages.npm", {"/npm"}, cacheSize)};
             });
         dependencies.engine = std::make_shared<const ScanEngine>(

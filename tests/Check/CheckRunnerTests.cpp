@@ -3,6 +3,7 @@
 #include "Doubles/FakeDiskSpace.hpp"
 #include "Doubles/FakeScanner.hpp"
 #include "Platform/ScratchTree.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -62,7 +63,7 @@ TEST(CheckRunner, StoresASnapshotWithoutKeptFindingsAndAlertsOnGrowth) {
     ASSERT_TRUE(keep->add(FindingID{"xcode.archives", ""}));
     std::int64_t derivedSize = 1 * GB;
     auto derived = std::make_shared<FakeScanner>(
-        "xcode.derivedData", ScannerPhase::specific, [&](const ScanContext&, std::stop_token) {
+        "xcode.derivedData", ScannerPhase::specific, [&](const ScanContext&, StopToken) {
             return std::vector<Finding>{makeFinding("xcode.derivedData", {"/d"}, derivedSize)};
         });
     auto archives =

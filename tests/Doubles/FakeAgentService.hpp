@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Check/AgentService.hpp"
+#include "Support/StopToken.hpp"
 
 #include <set>
 #include <string>
@@ -24,8 +25,7 @@ public:
         registered.insert(std::string(plistName));
         return {};
     }
-    std::expected<void, AgentServiceError> unregisterAgent(std::string_view plistName,
-                                                           std::stop_token) override {
+    std::expected<void, AgentServiceError> unregisterAgent(std::string_view plistName, StopToken) override {
         calls.push_back("unregister " + std::string(plistName));
         registered.erase(std::string(plistName));
         return {};

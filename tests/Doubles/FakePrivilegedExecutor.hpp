@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Removal/PrivilegedExecutor.hpp"
+#include "Support/StopToken.hpp"
 
 #include <functional>
 #include <mutex>
@@ -29,7 +30,7 @@ public:
         responder_ = std::move(responder);
     }
 
-    AdminRunResult run(const AdminScript& script, std::stop_token) override {
+    AdminRunResult run(const AdminScript& script, StopToken) override {
         std::lock_guard lock(mutex_);
         scripts_.push_back(script);
         return responder_(script);

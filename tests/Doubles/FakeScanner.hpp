@@ -3,6 +3,7 @@
 
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <functional>
 #include <memory>
@@ -11,22 +12,20 @@ namespace velmora::testing {
 
 class FakeScanner : public Scanner {
 public:
-    using Body =
-        std::function<std::expected<std::vector<Finding>, ScanError>(const ScanContext&, std::stop_token)>;
+    using Body = std::function<std::expected<std::vector<Finding>, ScanError>(const ScanContext&, StopToken)>;
 
     FakeScanner(std::string id, ScannerPhase phase, Body body)
         : id_(std::move(id)), phase_(phase), body_(std::move(body)) {}
 
     static std::shared_ptr<FakeScanner> returning(std::string id, std::vector<Finding> findings,
                                                   ScannerPhase phase = ScannerPhase::specific) {
-        return std::make_shared<FakeScanner>(
-            std::move(id), phase, [findings](const ScanContext&, std::stop_token) { return findings; });
+        return std::make_shared<FakeScanner>(std::move(id), phase,
+                                             [findings](const ScanContext&, StopToken) { return findings; });
     }
 
     std::string id() const override { return id_; }
     ScannerPhase phase() const override { return phase_; }
-    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
-                                                        std::stop_token stop) override {
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, StopToken stop) override {
         return body_(context, stop);
     }
 

@@ -1,6 +1,7 @@
 #include "Doubles/ScriptedCommandRunner.hpp"
 
 #include "Findings/ShellQuote.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 
@@ -79,7 +80,7 @@ std::vector<std::string> ScriptedCommandRunner::commandLines() const {
 
 std::expected<CommandResult, CommandError>
 ScriptedCommandRunner::run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                           std::chrono::nanoseconds timeout, std::stop_token stop) {
+                           std::chrono::nanoseconds timeout, StopToken stop) {
     using namespace std::chrono_literals;
     std::unique_lock lock(mutex_);
     calls_.push_back(Call{executable, arguments, timeout});
@@ -105,7 +106,8 @@ ScriptedCommandRunner::run(const std::filesystem::path& executable, const std::v
     const auto delay = found->hangs_ ? limit : std::min<std::chrono::nanoseconds>(*found->delay_, 24h);
     const auto wait = std::min(delay, limit);
     // Releases the lock while waiting, so other calls go on.
-    neverNotified_.wait_for(lock, stop, std::max(wait, 0ns), [] { return false; });
+    waitUntil(neverNotified_, lock, stop, std::chrono::steady_clock::now() + std::max(wait, 0ns),
+              [] { return false; });
     if (stop.stop_requested())
         return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
     if (delay >= limit)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Platform/CommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <condition_variable>
 #include <deque>
@@ -78,7 +79,7 @@ public:
     std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,
                                                    const std::vector<std::string>& arguments,
                                                    std::chrono::nanoseconds timeout,
-                                                   std::stop_token stop = {}) override;
+                                                   StopToken stop = {}) override;
 
 private:
     mutable std::mutex mutex_;

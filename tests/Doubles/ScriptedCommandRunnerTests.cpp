@@ -1,4 +1,5 @@
 #include "Doubles/ScriptedCommandRunner.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -39,13 +40,13 @@ TEST(ScriptedCommandRunner, HangingCommandsEndByTimeLimitOrStopWithoutHoldingUpO
     runner.expect("/usr/bin/quick").returns(0, "done");
     EXPECT_EQ(runner.run("/usr/bin/hang", {}, 50ms).error().kind, CommandError::Kind::timeout);
 
-    std::stop_source source;
-    std::jthread canceller([&source] {
+    StopSource source;
+    JoiningThread canceller([&source] {
         std::this_thread::sleep_for(100ms);
         source.request_stop();
     });
     const auto start = std::chrono::steady_clock::now();
-    std::jthread other([&runner] {
+    JoiningThread other([&runner] {
         std::this_thread::sleep_for(20ms);
         EXPECT_EQ(runner.run("/usr/bin/quick", {}, 5s)->standardOutput, "done");
     });

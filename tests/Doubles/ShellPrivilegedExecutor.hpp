@@ -5,6 +5,7 @@
 #include "Platform/ProcessCommandRunner.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Removal/PrivilegedExecutor.hpp"
+#include "Support/StopToken.hpp"
 
 #include <chrono>
 #include <mutex>
@@ -31,7 +32,7 @@ public:
         standIns_.emplace_back(std::move(from), std::move(to));
     }
 
-    AdminRunResult run(const AdminScript& script, std::stop_token stop) override {
+    AdminRunResult run(const AdminScript& script, StopToken stop) override {
         std::string text = script.text;
         {
             std::lock_guard lock(mutex_);

@@ -1,6 +1,7 @@
 #include "Platform/ProcessCommandRunner.hpp"
 
 #include "Support/Log.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -180,8 +181,8 @@ TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
         SCOPED_TRACE(text);
         const auto pidFile = temp.path() / "helper.pid";
         std::filesystem::remove(pidFile);
-        std::stop_source source;
-        std::jthread canceller([&source, cancel = cancel] {
+        StopSource source;
+        JoiningThread canceller([&source, cancel = cancel] {
             std::this_thread::sleep_for(300ms);
             if (cancel)
                 source.request_stop();
@@ -203,7 +204,7 @@ TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
     EXPECT_EQ(log.entries[0].category, "command");
     EXPECT_NE(log.entries[0].message.find("/bin/sh (pid "), std::string::npos) << log.entries[0].message;
 
-    std::stop_source alreadyStopped;
+    StopSource alreadyStopped;
     alreadyStopped.request_stop();
     const auto result = runner.run(sh, script("exit 0"), 10s, alreadyStopped.get_token());
     EXPECT_EQ(result.error().kind, CommandError::Kind::cancelled);
@@ -273,7 +274,7 @@ TEST(ProcessCommandRunner, ConcurrentRunsKeepTheirOwnOutput) {
     std::vector<std::string> failures;
     std::mutex mutex;
     {
-        std::vector<std::jthread> threads;
+        std::vector<JoiningThread> threads;
         for (int t = 0; t < 4; ++t) {
             threads.emplace_back([&, t] {
                 for (int i = 0; i < 10; ++i) {

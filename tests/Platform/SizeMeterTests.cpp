@@ -1,13 +1,13 @@
 #include "Platform/SizeMeter.hpp"
 
 #include "Platform/TempTree.hpp"
+#include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <ftw.h>
 #include <set>
-#include <stop_token>
 #include <thread>
 #include <utility>
 
@@ -222,7 +222,7 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
     ASSERT_EQ(full.directories, 1 + 1 + 40);
     ASSERT_EQ(full.files, 40 * 500);
 
-    std::stop_source stopped;
+    StopSource stopped;
     stopped.request_stop();
     const SizeMeter::Result none = SizeMeter().measure(tree.root(), stopped.get_token());
     EXPECT_TRUE(none.stopped);
@@ -231,9 +231,9 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
 
     // Stopped while walking, on one thread and on several: ends with part of the tree counted.
     for (unsigned threads : {1U, 4U}) {
-        std::stop_source source;
+        StopSource source;
         SizeMeter::Result partial;
-        std::jthread measuring(
+        JoiningThread measuring(
             [&] { partial = SizeMeter(stressed(threads)).measure(tree.root(), source.get_token()); });
         source.request_stop();
         measuring.join();

@@ -5,6 +5,7 @@
 #include "Platform/HomeTrash.hpp"
 #include "Platform/ScratchTree.hpp"
 #include "Support/FileURL.hpp"
+#include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
 
 #include <gtest/gtest.h>
@@ -172,7 +173,7 @@ TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
             tree.file(fs::path("t" + std::to_string(t)) / std::to_string(i) / "same.txt",
                       std::to_string(t * 100 + i));
     {
-        std::vector<std::jthread> threads;
+        std::vector<JoiningThread> threads;
         for (int t = 0; t < 2; ++t)
             threads.emplace_back([&, t] {
                 for (int i = 0; i < perThread; ++i)

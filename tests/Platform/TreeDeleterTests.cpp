@@ -2,6 +2,7 @@
 #include "Platform/ParentDirectory.hpp"
 #include "Platform/ScratchTree.hpp"
 #include "Platform/TreeDeleter.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -307,7 +308,7 @@ TEST(TreeDeleter, StopsAtOnceWhenCancelled) {
     ScratchTree tree;
     for (int i = 0; i < 20; ++i)
         tree.file("item/f" + std::to_string(i));
-    std::stop_source source;
+    StopSource source;
     const TreeDeleter deleter([&](TreeDeleter::Event, const fs::path&) { source.request_stop(); });
     auto result = deleter.remove(tree / "item", source.get_token());
     ASSERT_FALSE(result);

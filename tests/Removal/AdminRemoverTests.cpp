@@ -6,6 +6,7 @@
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Removal/AdminTestSupport.hpp"
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -198,7 +199,7 @@ TEST(AdminRemover, NoPromptWhenNothingIsToRunOrInADryRun) {
                                        result("bad", "x", ItemOutcome::skipped("Trockenlauf"))}));
     EXPECT_EQ(guardCalls, 1);
 
-    std::stop_source stop;
+    StopSource stop;
     stop.request_stop();
     const auto logs = adminFinding("logs", {item("l")}, {step("/usr/bin/log", {"erase", "--all"})});
     EXPECT_EQ(remover.remove({logs, bad}, false, stop.get_token()),

@@ -5,6 +5,7 @@
 #include "Removal/RemovalRunner.hpp"
 #include "Removal/RemovalTestSupport.hpp"
 #include "Removal/TrashRemover.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +23,7 @@ struct RunnerFixture {
         services.delete_ = std::make_shared<DeleteRemover>(home.guard);
         services.runningApps = apps;
         services.readKeepList = [this] { return KeepList::Contents{kept, false}; };
-        services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun,
-                                std::stop_token) {
+        services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun, StopToken) {
             adminCalls.push_back(selections);
             std::vector<ItemResult> results;
             for (const auto& s : selections)
@@ -40,7 +40,7 @@ struct RunnerFixture {
     }
 
     RemovalReport run(const std::vector<FindingSelection>& selections, RemovalOptions options = {},
-                      std::stop_token stop = {}) {
+                      StopToken stop = {}) {
         progress.clear();
         return RemovalRunner(services).run(
             RemovalPlan::build(selections, options),
@@ -196,7 +196,7 @@ TEST(RemovalRunner, AfterAStopEveryItemNotYetStartedIsCancelled) {
                                  {itemAt(f.cacheFile("a")), itemAt(f.cacheFile("b"))});
     const auto second = findingOf("appCaches.c", RemovalMethod::deleteDirectly(), {itemAt(f.cacheFile("c"))});
     const auto admin = adminFinding("system.caches", {}, {itemWithoutPath("log")});
-    std::stop_source stop;
+    StopSource stop;
     const auto plan = RemovalPlan::build({allOf(first), allOf(second), allOf(admin)}, {});
 
     std::vector<std::string> progress;

@@ -1,6 +1,7 @@
 #include "Safety/KeepList.hpp"
 
 #include "Safety/TempTree.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -225,7 +226,7 @@ TEST(KeepList, ConcurrentChangesAreNotLost) {
     // A second list on the same file stands for another window or process.
     KeepList other(file);
     {
-        std::vector<std::jthread> threads;
+        std::vector<JoiningThread> threads;
         for (int t = 0; t < 4; ++t)
             threads.emplace_back([&list, &other, t] {
                 for (int i = 0; i < 10; ++i)

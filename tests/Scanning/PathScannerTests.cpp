@@ -2,6 +2,7 @@
 #include "Scanning/Catalog.hpp"
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@ namespace fs = std::filesystem;
 // Counts logical bytes of regular files without following links: enough to see what was measured.
 class LogicalSizer : public SizeMeasurer {
 public:
-    std::int64_t size(const fs::path& location, std::stop_token) const override {
+    std::int64_t size(const fs::path& location, StopToken) const override {
         struct stat st {};
         if (::lstat(location.c_str(), &st) != 0 || S_ISLNK(st.st_mode))
             return 0;

@@ -1,6 +1,7 @@
 #include "Doubles/FakeScanner.hpp"
 #include "Scanning/Gate.hpp"
 #include "Scanning/ScanEngine.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -32,7 +33,7 @@ TEST(ScanEngine, ScannerPastItsLimitFailsOnceAndIsNotWaitedFor) {
     auto finished = std::make_shared<std::atomic<bool>>(false);
     // This scanner ignores its stop token on purpose: the scan must still end at the limit.
     auto slow = std::make_shared<FakeScanner>(
-        "languages.slow", ScannerPhase::specific, [finished](const ScanContext&, std::stop_token) {
+        "languages.slow", ScannerPhase::specific, [finished](const ScanContext&, StopToken) {
             std::this_thread::sleep_for(1500ms);
             finished->store(true);
             return std::vector<Finding>{makeFinding("languages.slow", {"/x"})};
@@ -65,12 +66,12 @@ TEST(ScanEngine, FailuresAndEmptyFindingsDoNotStopTheOthers) {
     unmeasured.size.reset();
     auto zeroWithItem = makeFinding("xcode.zeroItem", {"/z"}, 0);
     auto failing = std::make_shared<FakeScanner>(
-        "brew.casks", ScannerPhase::specific, [](const ScanContext&, std::stop_token) {
+        "brew.casks", ScannerPhase::specific, [](const ScanContext&, StopToken) {
             return std::expected<std::vector<Finding>, ScanError>(std::unexpected(ScanError{"brew: Exit 1"}));
         });
     auto throwing = std::make_shared<FakeScanner>(
         "sim.runtimes", ScannerPhase::specific,
-        [](const ScanContext&, std::stop_token) -> std::expected<std::vector<Finding>, ScanError> {
+        [](const ScanContext&, StopToken) -> std::expected<std::vector<Finding>, ScanError> {
             throw std::runtime_error("kaputt");
         });
     const auto report = runEngine(
@@ -86,7 +87,7 @@ TEST(ScanEngine, LaterPhasesSeeWhatEarlierPhasesClaimed) {
     auto specific =
         FakeScanner::returning("xcode.derivedData", {makeFinding("xcode.derivedData", {"/h/Library/b"})});
     auto collector = std::make_shared<FakeScanner>(
-        "appCaches.all", ScannerPhase::collector, [&](const ScanContext& context, std::stop_token) {
+        "appCaches.all", ScannerPhase::collector, [&](const ScanContext& context, StopToken) {
             for (const char* p : {"/h/Library/b", "/h/Library/b/deep/x", "/h/Library/bc", "/h/Library"})
                 if (!context.claims->isClaimed(p))
                     seenByCollector.push_back(p);
@@ -103,7 +104,7 @@ TEST(ScanEngine, ProgressNeverDecreasesAndEndsAtOne) {
     for (int i = 0; i < 6; ++i)
         scanners.push_back(std::make_shared<FakeScanner>(
             "languages.s" + std::to_string(i), i % 2 ? ScannerPhase::collector : ScannerPhase::specific,
-            [i](const ScanContext&, std::stop_token) {
+            [i](const ScanContext&, StopToken) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10 * (6 - i)));
                 return std::vector<Finding>{};
             }));
@@ -118,18 +119,18 @@ TEST(ScanEngine, ProgressNeverDecreasesAndEndsAtOne) {
 TEST(ScanEngine, CancellingStopsRunningScannersAndSkipsLaterPhases) {
     std::atomic<bool> laterPhaseRan = false;
     auto waiting = std::make_shared<FakeScanner>("languages.wait", ScannerPhase::specific,
-                                                 [](const ScanContext&, std::stop_token stop) {
+                                                 [](const ScanContext&, StopToken stop) {
                                                      while (!stop.stop_requested())
                                                          std::this_thread::sleep_for(5ms);
                                                      return std::vector<Finding>{};
                                                  });
     auto later = std::make_shared<FakeScanner>("languages.later", ScannerPhase::collector,
-                                               [&](const ScanContext&, std::stop_token) {
+                                               [&](const ScanContext&, StopToken) {
                                                    laterPhaseRan = true;
                                                    return std::vector<Finding>{};
                                                });
-    std::stop_source source;
-    std::jthread canceller([&] {
+    StopSource source;
+    JoiningThread canceller([&] {
         std::this_thread::sleep_for(100ms);
         source.request_stop();
     });

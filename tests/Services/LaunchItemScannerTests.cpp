@@ -3,6 +3,7 @@
 #include "Doubles/ScriptedCommandRunner.hpp"
 #include "Platform/TempTree.hpp"
 #include "Services/LaunchTreeSupport.hpp"
+#include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
@@ -480,7 +481,7 @@ TEST(LaunchItemScanner, AStopRequestEndsTheScanWithoutAskingFurther) {
     LaunchTree tree;
     tree.userAgent("org.example.u.plist", {.label = "org.example.u"});
     auto runner = std::make_shared<ScriptedCommandRunner>();
-    std::stop_source stop;
+    StopSource stop;
     stop.request_stop();
     const auto load = LaunchItemScanner(tree.sources(runner, true)).load(stop.get_token());
     EXPECT_TRUE(load.items.empty());

@@ -2,6 +2,7 @@
 
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
+#include "Support/StopToken.hpp"
 
 #include <algorithm>
 #include <sys/stat.h>
@@ -16,7 +17,7 @@ constexpr const char* ownFindingFolders[] = {"CoreSimulator"};
 } // namespace
 
 std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanContext& context,
-                                                                    std::stop_token stop) {
+                                                                    StopToken stop) {
     namespace fs = std::filesystem;
     const auto cutoff = context.now - std::chrono::seconds{std::int64_t{rule_.minAgeDays} * 86'400};
     std::vector<FindingItem> items;

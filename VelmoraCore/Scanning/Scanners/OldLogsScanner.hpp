@@ -4,6 +4,7 @@
 
 #include "Scanning/PathRule.hpp"
 #include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
 
 namespace velmora {
 
@@ -12,8 +13,7 @@ public:
     explicit OldLogsScanner(PathRule rule) : rule_(std::move(rule)) {}
 
     std::string id() const override { return rule_.id; }
-    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context,
-                                                        std::stop_token stop) override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, StopToken stop) override;
 
 private:
     PathRule rule_;
