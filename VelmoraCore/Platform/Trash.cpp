@@ -50,7 +50,10 @@ std::size_t characterBoundary(const std::string& text, std::size_t length) {
 } // namespace
 
 std::string trashCandidateName(const std::string& name, std::size_t attempt, std::size_t maxBytes) {
-    const std::string suffix = attempt <= 1 ? std::string() : " " + std::to_string(attempt);
+    // Appended rather than `" " + to_string(…)`: GCC 12 at -O3 misreads that as an overlapping copy.
+    std::string suffix;
+    if (attempt > 1)
+        suffix.append(" ").append(std::to_string(attempt));
     // A leading dot starts a hidden name, not an extension.
     const std::size_t dot = name.rfind('.');
     std::string stem = dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);

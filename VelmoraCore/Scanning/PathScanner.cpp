@@ -1,6 +1,7 @@
 #include "Scanning/PathScanner.hpp"
 
 #include "Findings/ShellQuote.hpp"
+#include "Platform/FileTime.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Support/PropertyList.hpp"
 #include "Support/StopToken.hpp"
@@ -66,11 +67,6 @@ std::vector<std::string> splitPattern(std::string_view pattern) {
         start = slash + 1;
     }
     return parts;
-}
-
-std::chrono::system_clock::time_point modificationTime(const struct stat& st) {
-    return std::chrono::system_clock::time_point{std::chrono::seconds{st.st_mtim.tv_sec} +
-                                                 std::chrono::nanoseconds{st.st_mtim.tv_nsec}};
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/OldLogsScanner.hpp"
 
+#include "Platform/FileTime.hpp"
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Support/StopToken.hpp"
@@ -41,7 +42,7 @@ std::expected<std::vector<Finding>, ScanError> OldLogsScanner::scan(const ScanCo
             struct stat st {};
             if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
                 continue;
-            const std::chrono::system_clock::time_point modified{std::chrono::seconds{st.st_mtim.tv_sec}};
+            const auto modified = modificationTime(st);
             if (modified <= cutoff && !(context.claims && context.claims->isClaimed(path)))
                 files.push_back(path);
         }
