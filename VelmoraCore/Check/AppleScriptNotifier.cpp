@@ -1,7 +1,7 @@
 #include "Check/AppleScriptNotifier.hpp"
 
+#include "Findings/AppleScriptQuote.hpp"
 #include "Platform/CommandFailureText.hpp"
-#include "Removal/AppleScriptPrivilegedExecutor.hpp"
 #include "Support/Text.hpp"
 
 #include <unistd.h>
@@ -9,10 +9,8 @@
 namespace velmora {
 
 std::string AppleScriptNotifier::script(const CheckNotification& notification) {
-    return "display notification " +
-           AppleScriptPrivilegedExecutor::stringLiteral(Text::singleLine(notification.body)) +
-           " with title " +
-           AppleScriptPrivilegedExecutor::stringLiteral(Text::singleLine(notification.title));
+    return "display notification " + AppleScriptQuote::stringLiteral(Text::singleLine(notification.body)) +
+           " with title " + AppleScriptQuote::stringLiteral(Text::singleLine(notification.title));
 }
 
 NotificationAuthorization AppleScriptNotifier::authorization() {

@@ -23,7 +23,7 @@ struct CommandResult {
 
 struct CommandError {
     enum class Kind {
-        launchFailed, // the process could not be started; `message` says why (system text)
+        launchFailed, // the process could not be started; `message` says why, in German
         timeout,      // it ran past its limit and was terminated, then killed
         cancelled,    // the caller's stop token was triggered; the child was stopped the same way
     };

@@ -1,14 +1,14 @@
-// The live free-space probe: asks statvfs about the volume of the home folder.
+// The live free-space probe for the volume of the home folder.
 #pragma once
 
 #include "Platform/DiskSpaceProbe.hpp"
 
 namespace velmora {
 
+// macOS: the volume's capacity available for important usage and its total capacity, as Core
+// Foundation reports them for the home folder; statvfs where it reports nothing usable. Linux: statvfs.
 class DiskInfo final : public DiskSpaceProbe {
 public:
-    // Free counts the blocks available to unprivileged users (not those reserved for root), which is
-    // what the user can still fill.
     std::expected<DiskSpace, DiskInfoError> diskSpace(const std::filesystem::path& home) const override;
 };
 

@@ -1,5 +1,6 @@
 #include "Platform/ProcessCommandRunner.hpp"
 
+#include "Platform/SystemErrorText.hpp"
 #include "Support/Log.hpp"
 #include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
@@ -9,7 +10,6 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <system_error>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -34,7 +34,7 @@ using namespace std::chrono_literals;
 
 // The one place where a system error number becomes a runner error.
 CommandError launchError(int error) {
-    return CommandError{CommandError::Kind::launchFailed, std::generic_category().message(error)};
+    return CommandError{CommandError::Kind::launchFailed, launchErrorText(error)};
 }
 
 char** parentEnvironment() {

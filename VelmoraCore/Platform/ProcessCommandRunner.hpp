@@ -42,7 +42,7 @@ public:
     ProcessCommandRunner();
     explicit ProcessCommandRunner(Options options);
 
-    // Fails with `launchFailed` (the system's text for the error, e.g. "No such file or directory")
+    // Fails with `launchFailed` (German text for the error, e.g. "Programm nicht gefunden")
     // when the executable cannot be started, `timeout` when it ran past `timeout`, and `cancelled`
     // when `stop` was requested before it ended on its own.
     std::expected<CommandResult, CommandError> run(const std::filesystem::path& executable,

@@ -7,7 +7,10 @@
 
 namespace velmora {
 
-std::string systemErrorText(int code) {
+namespace {
+
+// Our wording for the errors a removal meets every day; nothing for the rest.
+const char* ownWording(int code) {
     switch (code) {
     case EACCES:
     case EPERM:
@@ -41,8 +44,15 @@ std::string systemErrorText(int code) {
     case ENOMEM:
         return "Nicht genug Arbeitsspeicher";
     default:
-        break;
+        return nullptr;
     }
+}
+
+} // namespace
+
+std::string systemErrorText(int code) {
+    if (const char* text = ownWording(code))
+        return text;
     char buffer[256] = {};
     // The GNU and the POSIX strerror_r differ in their result; strerror_l would need a locale object.
 #if defined(__GLIBC__) && defined(_GNU_SOURCE)
@@ -54,6 +64,32 @@ std::string systemErrorText(int code) {
     if (text != nullptr && *text != '\0')
         result += ": " + Text::repairUTF8(text);
     return result;
+}
+
+std::string launchErrorText(int code) {
+    // A program is started, not removed: "does not exist" and "no permission" mean something else here.
+    switch (code) {
+    case ENOENT:
+        return "Programm nicht gefunden";
+    case EACCES:
+    case EPERM:
+        return "Keine Berechtigung, das Programm auszuführen";
+    case ENOEXEC:
+        return "Die Datei ist kein ausführbares Programm";
+#ifdef EBADARCH
+    case EBADARCH:
+        return "Das Programm ist für einen anderen Prozessor gebaut";
+#endif
+    case E2BIG:
+        return "Zu viele oder zu lange Argumente";
+    case ELOOP:
+        return "Zu viele symbolische Links im Pfad des Programms";
+    default:
+        break;
+    }
+    if (const char* text = ownWording(code))
+        return text;
+    return "Start fehlgeschlagen (Systemfehler " + std::to_string(code) + ")";
 }
 
 } // namespace velmora

@@ -9,10 +9,10 @@
 
 namespace velmora {
 
-// macOS: the kernel process table (sysctl, proc_pidpath, proc_name). An application is a process whose
-// executable lies inside an ".app" bundle; its bundle identifier and name come from that bundle's
-// Info.plist. Quitting asks the application politely through osascript, so that it can offer to save
-// open documents; without a command runner nothing can be asked.
+// macOS: the kernel process table (sysctl, proc_pidpath, proc_name). An application is a process that
+// is the main executable of an ".app" bundle (AppBundleOfProcess); its bundle identifier and name come
+// from that bundle's Info.plist. Quitting asks the application politely through osascript, so that it can
+// offer to save open documents; without a command runner nothing can be asked.
 //
 // Linux: /proc. Every process except kernel threads counts as an application, named by its command
 // (`comm`), without a bundle identifier; so terminateApplications never finds a match and returns

@@ -1,5 +1,6 @@
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
 
+#include "Findings/AppleScriptQuote.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Support/StopToken.hpp"
 
@@ -9,20 +10,9 @@ AppleScriptPrivilegedExecutor::AppleScriptPrivilegedExecutor(std::shared_ptr<Com
                                                              std::chrono::nanoseconds timeout)
     : runner_(std::move(runner)), timeout_(timeout) {}
 
-std::string AppleScriptPrivilegedExecutor::stringLiteral(std::string_view text) {
-    std::string literal = "\"";
-    literal.reserve(text.size() + 2);
-    for (char c : text) {
-        if (c == '\\' || c == '"')
-            literal.push_back('\\');
-        literal.push_back(c);
-    }
-    literal.push_back('"');
-    return literal;
-}
-
 std::string AppleScriptPrivilegedExecutor::appleScript(std::string_view shellScript) {
-    return "do shell script " + stringLiteral(shellScript) + " with administrator privileges";
+    return "do shell script " + AppleScriptQuote::stringLiteral(shellScript) +
+           " with administrator privileges";
 }
 
 AdminRunResult AppleScriptPrivilegedExecutor::run(const AdminScript& script, StopToken stop) {

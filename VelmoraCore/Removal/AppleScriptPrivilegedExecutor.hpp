@@ -26,10 +26,7 @@ public:
     // status N: failed "Exit N".
     AdminRunResult run(const AdminScript& script, StopToken stop) override;
 
-    // The text as an AppleScript string literal: every backslash doubled, every double quote preceded
-    // by a backslash, enclosed in double quotes. Line breaks and non-ASCII stay as they are.
-    static std::string stringLiteral(std::string_view text);
-    // "do shell script <literal> with administrator privileges"
+    // "do shell script <literal> with administrator privileges", the literal quoted by AppleScriptQuote
     static std::string appleScript(std::string_view shellScript);
 
     static constexpr std::string_view osascript = "/usr/bin/osascript";

@@ -1,4 +1,5 @@
 #include "Platform/ProcessCommandRunner.hpp"
+#include "Platform/SystemErrorText.hpp"
 
 #include "Support/Log.hpp"
 #include "Support/StopToken.hpp"
@@ -215,11 +216,12 @@ TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
     EXPECT_EQ(openDescriptorCount(), descriptors);
 }
 
-TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailure) {
+TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailureInGerman) {
     TempFolder temp;
     ProcessCommandRunner runner;
-    const auto launchFailure = [&](const std::filesystem::path& executable) -> std::string {
-        const auto result = runner.run(executable, {}, 5s);
+    const auto launchFailure = [&](const std::filesystem::path& executable,
+                                   std::vector<std::string> arguments = {}) -> std::string {
+        const auto result = runner.run(executable, arguments, 5s);
         if (result.has_value())
             return "ran with exit " + std::to_string(result->exitCode);
         if (result.error().kind != CommandError::Kind::launchFailed)
@@ -227,17 +229,29 @@ TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailure) {
         return result.error().message;
     };
 
-    EXPECT_EQ(launchFailure("/nonexistent/velmora-tool"), std::generic_category().message(ENOENT));
-    EXPECT_EQ(launchFailure(temp.path()), std::generic_category().message(EACCES)); // a folder
+    const std::string notFound = "Programm nicht gefunden";
+    const std::string notAllowed = "Keine Berechtigung, das Programm auszuführen";
+    EXPECT_EQ(launchFailure("/nonexistent/velmora-tool"), notFound);
+    EXPECT_EQ(launchFailure(temp.path()), notAllowed); // a folder
 
     writeFile(temp.path() / "not-executable", "#!/bin/sh\nexit 0\n", 0644);
-    EXPECT_EQ(launchFailure(temp.path() / "not-executable"), std::generic_category().message(EACCES));
+    EXPECT_EQ(launchFailure(temp.path() / "not-executable"), notAllowed);
 
     // These pass every check made before spawning; only exec itself can tell.
     writeFile(temp.path() / "missing-interpreter", "#!/nonexistent/interpreter\n", 0755);
-    EXPECT_EQ(launchFailure(temp.path() / "missing-interpreter"), std::generic_category().message(ENOENT));
+    EXPECT_EQ(launchFailure(temp.path() / "missing-interpreter"), notFound);
     writeFile(temp.path() / "garbage", "\x01\x02 not a program\n", 0755);
-    EXPECT_EQ(launchFailure(temp.path() / "garbage"), std::generic_category().message(ENOEXEC));
+    EXPECT_EQ(launchFailure(temp.path() / "garbage"), "Die Datei ist kein ausführbares Programm");
+    EXPECT_EQ(launchFailure(sh, {std::string(4 * 1024 * 1024, 'x')}), "Zu viele oder zu lange Argumente");
+
+    // Errors a launch meets only when the machine runs short: German as well, and one we have no words
+    // for still names its number rather than the system's English.
+    for (const auto& [code, text] :
+         {std::pair<int, std::string>{ENOMEM, "Nicht genug Arbeitsspeicher"},
+          {EMFILE, "Zu viele offene Dateien"},
+          {ENFILE, "Zu viele offene Dateien"},
+          {EDOM, "Start fehlgeschlagen (Systemfehler " + std::to_string(EDOM) + ")"}})
+        EXPECT_EQ(launchErrorText(code), text) << code;
 }
 
 TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditions) {

@@ -1,8 +1,8 @@
 // Running processes and applications on macOS, from the kernel process table and the Info.plist of
-// the application bundle around each executable.
+// the application bundle each app's main executable lies in.
 #include "Platform/WorkspaceRunningApps.hpp"
 
-#include "Support/PropertyList.hpp"
+#include "Platform/AppBundleOfProcess.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -76,39 +75,6 @@ std::string nameOf(pid_t pid) {
     return std::string(buffer, ::strnlen(buffer, sizeof buffer));
 }
 
-// The innermost ".app" folder the executable lies in (a helper app inside an app is its own app).
-std::optional<std::filesystem::path> enclosingBundle(const std::filesystem::path& executable) {
-    for (std::filesystem::path folder = executable.parent_path(); folder.has_relative_path();
-         folder = folder.parent_path()) {
-        std::string extension = folder.extension().string();
-        std::transform(extension.begin(), extension.end(), extension.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (extension == ".app")
-            return folder;
-    }
-    return std::nullopt;
-}
-
-struct BundleInfo {
-    std::string identifier;
-    std::string name; // empty when the bundle does not name itself
-};
-
-// CFBundleIdentifier and the display name from Contents/Info.plist, XML or binary, read within the
-// bounds every property list is read in (a running app's Info.plist is outside data like any other).
-std::optional<BundleInfo> readBundle(const std::filesystem::path& bundle) {
-    const PlistPtr root = readPropertyList(bundle / "Contents" / "Info.plist");
-    const std::optional<std::string> identifier = plistString(root.get(), "CFBundleIdentifier");
-    if (!identifier || identifier->empty())
-        return std::nullopt;
-    BundleInfo info{Text::repairUTF8(*identifier), {}};
-    if (auto name = plistString(root.get(), "CFBundleDisplayName"); name && !name->empty())
-        info.name = Text::repairUTF8(*name);
-    else if (auto shortName = plistString(root.get(), "CFBundleName"); shortName && !shortName->empty())
-        info.name = Text::repairUTF8(*shortName);
-    return info;
-}
-
 // Bundle identifiers are reverse-DNS names; anything else is refused before it reaches a script.
 bool plausibleBundleID(std::string_view id) {
     if (id.empty() || id.size() > 255)
@@ -136,18 +102,11 @@ std::vector<RunningProcessInfo> WorkspaceRunningApps::runningProcesses() const {
 
 std::vector<RunningAppInfo> WorkspaceRunningApps::runningApplications() const {
     std::vector<RunningAppInfo> apps;
-    std::map<std::filesystem::path, std::optional<BundleInfo>> bundles;
+    AppBundleOfProcess bundles;
     for (const RunningProcessInfo& process : runningProcesses()) {
-        const std::optional<std::filesystem::path> bundle = enclosingBundle(process.executable);
-        if (!bundle)
-            continue;
-        auto known = bundles.find(*bundle);
-        if (known == bundles.end())
-            known = bundles.emplace(*bundle, readBundle(*bundle)).first;
-        if (!known->second)
-            continue;
-        const BundleInfo& info = *known->second;
-        apps.push_back({process.pid, info.identifier, info.name.empty() ? process.name : info.name});
+        if (std::optional<AppBundleOfProcess::App> app = bundles.appOf(process.executable))
+            apps.push_back(
+                {process.pid, std::move(app->bundleID), app->name.empty() ? process.name : app->name});
     }
     return apps;
 }

@@ -1,0 +1,55 @@
+#include "Platform/VolumeCapacity.hpp"
+
+#include <algorithm>
+#include <limits>
+
+#include <sys/statvfs.h>
+
+namespace velmora {
+
+namespace {
+
+// Block counts times block size, clamped so that an absurd report cannot overflow.
+std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
+    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (blockSize != 0 && blocks > largest / blockSize)
+        return std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(blocks * blockSize);
+}
+
+} // namespace
+
+std::expected<DiskSpace, DiskInfoError> statvfsCapacity(const std::filesystem::path& folder) {
+    struct statvfs volume;
+    if (::statvfs(folder.c_str(), &volume) != 0)
+        return std::unexpected(DiskInfoError::capacityUnavailable);
+    // Pseudo file systems (proc, sysfs) answer with zero blocks: that is no capacity at all.
+    const std::uint64_t blockSize = volume.f_frsize != 0 ? volume.f_frsize : volume.f_bsize;
+    const std::int64_t total = bytes(volume.f_blocks, blockSize);
+    if (total <= 0)
+        return std::unexpected(DiskInfoError::capacityUnavailable);
+    return DiskSpace{.free = bytes(volume.f_bavail, blockSize), .total = total};
+}
+
+std::expected<DiskSpace, DiskInfoError>
+preferReportedCapacity(const ReportedCapacity& reported,
+                       const std::function<std::expected<DiskSpace, DiskInfoError>()>& fileSystemCounts) {
+    const bool freeUsable = reported.free && *reported.free > 0;
+    const bool totalUsable = reported.total && *reported.total > 0;
+    DiskSpace space{.free = freeUsable ? *reported.free : 0, .total = totalUsable ? *reported.total : 0};
+    if (!freeUsable || !totalUsable) {
+        const auto counted = fileSystemCounts();
+        if (!counted)
+            return std::unexpected(counted.error());
+        if (!freeUsable)
+            space.free = counted->free;
+        if (!totalUsable)
+            space.total = counted->total;
+    }
+    if (space.total <= 0)
+        return std::unexpected(DiskInfoError::capacityUnavailable);
+    space.free = std::clamp<std::int64_t>(space.free, 0, space.total);
+    return space;
+}
+
+} // namespace velmora
