@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,14 +23,9 @@ CheckSnapshot at(int day, std::int64_t cleanable = 0) {
     return s;
 }
 
-std::string content(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 } // namespace
 
-TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDates) {
+TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsTheNewestFiftyTwoFirstAndReplacesEqualDates) {
     ScratchTree tree;
     CheckHistory history(tree / "Support/Velmora2/history.json");
     EXPECT_TRUE(history.all().empty());
@@ -50,9 +44,16 @@ TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDa
     EXPECT_EQ(all[0].date, at(3).date);
     EXPECT_EQ(all[2].date, at(1).date);
     EXPECT_EQ(history.latest(at(3).date)->date, at(3).date);
-    const auto text = content(history.fileURL());
+    const auto text = scratch::contentOf(history.fileURL());
     EXPECT_TRUE(text.starts_with("[\n  {\n    \"alerts\" : [\n\n    ],\n    \"cleanableTotal\" : 99,"))
         << text;
+
+    // Only the newest fifty-two stay.
+    for (int day = 4; day < 54; ++day)
+        ASSERT_TRUE(history.append(at(day)));
+    EXPECT_EQ(history.all().size(), 52u);
+    EXPECT_EQ(history.all().front().date, at(53).date);
+    EXPECT_EQ(history.all().back().date, at(2).date);
 }
 
 TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
@@ -72,42 +73,25 @@ TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
     EXPECT_EQ(latest(at(400).date), at(400).date); // kept in the file all the same
 }
 
-TEST(CheckHistory, KeepsTheNewestFiftyTwo) {
-    ScratchTree tree;
-    CheckHistory history(tree / "history.json");
-    for (int day = 0; day < 53; ++day)
-        ASSERT_TRUE(history.append(at(day)));
-    const auto all = history.all();
-    ASSERT_EQ(all.size(), 52u);
-    EXPECT_EQ(all.front().date, at(52).date);
-    EXPECT_EQ(all.back().date, at(1).date);
-}
-
-TEST(CheckHistory, CorruptFileIsSetAsideAndAFreshHistoryWritten) {
+TEST(CheckHistory, CorruptFileIsSetAsideAndAFailedWriteLeavesTheOldFile) {
     ScratchTree tree;
     const auto file = tree.file("history.json", "not json at all");
     CheckHistory history(file);
     EXPECT_TRUE(history.all().empty());
-    EXPECT_EQ(content(file), "not json at all"); // reading never moves it
+    EXPECT_EQ(scratch::contentOf(file), "not json at all"); // reading never moves it
     ASSERT_TRUE(history.append(at(1)));
-    EXPECT_EQ(content(history.quarantineURL()), "not json at all");
+    EXPECT_EQ(scratch::contentOf(history.quarantineURL()), "not json at all");
     EXPECT_EQ(history.all().size(), 1u);
     // A second corrupt file replaces the older quarantine.
     tree.file("history.json", R"([{"date": "yesterday"}])");
     ASSERT_TRUE(history.append(at(2)));
-    EXPECT_EQ(content(history.quarantineURL()), R"([{"date": "yesterday"}])");
+    EXPECT_EQ(scratch::contentOf(history.quarantineURL()), R"([{"date": "yesterday"}])");
     EXPECT_EQ(history.all().size(), 1u);
-}
 
-TEST(CheckHistory, FailedWriteLeavesTheOldFile) {
-    ScratchTree tree;
-    CheckHistory history(tree / "history.json");
-    ASSERT_TRUE(history.append(at(1)));
-    const auto before = content(history.fileURL());
-    // A folder where the temporary file would go cannot be written: make the folder a file's child.
-    CheckHistory impossible(tree / "history.json" / "nested.json");
-    EXPECT_FALSE(impossible.append(at(2)));
-    EXPECT_EQ(content(history.fileURL()), before);
+    // A history whose folder is a file cannot be written, and the file stays as it was.
+    const auto before = scratch::contentOf(file);
+    EXPECT_FALSE(CheckHistory(file / "nested.json").append(at(3)));
+    EXPECT_EQ(scratch::contentOf(file), before);
 }
 
 TEST(CheckHistory, TwoProcessesAppendingAtOnceLoseNothing) {

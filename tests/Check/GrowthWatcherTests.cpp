@@ -2,6 +2,7 @@
 #include "Check/GrowthWatcher.hpp"
 #include "Support/JsonHelpers.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -106,11 +107,8 @@ TEST(CheckSnapshot, JsonRoundTripsAndOlderFilesDecode) {
     EXPECT_FALSE(decoded.orphanedServiceLabels);
     EXPECT_DOUBLE_EQ(referenceDateSeconds(decoded.date), 786000000.5);
 
-    try {
-        (void)nlohmann::json::parse(R"({"growth": {}, "cleanable": {"total": 1}})").get<CheckAlert>();
-        FAIL() << "decoded";
-    } catch (const JsonDecodingError& e) {
-        EXPECT_STREQ(e.what(), "Invalid number of keys found, expected one.");
-    }
+    EXPECT_THAT(
+        [] { (void)nlohmann::json::parse(R"({"growth": {}, "cleanable": {"total": 1}})").get<CheckAlert>(); },
+        ::testing::ThrowsMessage<JsonDecodingError>("Invalid number of keys found, expected one."));
     EXPECT_ANY_THROW((void)nlohmann::json::parse(R"({"shrink": {}})").get<CheckAlert>());
 }

@@ -37,13 +37,8 @@ struct CleanTree {
         tree.file("Users/anna/Library/Application Support/Spotify/prefs", "settings");
     }
 
-    std::vector<std::string> args(std::vector<std::string> words) const {
-        for (const char* common : {"--platform", "macos", "--root"})
-            words.push_back(common);
-        words.push_back(tree.root().string());
-        words.push_back("--home");
-        words.push_back("/Users/anna");
-        return words;
+    CliRun run(std::vector<std::string> words) const {
+        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna");
     }
 };
 
@@ -76,11 +71,11 @@ CliRun cleanAtTerminal(const CleanTree& t, std::vector<std::string> ids, std::fu
 TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
     CleanTree t;
     const auto before = listing(t.tree.root());
-    const auto run = runVelmora(t.args({"clean", "--safe", "--yes", "--show-commands"}));
+    const auto run = t.run({"clean", "--safe", "--yes", "--show-commands"});
     ASSERT_EQ(run.status, 0) << run.out << run.err;
-    EXPECT_NE(run.out.find("Wird direkt gelöscht – nicht im Papierkorb"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("Befehle anzeigen:"), std::string::npos);
-    EXPECT_NE(run.out.find("App-abc: entfernt"), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("Wird direkt gelöscht – nicht im Papierkorb"));
+    EXPECT_THAT(run.out, HasSubstr("Befehle anzeigen:"));
+    EXPECT_THAT(run.out, HasSubstr("App-abc: entfernt"));
 
     const std::vector<fs::path> removed{t.home / "Library/Developer/Xcode/DerivedData/App-abc",
                                         t.home / "Library/Developer/Xcode/DerivedData/Other-def",
@@ -97,44 +92,43 @@ TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
 TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
     CleanTree t;
     const auto before = listing(t.tree.root());
-    auto run = runVelmora(t.args({"clean", "--safe", "--dry-run"}));
+    auto run = t.run({"clean", "--safe", "--dry-run"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("Trockenlauf – es wird nichts entfernt."), std::string::npos);
-    EXPECT_NE(run.out.find("App-abc: übersprungen: Trockenlauf"), std::string::npos) << run.out;
-    EXPECT_EQ(run.out.find(": entfernt"), std::string::npos);
-    EXPECT_NE(run.out.find("Freigegeben: Null kB"), std::string::npos);
+    EXPECT_THAT(run.out, HasSubstr("Trockenlauf – es wird nichts entfernt."));
+    EXPECT_THAT(run.out, HasSubstr("App-abc: übersprungen: Trockenlauf"));
+    EXPECT_THAT(run.out, Not(HasSubstr(": entfernt")));
+    EXPECT_THAT(run.out, HasSubstr("Freigegeben: Null kB"));
 
     ::setenv("VELMORA_DRY_RUN", "1", 1);
-    run = runVelmora(t.args({"clean", "ai.huggingFace", "--yes"}));
+    run = t.run({"clean", "ai.huggingFace", "--yes"});
     ::unsetenv("VELMORA_DRY_RUN");
     EXPECT_EQ(run.status, 0);
-    EXPECT_NE(run.out.find("org/model: übersprungen: Trockenlauf"), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("org/model: übersprungen: Trockenlauf"));
     EXPECT_EQ(listing(t.tree.root()), before);
 }
 
 TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {
     CleanTree t;
     // Without a terminal and without --yes nothing happens.
-    auto run = runVelmora(t.args({"clean", "--safe"}));
+    auto run = t.run({"clean", "--safe"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Ohne Terminal wird nur mit --yes entfernt"), std::string::npos);
+    EXPECT_THAT(run.err, HasSubstr("Ohne Terminal wird nur mit --yes entfernt"));
     EXPECT_TRUE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
 
     // One item of a finding, and a kept finding that is never selected.
-    ASSERT_EQ(runVelmora(t.args({"keep", "simulators.logs"})).status, 0);
+    ASSERT_EQ(t.run({"keep", "simulators.logs"}).status, 0);
     const auto item = (t.home / "Library/Developer/Xcode/DerivedData/Other-def").string();
-    run = runVelmora(t.args({"clean", "--item", item, "simulators.logs", "--yes"}));
+    run = t.run({"clean", "--item", item, "simulators.logs", "--yes"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("simulators.logs: wird behalten – nicht ausgewählt"), std::string::npos)
-        << run.out;
+    EXPECT_THAT(run.out, HasSubstr("simulators.logs: wird behalten – nicht ausgewählt"));
     EXPECT_FALSE(fs::exists(item));
     EXPECT_TRUE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
     EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
 
-    run = runVelmora(t.args({"clean", "languages.cobol", "--yes"}));
+    run = t.run({"clean", "languages.cobol", "--yes"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Kein solcher Fund oder Eintrag: languages.cobol"), std::string::npos);
-    EXPECT_EQ(runVelmora(t.args({"clean"})).status, 2);
+    EXPECT_THAT(run.err, HasSubstr("Kein solcher Fund oder Eintrag: languages.cobol"));
+    EXPECT_EQ(t.run({"clean"}).status, 2);
 }
 
 TEST(CleanCommand, AFailedItemGivesExitOneAndTheReportText) {
@@ -142,9 +136,9 @@ TEST(CleanCommand, AFailedItemGivesExitOneAndTheReportText) {
     // A Trash that is a link to elsewhere is refused, so the Trash items fail and stay.
     t.tree.folder("elsewhere");
     fs::create_directory_symlink(t.tree / "elsewhere", t.home / ".Trash");
-    const auto run = runVelmora(t.args({"clean", "simulators.logs", "--yes"}));
+    const auto run = t.run({"clean", "simulators.logs", "--yes"});
     EXPECT_EQ(run.status, 1) << run.out;
-    EXPECT_NE(run.out.find("1 Eintrag konnte nicht entfernt werden."), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("1 Eintrag konnte nicht entfernt werden."));
     EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
     EXPECT_TRUE(fs::is_empty(t.tree / "elsewhere"));
 }
@@ -158,7 +152,7 @@ TEST(CleanCommand, TheKeepListCountsAsItIsWhenTheAnswerComes) {
         EXPECT_TRUE(KeepList(keepFile).add(FindingID{"simulators.logs", ""}));
     });
     EXPECT_EQ(run.status, 0) << run.out << run.err;
-    EXPECT_NE(run.out.find(": übersprungen: Steht auf der Behalten-Liste"), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr(": übersprungen: Steht auf der Behalten-Liste"));
     EXPECT_FALSE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
 
     // Damaged meanwhile, or before: nothing goes, and the message names the file and its copy.
@@ -166,16 +160,16 @@ TEST(CleanCommand, TheKeepListCountsAsItIsWhenTheAnswerComes) {
     run = cleanAtTerminal(t, {"ai.huggingFace"},
                           [&] { t.tree.file(keepFile.lexically_relative(t.tree.root()), damage); });
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.out.find("org/model: fehlgeschlagen: Die Behalten-Liste ist beschädigt"), run.out.npos);
+    EXPECT_THAT(run.out, HasSubstr("org/model: fehlgeschlagen: Die Behalten-Liste ist beschädigt"));
     const std::string message =
         "Die Behalten-Liste ist beschädigt und wird als leer gelesen: " + keepFile.string() +
         "\nEine Kopie liegt in " + keepFile.string() + ".bad.";
-    EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    EXPECT_THAT(run.err, HasSubstr(message));
     EXPECT_EQ(scratch::contentOf(keepFile.string() + ".bad"), damage);
-    const auto before = runVelmora(t.args({"clean", "--safe", "--yes"}));
+    const auto before = t.run({"clean", "--safe", "--yes"});
     EXPECT_EQ(before.status, 1);
     EXPECT_EQ(before.out, "") << "not even a plan";
-    EXPECT_NE(before.err.find(message), std::string::npos) << before.err;
+    EXPECT_THAT(before.err, HasSubstr(message));
     for (const char* stays :
          {"Library/Logs/CoreSimulator/sim.log", ".cache/huggingface/hub/models--org--model/w"})
         EXPECT_TRUE(fs::exists(t.home / stays)) << stays;
@@ -186,8 +180,7 @@ TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
     const std::string home = "/Users/an\x1b[2Kna", evil = "Build\n    Documents  0 B\x1b[1A\u202E";
     tree.file(fs::path(home).relative_path() / "Library/Developer/Xcode/DerivedData" / evil / "x.o", "x");
     const auto run = [&](std::vector<std::string> words) {
-        words.insert(words.end(), {"--platform", "macos", "--root", tree.root().string(), "--home", home});
-        return runVelmora(words);
+        return runInTree(words, tree.root(), "macos", home);
     };
     const auto scan = run({"scan"}),
                clean = run({"clean", "xcode.derivedData", "--dry-run", "--show-commands"});
@@ -197,9 +190,9 @@ TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
              {clean.out, "\n    " + shown + "  "},         // the plan
              {clean.out, "/DerivedData/" + shown + "'\n"}, // the command it runs
              {clean.out, "\n" + shown + ": übersprungen: Trockenlauf\n"}}) {
-        EXPECT_NE(out.find(line), std::string::npos) << line << "\n" << out;
+        EXPECT_THAT(out, HasSubstr(line)) << line << "\n" << out;
         EXPECT_TRUE(out.find_first_of("\x1b\r") == out.npos && out.find("\u202E") == out.npos) << out;
-        EXPECT_EQ(out.find("\n    Documents"), std::string::npos) << out; // no line of its own
+        EXPECT_THAT(out, Not(HasSubstr("\n    Documents"))); // no line of its own
     }
     EXPECT_EQ(nlohmann::json::parse(run({"scan", "--json"}).out)["findings"][0]["items"][0]["name"], evil);
 }

@@ -52,12 +52,8 @@ struct MacTree {
         tree.link("Users/anna/Library/Caches/pip", tree / "Users/anna/Documents");
     }
 
-    std::vector<std::string> args(std::vector<std::string> extra) const {
-        std::vector<std::string> all{"--platform",         "macos",  "--root",
-                                     tree.root().string(), "--home", "/Users/anna"};
-        all.insert(all.begin(), extra.begin(), extra.begin() + 1);
-        all.insert(all.end(), extra.begin() + 1, extra.end());
-        return all;
+    CliRun run(std::vector<std::string> words) const {
+        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna");
     }
 };
 
@@ -65,7 +61,7 @@ struct MacTree {
 
 TEST(ScanCommand, JsonReportsExactlyTheCatalogFindingsWithAllocatedSizes) {
     MacTree mac;
-    const auto run = runVelmora(mac.args({"scan", "--json"}));
+    const auto run = mac.run({"scan", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     const auto report = nlohmann::json::parse(run.out);
     std::map<std::string, nlohmann::json> byID;
@@ -114,23 +110,23 @@ TEST(ScanCommand, JsonReportsExactlyTheCatalogFindingsWithAllocatedSizes) {
 
 TEST(ScanCommand, TextReportGroupsByTabAndCategoryAndKeptFindingsLeaveTheTotal) {
     MacTree mac;
-    auto run = runVelmora(mac.args({"scan"}));
+    auto run = mac.run({"scan"});
     ASSERT_EQ(run.status, 0) << run.err;
     const auto developer = run.out.find("\nEntwickler\n");
     const auto storage = run.out.find("\nSpeicher\n");
     ASSERT_NE(developer, std::string::npos) << run.out;
     ASSERT_NE(storage, std::string::npos);
     EXPECT_LT(storage, developer); // tabs in display order
-    EXPECT_NE(run.out.find("  KI-Reste\n    Hugging Face"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("DerivedData"), std::string::npos);
-    EXPECT_NE(run.out.find("Freigebbar: "), std::string::npos);
+    EXPECT_THAT(run.out, HasSubstr("  KI-Reste\n    Hugging Face"));
+    EXPECT_THAT(run.out, HasSubstr("DerivedData"));
+    EXPECT_THAT(run.out, HasSubstr("Freigebbar: "));
 
-    ASSERT_EQ(runVelmora(mac.args({"keep", "xcode.derivedData"})).status, 0);
-    run = runVelmora(mac.args({"scan"}));
+    ASSERT_EQ(mac.run({"keep", "xcode.derivedData"}).status, 0);
+    run = mac.run({"scan"});
     EXPECT_TRUE(std::regex_search(
         run.out, std::regex(R"(DerivedData +[0-9,]+ kB +behalten +2 Einträge +\[xcode\.derivedData\])")))
         << run.out;
-    const auto json = nlohmann::json::parse(runVelmora(mac.args({"scan", "--json"})).out);
+    const auto json = nlohmann::json::parse(mac.run({"scan", "--json"}).out);
     std::int64_t withoutKept = 0;
     for (const auto& finding : json["findings"]) {
         const bool kept = finding["kept"];
@@ -143,64 +139,62 @@ TEST(ScanCommand, TextReportGroupsByTabAndCategoryAndKeptFindingsLeaveTheTotal) 
 
 TEST(ScanCommand, WrongUsageExitsWithTwoAndAGermanMessage) {
     MacTree mac;
-    auto run = runVelmora({"scan", "--bogus"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Unbekanntes Argument"), std::string::npos);
-    run = runVelmora({"scan", "--root", (mac.tree / "missing").string()});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Die Wurzel existiert nicht"), std::string::npos);
-    run = runVelmora({"scan", "--root", mac.tree.root().string(), "--home", "/Users/nobody"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Der Benutzerordner existiert nicht"), std::string::npos);
-    run = runVelmora({"scan", "--platform", "windows"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Unbekannte Plattform"), std::string::npos);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> misuses{
+        {{"scan", "--bogus"}, "Unbekanntes Argument"},
+        {{"scan", "--root", (mac.tree / "missing").string()}, "Die Wurzel existiert nicht"},
+        {{"scan", "--root", mac.tree.root().string(), "--home", "/Users/nobody"},
+         "Der Benutzerordner existiert nicht"},
+        {{"scan", "--platform", "windows"}, "Unbekannte Plattform"}};
+    for (const auto& [words, message] : misuses) {
+        const auto run = runVelmora(words);
+        EXPECT_EQ(run.status, 2) << message;
+        EXPECT_THAT(run.err, HasSubstr(message));
+    }
     EXPECT_EQ(runVelmora({"--version"}).out, "Velmora 2 (" VELMORA_VERSION ")\n");
-    EXPECT_NE(runVelmora({}).out.find("Aufruf: velmora"), std::string::npos);
+    EXPECT_THAT(runVelmora({}).out, HasSubstr("Aufruf: velmora"));
 }
 
 TEST(GuardCommand, AnswersEveryPathInsideTheRoot) {
     MacTree mac;
     mac.tree.link("Users/anna/Library/Caches/sneaky", "/Users/anna/.ssh");
     mac.tree.folder("Users/anna/.ssh");
-    const auto run =
-        runVelmora(mac.args({"guard", "/Users/anna/Library/Caches/com.example", "/Users/anna/Documents/x",
-                             "/Users/anna/Library/Caches/sneaky/id_rsa", "relative/path"}));
+    const auto run = mac.run({"guard", "/Users/anna/Library/Caches/com.example", "/Users/anna/Documents/x",
+                              "/Users/anna/Library/Caches/sneaky/id_rsa", "relative/path"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out,
               "/Users/anna/Library/Caches/com.example: erlaubt\n"
               "/Users/anna/Documents/x: gesperrt: Persönlicher Ordner – wird nie angefasst\n"
               "/Users/anna/Library/Caches/sneaky/id_rsa: gesperrt: Zugangsdaten werden nie angefasst\n"
               "relative/path: gesperrt: Liegt außerhalb der erlaubten Ordner\n");
-    EXPECT_EQ(runVelmora(mac.args({"guard", "/Users/anna/Library/Caches/a"})).status, 0);
+    EXPECT_EQ(mac.run({"guard", "/Users/anna/Library/Caches/a"}).status, 0);
 }
 
 TEST(KeepCommand, SurvivesGarbageAndReadOnlyFoldersWithoutLosingData) {
     MacTree mac;
     const auto folder = mac.home / "Library/Application Support/Velmora2";
-    EXPECT_EQ(runVelmora(mac.args({"kept"})).out, "Du behältst keine Funde.\n");
+    EXPECT_EQ(mac.run({"kept"}).out, "Du behältst keine Funde.\n");
     mac.tree.file("Users/anna/Library/Application Support/Velmora2/keep.json", "{ garbage");
-    auto run = runVelmora(mac.args({"keep", "xcode.archives", "ai.huggingFace//Users/anna/x"}));
+    auto run = mac.run({"keep", "xcode.archives", "ai.huggingFace//Users/anna/x"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(runVelmora(mac.args({"kept"})).out, "ai.huggingFace//Users/anna/x\nxcode.archives\n");
+    EXPECT_EQ(mac.run({"kept"}).out, "ai.huggingFace//Users/anna/x\nxcode.archives\n");
     // The unreadable original was set aside, not lost.
     EXPECT_TRUE(fs::exists(folder / "keep.json.bad"));
 
-    EXPECT_EQ(runVelmora(mac.args({"unkeep", "xcode.archives"})).status, 0);
-    EXPECT_EQ(runVelmora(mac.args({"kept"})).out, "ai.huggingFace//Users/anna/x\n");
-    EXPECT_EQ(runVelmora(mac.args({"keep", ""})).status, 2);
+    EXPECT_EQ(mac.run({"unkeep", "xcode.archives"}).status, 0);
+    EXPECT_EQ(mac.run({"kept"}).out, "ai.huggingFace//Users/anna/x\n");
+    EXPECT_EQ(mac.run({"keep", ""}).status, 2);
     // Bytes that are not UTF-8 would be stored altered and keep nothing.
-    EXPECT_EQ(runVelmora(mac.args({"keep", "xcode.derivedData", "dev.npm/Users/j\xF6rg"})).err,
+    EXPECT_EQ(mac.run({"keep", "xcode.derivedData", "dev.npm/Users/j\xF6rg"}).err,
               "velmora: Ungültige Kennung „dev.npm/Users/j\\xf6rg“: kein gültiger UTF-8-Text, so kann "
               "sie nicht behalten werden.\n");
-    EXPECT_EQ(runVelmora(mac.args({"kept"})).out, "ai.huggingFace//Users/anna/x\n");
+    EXPECT_EQ(mac.run({"kept"}).out, "ai.huggingFace//Users/anna/x\n");
 
     if (::geteuid() == 0)
         GTEST_SKIP() << "root can write into read-only folders";
     fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
-    run = runVelmora(mac.args({"keep", "languages.npm"}));
+    run = mac.run({"keep", "languages.npm"});
     fs::permissions(folder, fs::perms::owner_all);
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("Konnte die Behalten-Liste nicht speichern."), std::string::npos);
-    EXPECT_EQ(runVelmora(mac.args({"kept"})).out, "ai.huggingFace//Users/anna/x\n");
+    EXPECT_THAT(run.err, HasSubstr("Konnte die Behalten-Liste nicht speichern."));
+    EXPECT_EQ(mac.run({"kept"}).out, "ai.huggingFace//Users/anna/x\n");
 }

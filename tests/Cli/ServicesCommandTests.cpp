@@ -56,12 +56,9 @@ struct ServicesTree {
 
     fs::path agent(const std::string& name) const { return tree.home() / "Library/LaunchAgents" / name; }
 
-    CliRun run(std::vector<std::string> words, const char* platform = "macos") const {
-        for (const char* common : {"--platform", platform, "--home", "/Users/anna", "--root"})
-            words.push_back(common);
-        words.push_back(tree.root().string());
-        return runVelmora(
-            words, cli::ServiceOverrides{.runner = runner, .executablePath = {}, .uid = LaunchTree::uid});
+    CliRun run(std::vector<std::string> words) const {
+        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna",
+                         {.runner = runner, .executablePath = {}, .uid = LaunchTree::uid});
     }
 
     std::vector<std::string> callsOutsideTheRoot() const {
@@ -94,40 +91,26 @@ TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
     const auto list = nlohmann::json::parse(run.out);
     ASSERT_TRUE(list.is_array());
 
-    struct Expected {
-        std::string id;
-        std::string explanation;
-        bool orphaned;
-        bool removable;
-    };
-    const std::vector<Expected> expected{
-        {"user/com.example.present", "Gehört zu Present.", false, false},
-        {"user/com.example.gone",
-         "Das Programm fehlt: /opt/gone/bin/gone. Es wurde vermutlich deinstalliert.", true, true},
-        {"user/com.example.deleted",
-         "Das Programm fehlt: /Applications/Deleted.app/Contents/MacOS/d. Die App wurde vermutlich gelöscht.",
-         true, true},
-        {"user/com.example.volume", "Das Programm liegt auf einem nicht verbundenen Laufwerk.", false, false},
-        {"user/com.example.system", "Gehört zu keiner erkennbaren App.", false, false},
-        {"user/com.example.broken", "Die Datei konnte nicht gelesen werden. Velmora 2 fasst sie nicht an.",
-         false, false},
-        {"system/com.example.daemon", "Das Programm fehlt: /opt/daemon/d. Es wurde vermutlich deinstalliert.",
-         true, true},
-        {"system/com.example.oddfile",
-         "Das Programm fehlt: /opt/daemon/odd. Es wurde vermutlich deinstalliert.", true, false},
-        {"user/com.example.bytes", "Das Programm fehlt: /opt/gone/\uFFFD. Es wurde vermutlich deinstalliert.",
-         true, true},
-    };
-    EXPECT_EQ(list.size(), expected.size()) << run.out;
-    for (const auto& want : expected) {
-        const auto* item = entry(list, want.id);
-        ASSERT_NE(item, nullptr) << want.id << "\n" << run.out;
-        EXPECT_EQ(item->at("explanation"), want.explanation) << want.id;
-        EXPECT_EQ(item->at("isOrphaned"), want.orphaned) << want.id;
-        EXPECT_EQ(item->at("removable"), want.removable) << want.id;
-        EXPECT_EQ(item->at("blockReason").is_null(), want.removable) << want.id;
+    // The sentences themselves are the scanner's; here each verdict must reach its field.
+    const std::map<std::string, std::pair<bool, bool>> orphanedAndRemovable{
+        {"user/com.example.present", {false, false}}, {"user/com.example.gone", {true, true}},
+        {"user/com.example.deleted", {true, true}},   {"user/com.example.volume", {false, false}},
+        {"user/com.example.system", {false, false}},  {"user/com.example.broken", {false, false}},
+        {"system/com.example.daemon", {true, true}},  {"system/com.example.oddfile", {true, false}},
+        {"user/com.example.bytes", {true, true}}};
+    EXPECT_EQ(list.size(), orphanedAndRemovable.size()) << run.out;
+    for (const auto& [id, want] : orphanedAndRemovable) {
+        const auto* item = entry(list, id);
+        ASSERT_NE(item, nullptr) << id << "\n" << run.out;
+        EXPECT_EQ(item->at("isOrphaned"), want.first) << id;
+        EXPECT_EQ(item->at("removable"), want.second) << id;
+        EXPECT_EQ(item->at("blockReason").is_null(), want.second) << id;
         EXPECT_TRUE(item->contains("startKind") && item->contains("plistURL") && item->contains("label"));
     }
+    EXPECT_EQ(entry(list, "user/com.example.bytes")->at("explanation"),
+              "Das Programm fehlt: /opt/gone/\uFFFD. Es wurde vermutlich deinstalliert.");
+    EXPECT_EQ(entry(list, "system/com.example.oddfile")->at("blockReason"),
+              "Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.");
     EXPECT_EQ(entry(list, "user/com.example.present")->at("isRunning"), true);
     EXPECT_EQ(entry(list, "user/com.example.present")->at("blockReason"), "Der Dienst ist nicht verwaist.");
     EXPECT_EQ(entry(list, "user/com.example.deleted")->at("startKind"), "scheduled");
@@ -145,9 +128,9 @@ TEST(ServicesCommand, ListGroupsByScopeAndSaysWhatCanGo) {
           "Verwaist, entfernbar: velmora services remove com.example.gone",
           "Verwaist, nicht entfernbar: Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.",
           "5 verwaiste Hintergrunddienste"})
-        EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
-    EXPECT_EQ(run.out.find("com.apple"), std::string::npos);
-    EXPECT_EQ(run.out.find("COM.APPLE"), std::string::npos);
+        EXPECT_THAT(run.out, HasSubstr(text)) << text << "\n" << run.out;
+    EXPECT_THAT(run.out, Not(HasSubstr("com.apple")));
+    EXPECT_THAT(run.out, Not(HasSubstr("COM.APPLE")));
 }
 
 TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
@@ -156,13 +139,10 @@ TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
     const auto run = t.run({"services", "remove", "com.example.gone", "com.example.present",
                             "com.example.volume", "com.example.broken", "com.example.daemon", "--yes"});
     ASSERT_EQ(run.status, 1) << run.out << run.err;
-    EXPECT_NE(run.out.find("com.example.daemon: fehlgeschlagen"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("com.example.present: nicht entfernt – Der Dienst ist nicht verwaist."),
-              std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find("com.example.volume: nicht entfernt – Der Dienst ist nicht verwaist."),
-              std::string::npos);
-    EXPECT_NE(run.out.find("com.example.gone: entfernt"), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("com.example.daemon: fehlgeschlagen"));
+    EXPECT_THAT(run.out, HasSubstr("com.example.present: nicht entfernt – Der Dienst ist nicht verwaist."));
+    EXPECT_THAT(run.out, HasSubstr("com.example.volume: nicht entfernt – Der Dienst ist nicht verwaist."));
+    EXPECT_THAT(run.out, HasSubstr("com.example.gone: entfernt"));
 
     EXPECT_FALSE(fs::exists(t.agent("com.example.gone.plist")));
     EXPECT_TRUE(fs::exists(t.tree.home() / ".Trash/com.example.gone.plist"));
@@ -180,21 +160,21 @@ TEST(ServicesCommand, RemoveNeedsConsentKnownLabelsAndAReadableKeepList) {
     ServicesTree t;
     auto run = t.run({"services", "remove", "com.example.gone"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("nur mit --yes"), std::string::npos) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("nur mit --yes"));
 
     run = t.run({"services", "remove", "com.example.nosuch", "--yes"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("Kein solcher Hintergrunddienst: com.example.nosuch"), std::string::npos);
+    EXPECT_THAT(run.err, HasSubstr("Kein solcher Hintergrunddienst: com.example.nosuch"));
 
     run = t.run({"services", "remove", "com.example.gone", "--dry-run"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("com.example.gone: übersprungen: Trockenlauf"), std::string::npos) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("com.example.gone: übersprungen: Trockenlauf"));
 
     const auto keep = t.tree.home() / "Library/Application Support/Velmora2/keep.json";
     t.tree.scratch.file(keep.lexically_relative(t.tree.root()), "{ kaputt");
     run = t.run({"services", "remove", "com.example.gone", "--yes"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("Eine Kopie liegt in " + keep.string() + ".bad."), std::string::npos) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("Eine Kopie liegt in " + keep.string() + ".bad."));
 
     EXPECT_TRUE(fs::exists(t.agent("com.example.gone.plist")));
     EXPECT_FALSE(t.ranBootout());
@@ -204,14 +184,12 @@ TEST(ServicesCommand, LinuxHomeHasNoLaunchFoldersAndNoLoginItems) {
     scratch::ScratchTree tree;
     tree.folder("home/anna/.config");
     auto runner = std::make_shared<ScriptedCommandRunner>();
-    const auto run = runVelmora(
-        {"services", "--platform", "linux", "--home", "/home/anna", "--root", tree.root().string()},
-        cli::ServiceOverrides{.runner = runner, .executablePath = {}, .uid = 1000});
+    const auto run = runInTree({"services"}, tree.root(), "linux", "/home/anna",
+                               {.runner = runner, .executablePath = {}, .uid = 1000});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("Eigene Agenten\n  Keine Hintergrunddienste dieser Art."), std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find("System-Dienste\n  Keine Hintergrunddienste dieser Art."), std::string::npos);
-    EXPECT_NE(run.out.find("Anmeldeobjekte werden auf dieser Plattform nicht gelesen."), std::string::npos);
-    EXPECT_NE(run.out.find("Keine verwaisten Hintergrunddienste"), std::string::npos);
+    EXPECT_THAT(run.out, HasSubstr("Eigene Agenten\n  Keine Hintergrunddienste dieser Art."));
+    EXPECT_THAT(run.out, HasSubstr("System-Dienste\n  Keine Hintergrunddienste dieser Art."));
+    EXPECT_THAT(run.out, HasSubstr("Anmeldeobjekte werden auf dieser Plattform nicht gelesen."));
+    EXPECT_THAT(run.out, HasSubstr("Keine verwaisten Hintergrunddienste"));
     EXPECT_TRUE(runner->calls().empty());
 }

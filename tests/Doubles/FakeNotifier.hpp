@@ -16,10 +16,7 @@ public:
         ++authorizationQueries;
         return authorization_;
     }
-    bool requestAuthorization() override {
-        ++requests;
-        return authorization_ == NotificationAuthorization::authorized;
-    }
+    bool requestAuthorization() override { return authorization_ == NotificationAuthorization::authorized; }
     std::expected<void, NotifierError> post(const CheckNotification& notification) override {
         posted.push_back(notification);
         if (failPosting)
@@ -29,7 +26,6 @@ public:
 
     std::vector<CheckNotification> posted;
     int authorizationQueries = 0;
-    int requests = 0;
     bool failPosting = false;
 
 private:

@@ -27,27 +27,19 @@ ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::fails(Co
     return *this;
 }
 
-ScriptedCommandRunner::Expectation&
-ScriptedCommandRunner::Expectation::after(std::chrono::nanoseconds delay) {
-    delay_ = delay;
-    return *this;
-}
-
 ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::hangs() {
     hangs_ = true;
     return *this;
 }
 
-ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::times(int count) {
-    limit_ = count;
+ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::once() {
+    once_ = true;
     return *this;
 }
 
 bool ScriptedCommandRunner::Expectation::matches(const std::filesystem::path& executable,
                                                  const std::vector<std::string>& arguments) const {
-    if (limit_ && used_ >= *limit_)
-        return false;
-    return executable == executable_ && (!arguments_ || *arguments_ == arguments);
+    return !(once_ && used_) && executable == executable_ && (!arguments_ || *arguments_ == arguments);
 }
 
 ScriptedCommandRunner::Expectation& ScriptedCommandRunner::expect(const std::filesystem::path& executable) {
@@ -95,24 +87,17 @@ ScriptedCommandRunner::run(const std::filesystem::path& executable, const std::v
         return std::unexpected(
             CommandError{CommandError::Kind::launchFailed, "unscripted: " + calls_.back().commandLine()});
     }
-    ++found->used_;
-    const Outcome outcome = found->outcome_;
-    if (!found->hangs_ && !found->delay_)
-        return outcome;
-
+    found->used_ = true;
+    if (!found->hangs_)
+        return found->outcome_;
     // Waiting far beyond any test's life is the same as never answering, and keeps the clock
-    // arithmetic from overflowing.
-    const auto limit = std::min<std::chrono::nanoseconds>(timeout, 24h);
-    const auto delay = found->hangs_ ? limit : std::min<std::chrono::nanoseconds>(*found->delay_, 24h);
-    const auto wait = std::min(delay, limit);
-    // Releases the lock while waiting, so other calls go on.
-    waitUntil(neverNotified_, lock, stop, std::chrono::steady_clock::now() + std::max(wait, 0ns),
+    // arithmetic from overflowing. The wait releases the lock, so other calls go on.
+    waitUntil(neverNotified_, lock, stop,
+              std::chrono::steady_clock::now() + std::clamp<std::chrono::nanoseconds>(timeout, 0ns, 24h),
               [] { return false; });
     if (stop.stop_requested())
         return std::unexpected(CommandError{CommandError::Kind::cancelled, {}});
-    if (delay >= limit)
-        return std::unexpected(CommandError{CommandError::Kind::timeout, {}});
-    return outcome;
+    return std::unexpected(CommandError{CommandError::Kind::timeout, {}});
 }
 
 } // namespace velmora::test

@@ -19,7 +19,7 @@ namespace velmora::test {
 //   runner.expect("/usr/bin/tmutil").hangs();                   // ends by time limit or stop token
 //
 // A call is answered by the first expectation, in the order they were declared, that matches its
-// executable (and its arguments, where given) and is not used up (see `times`). Calls nobody expected
+// executable (and its arguments, where given) and is not used up (see `once`). Calls nobody expected
 // fail with `launchFailed` and a message naming the command line; `unscripted` changes that.
 // Script the runner before sharing it; `run` itself may be called from many threads.
 class ScriptedCommandRunner final : public CommandRunner {
@@ -41,14 +41,11 @@ public:
         Expectation& returns(std::int32_t exitCode, std::string standardOutput = {},
                              std::string standardError = {});
         Expectation& fails(CommandError::Kind kind, std::string message = {});
-        // Answers only after `delay`; a caller's time limit or stop token ends the wait first, with
-        // `timeout` or `cancelled`, as the live runner would.
-        Expectation& after(std::chrono::nanoseconds delay);
-        // Never answers: only the time limit or the stop token ends the call.
+        // Never answers: the caller's time limit or stop token ends the call, with `timeout` or
+        // `cancelled`, as the live runner would.
         Expectation& hangs();
-        // Answers at most `count` calls; later calls go on to the next matching expectation.
-        Expectation& times(int count);
-        Expectation& once() { return times(1); }
+        // Answers one call only; later calls go on to the next matching expectation.
+        Expectation& once();
 
     private:
         friend class ScriptedCommandRunner;
@@ -60,10 +57,9 @@ public:
         std::filesystem::path executable_;
         std::optional<std::vector<std::string>> arguments_;
         Outcome outcome_ = CommandResult{};
-        std::optional<std::chrono::nanoseconds> delay_;
         bool hangs_ = false;
-        std::optional<int> limit_;
-        int used_ = 0;
+        bool once_ = false;
+        bool used_ = false;
     };
 
     // Matches every call of `executable`, whatever its arguments.
@@ -83,7 +79,7 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::condition_variable_any neverNotified_; // waits of `after`/`hangs` end by time or stop token only
+    std::condition_variable_any neverNotified_; // waits of `hangs` end by time or stop token only
     std::deque<Expectation> expectations_;      // a deque keeps the references `expect` hands out valid
     std::optional<Outcome> unscripted_;
     std::vector<Call> calls_;

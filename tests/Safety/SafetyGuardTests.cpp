@@ -140,7 +140,7 @@ TEST_F(MacGuard, HomeOfAnUnexpectedShapeDeniesEverything) {
     EXPECT_FALSE(guard().isValid());
 }
 
-TEST_F(MacGuard, HomeRules) {
+TEST_F(MacGuard, HomeToolAndSystemRules) {
     expectAnswers(
         guard(), tree, "/Users/anna",
         {
@@ -156,13 +156,7 @@ TEST_F(MacGuard, HomeRules) {
               "~/.aws/credentials", "~/.kube/config", "~/.config/gh/hosts.yml", "~/.docker/config.json"}},
             {photos, {"~/Pictures/Photos Library.photoslibrary/x", "~/Movies/Old.PhotosLibrary"}},
             {homebrew, {"~/Library/Caches/Homebrew/Cellar/x"}},
-        });
-}
-
-TEST_F(MacGuard, ToolFoldersKeepTheirCredentialFiles) {
-    expectAnswers(
-        guard(), tree, "/Users/anna",
-        {
+            // Tool folders keep their credential files.
             {allowed,
              {"~/.codex/log/x.log", "~/.codex/sessions/2025/rollout.jsonl", "~/.codex/.envrc",
               "~/.codex/\xFF\xFEtoken", "~/projects/.codex/auth.json"}},
@@ -174,13 +168,6 @@ TEST_F(MacGuard, ToolFoldersKeepTheirCredentialFiles) {
               // Marks must not hide a name: combining acute (Mn), enclosing circle (Me) and a
               // spacing mark (Mc) are all dropped for the second comparison.
               "~/.codex/au\u0301th.json", "~/.codex/to\u20DDken", "~/.codex/con\u0903fig.yaml"}},
-        });
-}
-
-TEST_F(MacGuard, SystemRules) {
-    expectAnswers(
-        guard(), tree, "/Users/anna",
-        {
             {system,
              {"/", "/System/Volumes/Data/System/Library", "/var/folders/ab/xyz/C",
               "/var/folders/ab/xyz/C/com.apple.Safari", "/var/folders/ab/xyz/T",

@@ -48,22 +48,19 @@ TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitch) {
     ASSERT_EQ(items.size(), 4u);
 
     EXPECT_EQ(items[0].id, "loginItem/com.getdropbox.dropbox");
-    EXPECT_EQ(items[0].label, "com.getdropbox.dropbox");
     EXPECT_EQ(items[0].displayName, "Dropbox");
-    EXPECT_EQ(items[0].associatedBundleIDs, std::vector<std::string>{"com.getdropbox.dropbox"});
-    EXPECT_EQ(items[0].explanation, on);
-
     EXPECT_EQ(items[1].displayName, "Spotify");
-    EXPECT_EQ(items[1].explanation, off);
-
-    EXPECT_EQ(items[2].label, "4.com.example.suite.helper");
-    EXPECT_EQ(items[2].associatedBundleIDs, std::vector<std::string>{"com.example.suite"});
-    EXPECT_EQ(items[2].explanation, off);
-
-    EXPECT_EQ(items[3].label, "2.org.example.nameless");
-    EXPECT_TRUE(items[3].associatedBundleIDs.empty());
-    EXPECT_EQ(items[3].explanation, off);
-
+    const std::vector<std::tuple<std::string, std::vector<std::string>, const char*>> expected{
+        {"com.getdropbox.dropbox", {"com.getdropbox.dropbox"}, on},
+        {"com.spotify.client", {"com.spotify.client"}, off},
+        {"4.com.example.suite.helper", {"com.example.suite"}, off},
+        {"2.org.example.nameless", {}, off}};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const auto& [label, bundleIDs, explanation] = expected[i];
+        EXPECT_EQ(items[i].label, label);
+        EXPECT_EQ(items[i].associatedBundleIDs, bundleIDs) << label;
+        EXPECT_EQ(items[i].explanation, explanation) << label;
+    }
     for (const auto& item : items) {
         EXPECT_EQ(item.scope, LaunchScope::loginItem);
         EXPECT_EQ(item.startKind, StartKind::atLogin);

@@ -62,16 +62,6 @@ protected:
     fs::path agentFile, daemonFile;
 };
 
-TEST(ServiceRemovalCommands, BootoutNamesTheUsersSessionAndLabelInOrder) {
-    LaunchItem first, second;
-    first.label = "com.example.a";
-    second.label = "org.example.b";
-    EXPECT_EQ(ServiceRemoval::bootoutCommands({first, second}, 501),
-              (std::vector<std::string>{"/bin/launchctl bootout gui/501/com.example.a",
-                                        "/bin/launchctl bootout gui/501/org.example.b"}));
-    EXPECT_TRUE(ServiceRemoval::bootoutCommands({}, 501).empty());
-}
-
 TEST_F(ServiceRemovalTest, UserAgentAndDaemonGiveOneUserAndOneAdminOutcome) {
     const auto removal = this->removal();
     const auto outcomes =
