@@ -6,7 +6,7 @@
 namespace velmora {
 
 // macOS: the volume's capacity available for important usage and its total capacity, as Core
-// Foundation reports them for the home folder; statvfs where it reports nothing usable. Linux: statvfs.
+// Foundation reports them for the home folder. Linux: statvfs.
 class DiskInfo final : public DiskSpaceProbe {
 public:
     std::expected<DiskSpace, DiskInfoError> diskSpace(const std::filesystem::path& home) const override;

@@ -31,25 +31,11 @@ std::expected<DiskSpace, DiskInfoError> statvfsCapacity(const std::filesystem::p
     return DiskSpace{.free = bytes(volume.f_bavail, blockSize), .total = total};
 }
 
-std::expected<DiskSpace, DiskInfoError>
-preferReportedCapacity(const ReportedCapacity& reported,
-                       const std::function<std::expected<DiskSpace, DiskInfoError>()>& fileSystemCounts) {
-    const bool freeUsable = reported.free && *reported.free > 0;
-    const bool totalUsable = reported.total && *reported.total > 0;
-    DiskSpace space{.free = freeUsable ? *reported.free : 0, .total = totalUsable ? *reported.total : 0};
-    if (!freeUsable || !totalUsable) {
-        const auto counted = fileSystemCounts();
-        if (!counted)
-            return std::unexpected(counted.error());
-        if (!freeUsable)
-            space.free = counted->free;
-        if (!totalUsable)
-            space.total = counted->total;
-    }
-    if (space.total <= 0)
+std::expected<DiskSpace, DiskInfoError> reportedCapacity(const ReportedCapacity& reported) {
+    if (!reported.free || !reported.total || *reported.total <= 0)
         return std::unexpected(DiskInfoError::capacityUnavailable);
-    space.free = std::clamp<std::int64_t>(space.free, 0, space.total);
-    return space;
+    return DiskSpace{.free = std::clamp<std::int64_t>(*reported.free, 0, *reported.total),
+                     .total = *reported.total};
 }
 
 } // namespace velmora

@@ -1,5 +1,5 @@
-// The two ways a volume tells its capacity: the file system's own counts (statvfs) and the values a
-// system service reports on top of them, which may be missing or wrong.
+// The two ways a volume tells its capacity: the file system's own counts (statvfs, Linux) and the
+// values a system service reports (macOS), which may be missing.
 #pragma once
 
 #include "Platform/DiskSpaceProbe.hpp"
@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
-#include <functional>
 #include <optional>
 
 namespace velmora {
@@ -21,11 +20,9 @@ struct ReportedCapacity {
 // the user can still fill. `capacityUnavailable` when the volume cannot be asked or reports no blocks.
 std::expected<DiskSpace, DiskInfoError> statvfsCapacity(const std::filesystem::path& folder);
 
-// The reported values where they are positive; a missing one, or zero (what the service answers when
-// it has nothing behind it: no user logged in, a volume that is not APFS), is taken from
-// `fileSystemCounts`, asked at most once and only then. Free never exceeds total.
-std::expected<DiskSpace, DiskInfoError>
-preferReportedCapacity(const ReportedCapacity& reported,
-                       const std::function<std::expected<DiskSpace, DiskInfoError>()>& fileSystemCounts);
+// The reported values, free capped at total; `capacityUnavailable` when either is missing or the
+// total is not positive. No guess from statvfs: it ignores purgeable space and would show a fuller
+// disk than the Finder does.
+std::expected<DiskSpace, DiskInfoError> reportedCapacity(const ReportedCapacity& reported);
 
 } // namespace velmora

@@ -1,6 +1,5 @@
 // Free and total bytes of a volume on macOS: the capacity available for important usage, which counts
-// purgeable space (caches the system drops on demand) as free, as the Finder does; statvfs alone
-// would make the disk look fuller than the user sees it.
+// purgeable space (caches the system drops on demand) as free, as the Finder does.
 #include "Platform/DiskInfo.hpp"
 
 #include "Platform/VolumeCapacity.hpp"
@@ -54,7 +53,7 @@ std::expected<DiskSpace, DiskInfoError> DiskInfo::diskSpace(const std::filesyste
         reported.free = volumeBytes(homeURL, kCFURLVolumeAvailableCapacityForImportantUsageKey);
         reported.total = volumeBytes(homeURL, kCFURLVolumeTotalCapacityKey);
     }
-    return preferReportedCapacity(reported, [&] { return statvfsCapacity(home); });
+    return reportedCapacity(reported);
 }
 
 } // namespace velmora
