@@ -52,7 +52,10 @@ std::expected<void, AtomicWriteError> writeFileAtomically(const std::filesystem:
         return std::unexpected(AtomicWriteError{AtomicWriteError::Step::createFolder, error});
 
     TemporaryFile temporary;
-    temporary.path = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
+    // Built by appending: GCC 12 at -O3 misreads `"." + string` as an overlapping copy.
+    std::string name(".");
+    name.append(file.filename().string()).append(".XXXXXX");
+    temporary.path = (folder / name).string();
     temporary.descriptor = ::mkostemp(temporary.path.data(), O_CLOEXEC);
     if (temporary.descriptor < 0) {
         const int code = errno;
