@@ -68,7 +68,7 @@ std::string makeNonce(std::size_t length) {
 std::string commandLine(const AdminStep& step) {
     std::string line = ShellQuote::quote(step.executable);
     for (const auto& argument : step.arguments)
-        line.append(" ").append(ShellQuote::quote(argument)); // not `" " + …`: GCC 12 -Wrestrict at -O3
+        line += " " + ShellQuote::quote(argument);
     return line;
 }
 

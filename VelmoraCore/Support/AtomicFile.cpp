@@ -52,10 +52,7 @@ std::expected<void, AtomicWriteError> writeFileAtomically(const std::filesystem:
         return std::unexpected(AtomicWriteError{AtomicWriteError::Step::createFolder, error});
 
     TemporaryFile temporary;
-    // Built by appending: GCC 12 at -O3 misreads `"." + string` as an overlapping copy.
-    std::string name(".");
-    name.append(file.filename().string()).append(".XXXXXX");
-    temporary.path = (folder / name).string();
+    temporary.path = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
     temporary.descriptor = ::mkostemp(temporary.path.data(), O_CLOEXEC);
     if (temporary.descriptor < 0) {
         const int code = errno;
