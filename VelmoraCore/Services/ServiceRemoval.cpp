@@ -72,15 +72,6 @@ ServiceRemoval::ServiceRemoval(std::shared_ptr<const LaunchItemScanner> scanner,
                                std::shared_ptr<CommandRunner> commands, RemovalRunner removal)
     : scanner_(std::move(scanner)), commands_(std::move(commands)), removal_(std::move(removal)) {}
 
-std::vector<std::string> ServiceRemoval::bootoutCommands(const std::vector<LaunchItem>& items,
-                                                         std::uint32_t uid) {
-    std::vector<std::string> commands;
-    commands.reserve(items.size());
-    for (const auto& item : items)
-        commands.push_back(OrphanedServices::userBootoutCommand(uid, item.label));
-    return commands;
-}
-
 std::vector<ServiceOutcome> ServiceRemoval::remove(const std::vector<LaunchItem>& items, bool dryRun,
                                                    StopToken stop) const {
     std::vector<ServiceOutcome> outcomes;

@@ -50,9 +50,6 @@ public:
     ServiceRemoval(std::shared_ptr<const LaunchItemScanner> scanner, std::shared_ptr<CommandRunner> commands,
                    RemovalRunner removal);
 
-    // "/bin/launchctl bootout gui/<uid>/<label>", one per item, in the items' order.
-    static std::vector<std::string> bootoutCommands(const std::vector<LaunchItem>& items, std::uint32_t uid);
-
     // One outcome per item, in the items' order. An item is left alone (skipped, start file and
     // service untouched) when a fresh evaluation no longer finds it orphaned, when it has a removal
     // block reason, when a service of the same label but another program is loaded, or when its

@@ -14,9 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A Mac-shaped tree with one agent for every verdict: a present program, an uninstalled one, one in a
-// deleted app, one on a volume that is not connected, a missing system program, a damaged plist and
-// Apple's own files.
+// A Mac-shaped tree with an agent for each thing the command shows: a running one of an installed app,
+// an uninstalled one, one whose program path is not UTF-8, a damaged plist, and two orphaned daemons of
+// which one has a name the administrator step refuses. Which verdict each rule gives is the scanner's
+// business; here each must reach the output.
 struct ServicesTree {
     LaunchTree tree;
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
@@ -28,19 +29,9 @@ struct ServicesTree {
                         .program = "/Applications/Present.app/Contents/MacOS/present",
                         .runAtLoad = true});
         tree.userAgent("com.example.gone.plist",
-                       {.label = "com.example.gone", .program = "/opt/gone/bin/gone"});
-        tree.userAgent("com.example.deleted.plist", {.label = "com.example.deleted",
-                                                     .program = "/Applications/Deleted.app/Contents/MacOS/d",
-                                                     .startInterval = true});
-        tree.userAgent("com.example.volume.plist",
-                       {.label = "com.example.volume", .program = "/Volumes/Backup/bin/tool"});
-        tree.userAgent("com.example.system.plist",
-                       {.label = "com.example.system", .program = "/usr/libexec/example-helper"});
+                       {.label = "com.example.gone", .program = "/opt/gone/bin/gone", .startInterval = true});
         tree.scratch.file("Users/anna/Library/LaunchAgents/com.example.broken.plist", "<plist><dict>nope");
-        tree.scratch.file("Users/anna/Library/LaunchAgents/com.apple.hidden.plist", "whatever");
-        tree.userAgent("renamed.plist", {.label = "COM.APPLE.renamed", .program = "/opt/gone/x"});
         tree.daemon("com.example.daemon.plist", {.label = "com.example.daemon", .program = "/opt/daemon/d"});
-        // The administrator step refuses to delete a start file whose name is no label.
         tree.daemon("odd name.plist", {.label = "com.example.oddfile", .program = "/opt/daemon/odd"});
         tree.userAgent("com.example.bytes.plist",
                        {.label = "com.example.bytes", .program = "/opt/gone/\xFF"});
@@ -66,13 +57,6 @@ struct ServicesTree {
         std::erase_if(lines, [&](const auto& line) { return line.starts_with(tree.root().string() + "/"); });
         return lines;
     }
-
-    bool ranBootout() const {
-        for (const auto& line : runner->commandLines())
-            if (line.find("bootout") != std::string::npos)
-                return true;
-        return false;
-    }
 };
 
 const nlohmann::json* entry(const nlohmann::json& list, const std::string& id) {
@@ -84,20 +68,16 @@ const nlohmann::json* entry(const nlohmann::json& list, const std::string& id) {
 
 } // namespace
 
-TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
+TEST(ServicesCommand, JsonAndListCarryEveryVerdict) {
     ServicesTree t;
     const auto run = t.run({"services", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     const auto list = nlohmann::json::parse(run.out);
-    ASSERT_TRUE(list.is_array());
-
-    // The sentences themselves are the scanner's; here each verdict must reach its field.
     const std::map<std::string, std::pair<bool, bool>> orphanedAndRemovable{
-        {"user/com.example.present", {false, false}}, {"user/com.example.gone", {true, true}},
-        {"user/com.example.deleted", {true, true}},   {"user/com.example.volume", {false, false}},
-        {"user/com.example.system", {false, false}},  {"user/com.example.broken", {false, false}},
-        {"system/com.example.daemon", {true, true}},  {"system/com.example.oddfile", {true, false}},
-        {"user/com.example.bytes", {true, true}}};
+        {"user/com.example.present", {false, false}},  {"user/com.example.gone", {true, true}},
+        {"user/com.example.broken", {false, false}},   {"system/com.example.daemon", {true, true}},
+        {"system/com.example.oddfile", {true, false}}, {"user/com.example.bytes", {true, true}}};
+    ASSERT_TRUE(list.is_array());
     EXPECT_EQ(list.size(), orphanedAndRemovable.size()) << run.out;
     for (const auto& [id, want] : orphanedAndRemovable) {
         const auto* item = entry(list, id);
@@ -105,7 +85,7 @@ TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
         EXPECT_EQ(item->at("isOrphaned"), want.first) << id;
         EXPECT_EQ(item->at("removable"), want.second) << id;
         EXPECT_EQ(item->at("blockReason").is_null(), want.second) << id;
-        EXPECT_TRUE(item->contains("startKind") && item->contains("plistURL") && item->contains("label"));
+        EXPECT_TRUE(item->contains("plistURL") && item->contains("label"));
     }
     EXPECT_EQ(entry(list, "user/com.example.bytes")->at("explanation"),
               "Das Programm fehlt: /opt/gone/\uFFFD. Es wurde vermutlich deinstalliert.");
@@ -113,41 +93,34 @@ TEST(ServicesCommand, JsonGivesEveryAgentItsVerdict) {
               "Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.");
     EXPECT_EQ(entry(list, "user/com.example.present")->at("isRunning"), true);
     EXPECT_EQ(entry(list, "user/com.example.present")->at("blockReason"), "Der Dienst ist nicht verwaist.");
-    EXPECT_EQ(entry(list, "user/com.example.deleted")->at("startKind"), "scheduled");
-    EXPECT_EQ(t.callsOutsideTheRoot(), std::vector<std::string>{});
-}
+    EXPECT_EQ(entry(list, "user/com.example.gone")->at("startKind"), "scheduled");
 
-TEST(ServicesCommand, ListGroupsByScopeAndSaysWhatCanGo) {
-    ServicesTree t;
-    const auto run = t.run({"services"});
-    ASSERT_EQ(run.status, 0) << run.err;
-    for (const char* text :
+    const auto text = t.run({"services"});
+    ASSERT_EQ(text.status, 0) << text.err;
+    for (const char* line :
          {"Eigene Agenten\n", "Agenten für alle Benutzer\n  Keine Hintergrunddienste dieser Art.",
           "System-Dienste\n", "Anmeldeobjekte\n  Die Anmeldeobjekte konnten nicht gelesen werden.",
           "startet zeitgesteuert, läuft nicht", "startet bei der Anmeldung, läuft",
           "Verwaist, entfernbar: velmora services remove com.example.gone",
           "Verwaist, nicht entfernbar: Ungewöhnlicher Name – Velmora 2 fasst diesen Dienst nicht an.",
-          "5 verwaiste Hintergrunddienste"})
-        EXPECT_THAT(run.out, HasSubstr(text)) << text << "\n" << run.out;
-    EXPECT_THAT(run.out, Not(HasSubstr("com.apple")));
-    EXPECT_THAT(run.out, Not(HasSubstr("COM.APPLE")));
+          "4 verwaiste Hintergrunddienste"})
+        EXPECT_THAT(text.out, HasSubstr(line)) << line << "\n" << text.out;
+    EXPECT_EQ(t.callsOutsideTheRoot(), std::vector<std::string>{});
 }
 
 TEST(ServicesCommand, RemoveRefusesBlockedServicesAndTrashesTheOrphan) {
     ServicesTree t;
     // The daemon goes through the administrator prompt, which is not there in the tree.
     const auto run = t.run({"services", "remove", "com.example.gone", "com.example.present",
-                            "com.example.volume", "com.example.broken", "com.example.daemon", "--yes"});
+                            "com.example.broken", "com.example.daemon", "--yes"});
     ASSERT_EQ(run.status, 1) << run.out << run.err;
     EXPECT_THAT(run.out, HasSubstr("com.example.daemon: fehlgeschlagen"));
     EXPECT_THAT(run.out, HasSubstr("com.example.present: nicht entfernt – Der Dienst ist nicht verwaist."));
-    EXPECT_THAT(run.out, HasSubstr("com.example.volume: nicht entfernt – Der Dienst ist nicht verwaist."));
     EXPECT_THAT(run.out, HasSubstr("com.example.gone: entfernt"));
 
     EXPECT_FALSE(fs::exists(t.agent("com.example.gone.plist")));
     EXPECT_TRUE(fs::exists(t.tree.home() / ".Trash/com.example.gone.plist"));
-    for (const char* kept :
-         {"com.example.present.plist", "com.example.volume.plist", "com.example.broken.plist"})
+    for (const char* kept : {"com.example.present.plist", "com.example.broken.plist"})
         EXPECT_TRUE(fs::exists(t.agent(kept))) << kept;
     const auto lines = t.runner->commandLines();
     EXPECT_NE(std::ranges::find(lines, (t.tree.root() / "bin/launchctl").string() +
@@ -177,7 +150,7 @@ TEST(ServicesCommand, RemoveNeedsConsentKnownLabelsAndAReadableKeepList) {
     EXPECT_THAT(run.err, HasSubstr("Eine Kopie liegt in " + keep.string() + ".bad."));
 
     EXPECT_TRUE(fs::exists(t.agent("com.example.gone.plist")));
-    EXPECT_FALSE(t.ranBootout());
+    EXPECT_THAT(t.runner->commandLines(), ::testing::Each(Not(HasSubstr("bootout"))));
 }
 
 TEST(ServicesCommand, LinuxHomeHasNoLaunchFoldersAndNoLoginItems) {

@@ -63,24 +63,13 @@ TEST(KeepList, WritesTheSortedPrettyPrintedFormReadsItBackAndCreatesItsFolder) {
                                FindingID{"ai.models", "/Grüße \"zitiert\"\n"}})
             ASSERT_TRUE(list.add(id));
     }
-    EXPECT_EQ(contentsOf(file), "[\n"
-                                "  {\n"
-                                "    \"key\" : \"\\/Grüße \\\"zitiert\\\"\\n\",\n"
-                                "    \"scannerID\" : \"ai.models\"\n"
-                                "  },\n"
-                                "  {\n"
-                                "    \"key\" : \"B\",\n"
-                                "    \"scannerID\" : \"dev.npm\"\n"
-                                "  },\n"
-                                "  {\n"
-                                "    \"key\" : \"b\",\n"
-                                "    \"scannerID\" : \"dev.npm\"\n"
-                                "  },\n"
-                                "  {\n"
-                                "    \"key\" : \"\",\n"
-                                "    \"scannerID\" : \"xcode.derivedData\"\n"
-                                "  }\n"
-                                "]");
+    // Pretty-printed with sorted keys, entries in byte order of scanner and key, "/" escaped.
+    const auto entry = [](const std::string& key, const std::string& scanner) {
+        return "  {\n    \"key\" : \"" + key + "\",\n    \"scannerID\" : \"" + scanner + "\"\n  }";
+    };
+    EXPECT_EQ(contentsOf(file), "[\n" + entry("\\/Grüße \\\"zitiert\\\"\\n", "ai.models") + ",\n" +
+                                    entry("B", "dev.npm") + ",\n" + entry("b", "dev.npm") + ",\n" +
+                                    entry("", "xcode.derivedData") + "\n]");
 
     KeepList reloaded(file);
     EXPECT_EQ(reloaded.ids().size(), 4u);

@@ -183,4 +183,11 @@ inline const LaunchItem* itemWithID(const std::vector<LaunchItem>& items, std::s
     return nullptr;
 }
 
+// The item with this id; a test that names one the scan did not list fails with its id.
+inline const LaunchItem& itemOf(const std::vector<LaunchItem>& items, std::string_view id) {
+    if (const auto* found = itemWithID(items, id))
+        return *found;
+    throw std::runtime_error("no item " + std::string(id));
+}
+
 } // namespace velmora::test

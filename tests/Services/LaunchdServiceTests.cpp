@@ -14,13 +14,6 @@ std::string fixture(const std::string& name) {
     return scratch::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "launchctl" / name);
 }
 
-TEST(LaunchdService, TargetsByScope) {
-    EXPECT_EQ(LaunchdService::target(LaunchScope::user, 501, "a.b"), "gui/501/a.b");
-    EXPECT_EQ(LaunchdService::target(LaunchScope::allUsers, 502, "a.b"), "gui/502/a.b");
-    EXPECT_EQ(LaunchdService::target(LaunchScope::system, 501, "a.b"), "system/a.b");
-    EXPECT_EQ(LaunchdService::target(LaunchScope::loginItem, 501, "a.b"), std::nullopt);
-}
-
 TEST(LaunchdService, ParsesTheServicesOwnBlockOnly) {
     const auto running = LaunchdService::parse(fixture("print-running.txt"));
     EXPECT_TRUE(running.isRunning);
@@ -35,7 +28,12 @@ TEST(LaunchdService, ParsesTheServicesOwnBlockOnly) {
     EXPECT_EQ(LaunchdService::parse("}\n}\n{\npath = /x\n"), (LaunchdService{false, std::nullopt, "/x"}));
 }
 
-TEST(LaunchdService, QueryTellsNotLoadedFromUnclear) {
+TEST(LaunchdService, TargetsByScopeAndAQueryTellsNotLoadedFromUnclear) {
+    EXPECT_EQ(LaunchdService::target(LaunchScope::user, 501, "a.b"), "gui/501/a.b");
+    EXPECT_EQ(LaunchdService::target(LaunchScope::allUsers, 502, "a.b"), "gui/502/a.b");
+    EXPECT_EQ(LaunchdService::target(LaunchScope::system, 501, "a.b"), "system/a.b");
+    EXPECT_EQ(LaunchdService::target(LaunchScope::loginItem, 501, "a.b"), std::nullopt);
+
     auto runner = std::make_shared<ScriptedCommandRunner>();
     runner->expect("/bin/launchctl", {"print", "gui/501/ok"}).returns(0, fixture("print-running.txt"));
     runner->expect("/bin/launchctl", {"print", "gui/501/none"}).returns(113, "", "Could not find service");

@@ -42,7 +42,7 @@ TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {
     EXPECT_TRUE(LoginItemReader::parse("", 501).empty());
 }
 
-TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitch) {
+TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitchOneEachWithBlanksTrimmed) {
     const auto items =
         LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-several-users.txt"), 501));
     ASSERT_EQ(items.size(), 4u);
@@ -66,25 +66,24 @@ TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitch) {
         EXPECT_EQ(item.startKind, StartKind::atLogin);
         EXPECT_FALSE(item.plistURL || item.programPath || item.isOrphaned || item.isRunning);
     }
-}
 
-TEST(LoginItemReader, DuplicatesMergeAndOneSwitchedOnRecordWins) {
-    LoginItemReader::Entry disabled{
-        {{"Type", "login item (0x4)"}, {"Identifier", "2.x"}, {"Disposition", "[disabled, allowed] (0x2)"}}};
-    LoginItemReader::Entry enabled{
-        {{"Type", "login item (0x4)"}, {"Identifier", "2.x"}, {"Disposition", "[enabled, allowed] (0x3)"}}};
-    LoginItemReader::Entry anonymous{{{"Type", "login item (0x4)"}}};
-    const auto items = LoginItemReader::loginItems({disabled, enabled, anonymous});
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0].explanation, on);
-}
+    // Duplicates merge, and one switched-on record wins.
+    const auto record = [](const char* disposition) {
+        return LoginItemReader::Entry{
+            {{"Type", "login item (0x4)"}, {"Identifier", "2.x"}, {"Disposition", disposition}}};
+    };
+    const LoginItemReader::Entry anonymous{{{"Type", "login item (0x4)"}}};
+    const auto merged = LoginItemReader::loginItems(
+        {record("[disabled, allowed] (0x2)"), record("[enabled, allowed] (0x3)"), anonymous});
+    ASSERT_EQ(merged.size(), 1u);
+    EXPECT_EQ(merged[0].explanation, on);
 
-TEST(LoginItemReader, WindowsLineEndsAndOddBlanksAreTrimmed) {
-    const auto items = LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-crlf.txt"), 502));
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0].displayName, "Nur\u00a0Ich");
-    EXPECT_EQ(items[0].label, "2.de.example.nurich");
-    EXPECT_EQ(items[0].explanation, on);
+    // Windows line ends and odd blanks are trimmed.
+    const auto crlf = LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-crlf.txt"), 502));
+    ASSERT_EQ(crlf.size(), 1u);
+    EXPECT_EQ(crlf[0].displayName, "Nur\u00a0Ich");
+    EXPECT_EQ(crlf[0].label, "2.de.example.nurich");
+    EXPECT_EQ(crlf[0].explanation, on);
 }
 
 TEST(LoginItemReader, ReadsThroughSfltoolAndReportsItsFailures) {

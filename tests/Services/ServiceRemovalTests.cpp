@@ -46,10 +46,7 @@ protected:
     }
 
     LaunchItem item(std::string_view id) const {
-        const auto items = LaunchItemScanner(tree.sources(runner)).scan();
-        const auto* found = itemWithID(items, id);
-        EXPECT_NE(found, nullptr) << id;
-        return found ? *found : LaunchItem{};
+        return itemOf(LaunchItemScanner(tree.sources(runner)).scan(), id);
     }
 
     fs::path trashed(const std::string& name) const { return tree.home() / ".Trash" / name; }
@@ -62,25 +59,31 @@ protected:
     fs::path agentFile, daemonFile;
 };
 
-TEST_F(ServiceRemovalTest, UserAgentAndDaemonGiveOneUserAndOneAdminOutcome) {
+TEST_F(ServiceRemovalTest, UserAgentAndDaemonGiveOneUserAndOneAdminOutcomeAfterADryRunThatChangesNothing) {
     const auto removal = this->removal();
-    const auto outcomes =
-        removal.remove({item("user/com.example.gone"), item("system/com.example.daemon")}, false);
+    const std::vector<LaunchItem> items{item("user/com.example.gone"), item("system/com.example.daemon")};
+    const auto dry = removal.remove(items, true);
+    ASSERT_EQ(dry.size(), 2u);
+    for (const auto& outcome : dry) {
+        EXPECT_EQ(outcome.outcome, ItemOutcome::skipped("Trockenlauf"));
+        EXPECT_EQ(outcome.message, "Trockenlauf");
+    }
+    EXPECT_TRUE(fs::exists(agentFile) && fs::exists(daemonFile));
+    EXPECT_TRUE(executor->scripts().empty());
+    EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
 
+    const auto outcomes = removal.remove(items, false);
     ASSERT_EQ(outcomes.size(), 2u);
-    EXPECT_EQ(outcomes[0].findingID.scannerID, "services.orphaned");
-    EXPECT_EQ(outcomes[0].kind, "user");
-    EXPECT_EQ(outcomes[0].label, "com.example.gone");
-    EXPECT_TRUE(outcomes[0].outcome.isRemoved()) << outcomes[0].message;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        EXPECT_EQ(outcomes[i].findingID.scannerID, "services.orphaned");
+        EXPECT_EQ(outcomes[i].kind, i == 0 ? "user" : "admin");
+        EXPECT_EQ(outcomes[i].label, items[i].label);
+        EXPECT_TRUE(outcomes[i].outcome.isRemoved()) << outcomes[i].message;
+    }
     EXPECT_EQ(outcomes[0].message, ServiceRemovalText::trashed);
     EXPECT_FALSE(fs::exists(agentFile));
     EXPECT_TRUE(fs::exists(trashed("com.example.gone.plist")));
     EXPECT_TRUE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
-
-    EXPECT_EQ(outcomes[1].findingID.scannerID, "services.orphaned");
-    EXPECT_EQ(outcomes[1].kind, "admin");
-    EXPECT_EQ(outcomes[1].label, "com.example.daemon");
-    EXPECT_TRUE(outcomes[1].outcome.isRemoved()) << outcomes[1].message;
     // Daemons are stopped and deleted inside the one admin script, never booted out here.
     ASSERT_EQ(executor->scripts().size(), 1u);
     EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout system/com.example.daemon"));
@@ -146,39 +149,20 @@ TEST_F(ServiceRemovalTest, ItemThatIsNoLongerOrphanedOrBlockedIsNeverTouched) {
     tree.app("/Applications/Gone.app", "com.example.gone", "Contents/MacOS/gone");
     LaunchItem apple = gone;
     apple.label = "com.apple.fake";
-    LaunchItem own = gone;
-    own.label = "de.tobrenlux.velmora2.check";
-    own.isOwnAgent = true;
 
     const auto removal = this->removal();
-    const auto outcomes = removal.remove({gone, item("user/com.example.present"), apple, own, daemon}, false);
+    // Which block reason applies is the orphan finding's business; here any one stops the removal.
+    const auto outcomes = removal.remove({gone, item("user/com.example.present"), apple, daemon}, false);
 
-    ASSERT_EQ(outcomes.size(), 5u);
+    ASSERT_EQ(outcomes.size(), 4u);
     EXPECT_EQ(outcomes[0].message, ServiceRemovalText::noLongerOrphaned);
     EXPECT_EQ(outcomes[1].message, "Der Dienst ist nicht verwaist.");
     EXPECT_EQ(outcomes[2].message, "Gehört zu macOS.");
-    EXPECT_EQ(outcomes[3].message, "Gehört zu Velmora 2 und bleibt erhalten.");
-    for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 3; ++i)
         EXPECT_TRUE(outcomes[i].outcome.isSkipped()) << i;
-    EXPECT_TRUE(outcomes[4].outcome.isRemoved());
+    EXPECT_TRUE(outcomes[3].outcome.isRemoved());
     EXPECT_TRUE(fs::exists(agentFile));
     EXPECT_TRUE(fs::exists(keptFile));
-    EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
-}
-
-TEST_F(ServiceRemovalTest, DryRunChangesNothingAndAsksForNoPassword) {
-    const auto removal = this->removal();
-    const auto outcomes =
-        removal.remove({item("user/com.example.gone"), item("system/com.example.daemon")}, true);
-
-    ASSERT_EQ(outcomes.size(), 2u);
-    for (const auto& outcome : outcomes) {
-        EXPECT_EQ(outcome.outcome, ItemOutcome::skipped("Trockenlauf"));
-        EXPECT_EQ(outcome.message, "Trockenlauf");
-    }
-    EXPECT_TRUE(fs::exists(agentFile));
-    EXPECT_TRUE(fs::exists(daemonFile));
-    EXPECT_TRUE(executor->scripts().empty());
     EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
 }
 
