@@ -1,5 +1,5 @@
 #include "Check/CheckHistory.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 using namespace velmora;
-using velmora::scratch::ScratchTree;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string content(const fs::path& file) {
 } // namespace
 
 TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDates) {
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "Support/Velmora2/history.json");
     EXPECT_TRUE(history.all().empty());
     EXPECT_FALSE(history.latest(at(3).date));
@@ -57,7 +57,7 @@ TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsNewestFirstAndReplacesEqualDa
 
 TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
     using std::chrono::hours;
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "history.json");
     for (const int day : {1, 3, 400})
         ASSERT_TRUE(history.append(at(day)));
@@ -73,7 +73,7 @@ TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
 }
 
 TEST(CheckHistory, KeepsTheNewestFiftyTwo) {
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "history.json");
     for (int day = 0; day < 53; ++day)
         ASSERT_TRUE(history.append(at(day)));
@@ -84,7 +84,7 @@ TEST(CheckHistory, KeepsTheNewestFiftyTwo) {
 }
 
 TEST(CheckHistory, CorruptFileIsSetAsideAndAFreshHistoryWritten) {
-    ScratchTree tree;
+    TempTree tree;
     const auto file = tree.file("history.json", "not json at all");
     CheckHistory history(file);
     EXPECT_TRUE(history.all().empty());
@@ -100,7 +100,7 @@ TEST(CheckHistory, CorruptFileIsSetAsideAndAFreshHistoryWritten) {
 }
 
 TEST(CheckHistory, FailedWriteLeavesTheOldFile) {
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "history.json");
     ASSERT_TRUE(history.append(at(1)));
     const auto before = content(history.fileURL());
@@ -111,7 +111,7 @@ TEST(CheckHistory, FailedWriteLeavesTheOldFile) {
 }
 
 TEST(CheckHistory, TwoProcessesAppendingAtOnceLoseNothing) {
-    ScratchTree tree;
+    TempTree tree;
     const auto file = tree / "Velmora2/history.json";
     constexpr int perProcess = 20;
     std::vector<pid_t> children;

@@ -1,5 +1,5 @@
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/SealedRoot.hpp"
 #include "Platform/ToolLocator.hpp"
 
@@ -106,7 +106,7 @@ TEST(ToolLocator, LiveLocatorFindsOnlyExecutableFiles) {
 
 TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
     namespace fs = std::filesystem;
-    scratch::ScratchTree tree;
+    velmora::testing::TempTree tree;
     const auto& root = tree.root();
     for (const char* tool : {"usr/bin/pkexec", "home/anna/.local/bin/uv"})
         ::chmod(tree.file(tool, "#!/bin/sh\n").c_str(), 0755);

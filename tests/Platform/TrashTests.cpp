@@ -1,9 +1,9 @@
 #include "Doubles/FakeTrash.hpp"
 #include "Doubles/FaultInjectingTrash.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/FileIdentity.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/HomeTrash.hpp"
-#include "Platform/ScratchTree.hpp"
 #include "Support/FileURL.hpp"
 #include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
@@ -14,7 +14,8 @@
 #include <thread>
 
 using namespace velmora;
-using namespace velmora::scratch;
+using namespace velmora::testing;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -23,7 +24,7 @@ using namespace std::chrono;
 // 2024-03-05 12:34:56 UTC.
 const system_clock::time_point fixedNow = sys_days{2024y / March / 5} + 12h + 34min + 56s;
 
-FreedesktopTrash desktopTrash(const ScratchTree& tree) {
+FreedesktopTrash desktopTrash(const TempTree& tree) {
     return FreedesktopTrash(tree / "home/.local/share", [] { return fixedNow; });
 }
 
@@ -75,7 +76,7 @@ TEST(TrashCandidateName, NumbersBeforeTheLastExtensionAndFitsTheByteLimit) {
 }
 
 TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     HomeTrash trash(tree / "home");
 
@@ -100,7 +101,7 @@ TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
 }
 
 TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     tree.file("precious/letter.txt", "keep");
     const fs::path link = tree.link("caches/shortcut", tree / "precious");
@@ -120,7 +121,7 @@ TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
 }
 
 TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     tree.folder("elsewhere");
     tree.link("home/.Trash", tree / "elsewhere");
@@ -164,7 +165,7 @@ TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
 }
 
 TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     HomeTrash trash(tree / "home");
     constexpr int perThread = 40;
@@ -189,7 +190,7 @@ TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
 
 TEST(FreedesktopTrash, WritesARestorableTrashInfoBeforeMoving) {
     const TimeZone zone("CET-1");
-    ScratchTree tree;
+    TempTree tree;
     const fs::path item = tree.file("Ordner mit Leerzeichen/Grüße\xff.txt", "hallo");
     auto trash = desktopTrash(tree);
 
@@ -214,7 +215,7 @@ TEST(FreedesktopTrash, WritesARestorableTrashInfoBeforeMoving) {
 }
 
 TEST(FreedesktopTrash, ReservesNamesThroughTheInfoFileAndSkipsOrphans) {
-    ScratchTree tree;
+    TempTree tree;
     auto trash = desktopTrash(tree);
     const fs::path trashFolder = tree / "home/.local/share/Trash";
     ASSERT_TRUE(trash.moveToTrash(tree.file("one/a.txt", "1")));
@@ -238,7 +239,7 @@ TEST(FreedesktopTrash, ReservesNamesThroughTheInfoFileAndSkipsOrphans) {
 }
 
 TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
-    ScratchTree tree;
+    TempTree tree;
     auto trash = desktopTrash(tree);
     const fs::path item = tree.file("locked/a.txt", "stay");
     FrozenFolder frozen(tree / "locked");
@@ -257,7 +258,7 @@ TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
 TEST(FreedesktopTrash, RefusesLinkedTrashFolders) {
     for (const char* planted :
          {".local", ".local/share/Trash", ".local/share/Trash/files", ".local/share/Trash/info"}) {
-        ScratchTree tree;
+        TempTree tree;
         tree.folder((fs::path("home") / planted).parent_path());
         tree.folder("elsewhere");
         tree.link(fs::path("home") / planted, tree / "elsewhere");
@@ -277,8 +278,8 @@ TEST(Trash, AnItemOnAnotherVolumeIsNeverMovedNorDeleted) {
     if (::stat("/dev/shm", &shm) != 0 || ::stat(fs::temp_directory_path().c_str(), &tmp) != 0 ||
         shm.st_dev == tmp.st_dev)
         GTEST_SKIP() << "no second file system (/dev/shm) here";
-    ScratchTree other("/dev/shm");
-    ScratchTree tree;
+    TempTree other("/dev/shm");
+    TempTree tree;
     tree.folder("home");
     const fs::path item = other.file("big/blob", "on another volume");
 
@@ -302,7 +303,7 @@ TEST(Trash, DataHomeFollowsTheXdgVariableOnlyWhenAbsolute) {
 }
 
 TEST(TrashDoubles, FaultInjectionLeavesTheChosenItemAndForwardsTheRest) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     HomeTrash real(tree / "home");
     FaultInjectingTrash faulty(real, [](int call, const fs::path&) { return call == 2; });

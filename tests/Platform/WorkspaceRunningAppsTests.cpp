@@ -1,6 +1,6 @@
 #include "Platform/WorkspaceRunningApps.hpp"
 
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 

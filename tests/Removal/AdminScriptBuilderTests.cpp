@@ -1,6 +1,7 @@
 #include "Removal/AdminScriptBuilder.hpp"
 
 #include "Doubles/ShellPrivilegedExecutor.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Removal/AdminTestSupport.hpp"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 
 using namespace velmora;
 using namespace velmora::test;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -102,7 +104,7 @@ TEST(AdminScriptBuilder, AStepNamedTwiceCountsAsUnreported) {
 }
 
 TEST(AdminScriptBuilder, RealShellRunsConditionalStepsOnlyAfterSuccessOrAStoppedService) {
-    TempRoot root;
+    TempTree root;
     const auto a = root.file("/a"), b = root.file("/b"), c = root.file("/c"), d = root.file("/d"),
                e = root.file("/e");
     const auto rmIfPrevious = [](const std::filesystem::path& p) {

@@ -1,11 +1,13 @@
 #include "Removal/AdminStepCheck.hpp"
 
+#include "Doubles/TempTree.hpp"
 #include "Removal/AdminTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
 using namespace velmora::test;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -169,10 +171,10 @@ TEST(AdminStepCheck, GuardIsAskedOnlyAfterThePathRulesPassed) {
 }
 
 TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndTheGuardTheRealOne) {
-    TempRoot root;
-    const std::string r = root.path().string();
+    TempTree root;
+    const std::string r = root.root().string();
     RecordingGuard guard{root / "/Library/Caches/Protected"};
-    for (const auto& prefix : {root.path(), std::filesystem::path(r + "/")}) {
+    for (const auto& prefix : {root.root(), std::filesystem::path(r + "/")}) {
         guard.asked->clear();
         AdminStepCheck check(guard.check(), prefix);
         expectAll(
@@ -188,7 +190,7 @@ TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndTheGuardTheRealO
                 {rm({"-rf", r + "/"}), ambiguous},
                 {rm({"-rf", "/Library/Caches/a"}), outside},
                 {rm({"-rf", r + "x/Library/Caches/a"}), outside}, // a sibling whose name only starts alike
-                {rm({"-rf", root.path().parent_path().string()}), outside},
+                {rm({"-rf", root.root().parent_path().string()}), outside},
             });
         EXPECT_EQ(*guard.asked, (std::vector<std::filesystem::path>{
                                     r + "/Library/Caches/a", r + "/Library/Caches/Protected",

@@ -1,5 +1,5 @@
+#include "Doubles/TempTree.hpp"
 #include "Platform/ParentDirectory.hpp"
-#include "Platform/TempTree.hpp"
 #include "Removal/DeleteRemover.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalRunner.hpp"
@@ -18,8 +18,8 @@
 
 using namespace velmora;
 using namespace velmora::removaltest;
-using velmora::scratch::contentOf;
-using velmora::scratch::present;
+using velmora::testing::contentOf;
+using velmora::testing::present;
 
 namespace {
 
@@ -94,18 +94,18 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
         RemovalPlan::build({FindingSelection{trashFinding, {trashFinding.items[0], trashFinding.items[1]}},
                             allOf(deleteFinding)},
                            {});
-    const auto before = without(listing(t.root()), t.root(), {h.trashFolder});
+    const auto before = without(snapshot(t.root()), t.root(), {h.trashFolder});
 
     std::vector<std::string> progress;
     const auto report = runner().run(plan, [&](const std::string& text) { progress.push_back(text); });
 
     const std::vector<fs::path> chosen = {c / "app.one", c / "linkItem", c / "app.two", c / "file.log"};
-    EXPECT_EQ(without(listing(t.root()), t.root(), {h.trashFolder}), without(before, t.root(), chosen));
+    EXPECT_EQ(without(snapshot(t.root()), t.root(), {h.trashFolder}), without(before, t.root(), chosen));
     EXPECT_EQ(contentOf(secret), "geheim");
     EXPECT_EQ(contentOf(c / "app.three/y"), "y");
 
     // The Trash holds the Trash items exactly as they were, the link as a link.
-    const auto trashed = listing(h.trashFiles());
+    const auto trashed = snapshot(h.trashFiles());
     EXPECT_EQ(trashed.at("app.one/sub/b.bin"), "file:b");
     EXPECT_EQ(trashed.at("app.one/toSecret"), "link:" + secret.string());
     EXPECT_EQ(trashed.at("linkItem"), "link:" + (c / "app.three").string());
@@ -147,11 +147,11 @@ TEST_P(FileRemoval, PathsThroughLinksAndItemsSwappedForLinksAreNotFollowed) {
         fs::create_symlink(c / "victim.old", c / "victim");
         fs::rename(c / "victim2", c / "victim2.old");
         fs::create_symlink(h.documents.lexically_relative(c), c / "victim2");
-        const auto before = listing(t.root());
+        const auto before = snapshot(t.root());
 
         const auto report = runner().run(plan);
 
-        const auto trashFolderNow = without(listing(t.root()), t.root(), {h.trashFolder});
+        const auto trashFolderNow = without(snapshot(t.root()), t.root(), {h.trashFolder});
         EXPECT_EQ(trashFolderNow, without(before, t.root(), {h.trashFolder}));
         const auto outcomes = outcomesByItem(report.results);
         EXPECT_EQ(outcomes.at((c / "viaDocuments/secret.txt").string()),
@@ -202,7 +202,7 @@ TEST_P(FileRemoval, AFolderAboveTheItemsSwappedForALinkIntoDocumentsCostsNothing
         }
         t.link(rel(h.cache / (tag + ".decoy")), h.documents / tag);
         const auto plan = RemovalPlan::build({allOf(findingOf("appCaches.race", method, items, tag))}, {});
-        const auto before = listing(t.root());
+        const auto before = snapshot(t.root());
 
         RemovalReport report;
         {
@@ -215,7 +215,7 @@ TEST_P(FileRemoval, AFolderAboveTheItemsSwappedForALinkIntoDocumentsCostsNothing
         auto itemsAndTrash = paths;
         itemsAndTrash.push_back(h.trashFolder);
         const auto was = without(before, t.root(), itemsAndTrash);
-        const auto now = without(listing(t.root()), t.root(), itemsAndTrash);
+        const auto now = without(snapshot(t.root()), t.root(), itemsAndTrash);
         std::vector<std::string> changedOutside;
         for (const auto& [entry, what] : was)
             if (!now.contains(entry) || now.at(entry) != what)
@@ -252,11 +252,11 @@ TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereEls
         const auto plan = RemovalPlan::build({allOf(finding)}, {});
         std::int64_t keptBytes = 0;
         for (const char* name : {"auth.json", "Config.yaml", "session/token.txt"})
-            keptBytes += velmora::testing::allocatedBytes(tmp / name);
+            keptBytes += velmora::testing::occupiedBytes(tmp / name);
 
         const auto report = runner().run(plan);
 
-        EXPECT_EQ(listing(tmp),
+        EXPECT_EQ(snapshot(tmp),
                   (std::map<std::string, std::string>{{"Config.yaml", "file:Config.yaml"},
                                                       {"auth.json", "file:auth.json"},
                                                       {"session", "folder"},
@@ -270,7 +270,7 @@ TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereEls
         EXPECT_EQ(report.freedBytes, 1'000'000 - keptBytes + 500);
         // In the Trash: run.log, cache with its three entries, chunk.bin, the other folder with auth.json.
         if (toTrash) {
-            EXPECT_EQ(listing(h.trashFiles()).size(), 8u);
+            EXPECT_EQ(snapshot(h.trashFiles()).size(), 8u);
         }
     }
 }
@@ -284,11 +284,11 @@ TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
         const Finding finding =
             findingOf("appCaches.dry", method,
                       {itemWithoutPath("ohne Pfad"), itemAt(h.documents / "x"), itemAt(h.cache / "ok")});
-        const auto before = listing(t.root());
+        const auto before = snapshot(t.root());
 
         const auto report = runner().run(RemovalPlan::build({allOf(finding)}, {.dryRun = true}));
 
-        EXPECT_EQ(listing(t.root()), before);
+        EXPECT_EQ(snapshot(t.root()), before);
         EXPECT_EQ(outcomesByItem(report.results),
                   (std::map<std::string, std::string>{
                       {"ohne Pfad", "übersprungen: Kein Pfad"},
@@ -369,7 +369,7 @@ TEST(TrashRemover, ATrashOnAnotherVolumeFailsAndTheItemStays) {
     Home h(PlatformLayout::macOS);
     if (::stat(h.tree.root().c_str(), &tmp) != 0 || tmp.st_dev == shm.st_dev)
         GTEST_SKIP() << "/dev/shm is on the same volume as the temp folder";
-    scratch::ScratchTree otherVolume("/dev/shm");
+    velmora::testing::TempTree otherVolume("/dev/shm");
     const fs::path item =
         h.tree.file((h.cache / "big/data").lexically_relative(h.tree.root()), "data").parent_path();
     std::vector<fs::path> trashedCalls;

@@ -99,7 +99,7 @@ TEST(RemovalPlan, OnlyTrashItemsOfKnownSizeAboveTenGigabytesAreDeletedDirectly) 
 }
 
 TEST(RemovalPlan, RecordsWhatLiesAtEveryPathWhenItIsBuilt) {
-    scratch::ScratchTree tree;
+    velmora::testing::TempTree tree;
     const auto folder = tree.folder("cache");
     tree.link("link", "cache");
     const auto finding =

@@ -11,7 +11,6 @@
 
 using namespace velmora;
 using namespace velmora::removaltest;
-using velmora::scratch::present;
 
 namespace {
 
@@ -142,11 +141,11 @@ TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
     const auto admin =
         adminFinding("system.caches", {AdminStep{"/usr/bin/log", {"erase", "--all"}, {}, false}},
                      {itemWithoutPath("log", 30)});
-    const auto before = listing(f.home.tree.root());
+    const auto before = snapshot(f.home.tree.root());
 
     const auto report = f.run({allOf(trash), allOf(del), allOf(admin)}, {.dryRun = true});
 
-    EXPECT_EQ(listing(f.home.tree.root()), before);
+    EXPECT_EQ(snapshot(f.home.tree.root()), before);
     EXPECT_TRUE(fakeTrash->requests().empty());
     EXPECT_TRUE(executor->scripts().empty());
     ASSERT_EQ(report.results.size(), 3u);
