@@ -170,10 +170,10 @@ inline std::map<std::string, std::string> without(std::map<std::string, std::str
     return snapshot;
 }
 
-// Bytes a single entry occupies on disk, as lstat tells (0 for anything but a regular file).
+// Bytes a single entry (not what is in it) occupies on disk, as lstat tells; 0 for a missing one.
 inline std::int64_t occupiedBytes(const std::filesystem::path& path) {
     struct stat st {};
-    if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+    if (::lstat(path.c_str(), &st) != 0)
         return 0;
     return static_cast<std::int64_t>(st.st_blocks) * 512;
 }

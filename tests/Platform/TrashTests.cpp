@@ -1,5 +1,3 @@
-#include "Doubles/FakeTrash.hpp"
-#include "Doubles/FaultInjectingTrash.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Platform/FileIdentity.hpp"
 #include "Platform/FreedesktopTrash.hpp"
@@ -75,7 +73,7 @@ TEST(TrashCandidateName, NumbersBeforeTheLastExtensionAndFitsTheByteLimit) {
     EXPECT_EQ(Text::repairUTF8(shortened), shortened);
 }
 
-TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
+TEST(HomeTrash, MovesFilesFoldersAndLinksAsThemselvesAndNumbersClashingNames) {
     TempTree tree;
     tree.folder("home");
     HomeTrash trash(tree / "home");
@@ -93,30 +91,19 @@ TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
                                              tree / "home/.Trash/a 3.txt"}));
     EXPECT_EQ(fs::status(tree / "home/.Trash").permissions() & fs::perms::all, fs::perms::owner_all);
 
-    // A folder moves as a whole.
+    // A folder moves as a whole; a link (with or without a trailing slash) as the link, its target stays.
     tree.file("project/cache/blob", "data");
     auto folder = trash.moveToTrash(tree / "project/cache");
     ASSERT_TRUE(folder);
     EXPECT_EQ(contentOf(*folder / "blob"), "data");
-}
-
-TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
-    TempTree tree;
-    tree.folder("home");
     tree.file("precious/letter.txt", "keep");
-    const fs::path link = tree.link("caches/shortcut", tree / "precious");
-
-    auto moved = HomeTrash(tree / "home").moveToTrash(link);
-    ASSERT_TRUE(moved);
-    EXPECT_TRUE(fs::is_symlink(fs::symlink_status(*moved)));
-    EXPECT_EQ(fs::read_symlink(*moved), tree / "precious");
-    EXPECT_FALSE(present(link));
-    EXPECT_EQ(contentOf(tree / "precious/letter.txt"), "keep");
-
-    // With a trailing slash the path still names the link, not the folder it points to.
-    const fs::path again = tree.link("caches/again", tree / "precious");
-    ASSERT_TRUE(HomeTrash(tree / "home").moveToTrash(fs::path(again.string() + "/")));
-    EXPECT_FALSE(present(again));
+    for (const char* suffix : {"", "/"}) {
+        const fs::path link = tree.link("caches/shortcut", tree / "precious");
+        auto moved = trash.moveToTrash(fs::path(link.string() + suffix));
+        ASSERT_TRUE(moved) << suffix;
+        EXPECT_EQ(fs::read_symlink(*moved), tree / "precious");
+        EXPECT_FALSE(present(link));
+    }
     EXPECT_EQ(snapshot(tree / "precious"), (std::map<std::string, std::string>{{"letter.txt", "file:keep"}}));
 }
 
@@ -300,26 +287,4 @@ TEST(Trash, DataHomeFollowsTheXdgVariableOnlyWhenAbsolute) {
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", ""), "/home/anna/.local/share");
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "relative/data"), "/home/anna/.local/share");
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "/data/anna"), "/data/anna");
-}
-
-TEST(TrashDoubles, FaultInjectionLeavesTheChosenItemAndForwardsTheRest) {
-    TempTree tree;
-    tree.folder("home");
-    HomeTrash real(tree / "home");
-    FaultInjectingTrash faulty(real, [](int call, const fs::path&) { return call == 2; });
-    const fs::path items[] = {tree.file("a"), tree.file("b"), tree.file("c")};
-    std::vector<bool> moved;
-    for (const auto& item : items)
-        moved.push_back(faulty.moveToTrash(item).has_value());
-    EXPECT_EQ(moved, (std::vector<bool>{true, false, true}));
-    EXPECT_EQ(std::vector<bool>({present(items[0]), present(items[1]), present(items[2])}),
-              (std::vector<bool>{false, true, false}));
-
-    FakeTrash fake;
-    fake.failWith(TrashError::make(TrashError::Kind::noTrash));
-    EXPECT_EQ(fake.moveToTrash(fs::path("/x/y")).error().message, "Kein Papierkorb vorhanden");
-    fake.failWith(std::nullopt);
-    EXPECT_EQ(fake.moveToTrash(fs::path("/x/z")), fs::path("/Trash/z"));
-    EXPECT_EQ(fake.requests().size(), 2u);
-    EXPECT_EQ(fake.moved(), std::vector<fs::path>{"/x/z"});
 }

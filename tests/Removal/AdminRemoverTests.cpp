@@ -110,16 +110,6 @@ TEST(AdminRemover, EveryItemGetsItsOwnOutcomeAndOnlyAcceptedStepsEnterTheOneScri
                                           bootout("org.example.b", "b"), rmPlist("", "org.example.b", "b"),
                                           step("/usr/bin/log", {"erase", "--all"})};
     EXPECT_EQ(script.text, AdminScriptBuilder::script(accepted, script.nonce));
-
-    const auto prepared = remover.prepare({daemons, logs});
-    ASSERT_EQ(prepared.units.size(), 5u);
-    EXPECT_EQ(prepared.steps, accepted);
-    EXPECT_EQ(prepared.units[1].start, 2u);
-    EXPECT_EQ(prepared.units[1].count, 2u);
-    EXPECT_EQ(prepared.units[2].failure, "Nichts auszuführen");
-    EXPECT_EQ(prepared.units[2].count, 0u);
-    EXPECT_EQ(prepared.units[4].start, 4u);
-    EXPECT_EQ(prepared.units[4].count, 1u);
 }
 
 TEST(AdminRemover, StatusesMapBackToItems) {

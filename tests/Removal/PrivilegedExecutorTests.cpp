@@ -41,10 +41,6 @@ const AdminScript oneStep{"/bin/true; ks_rc=$?; echo \"KS_STEP n 0 $ks_rc\"", "n
 } // namespace
 
 TEST(AppleScriptPrivilegedExecutor, PassesTheScriptAsOneEscapedLiteralToOsascript) {
-    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral("a\\b \"c\"\nä"), "\"a\\\\b \\\"c\\\"\nä\"");
-    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral(""), "\"\"");
-    EXPECT_EQ(AppleScriptPrivilegedExecutor::stringLiteral("\\n"), "\"\\\\n\"");
-
     // A real script: ShellQuote's '\'' and the status line's double quotes both need escaping.
     const std::string nonce = "n";
     const auto script =
@@ -96,13 +92,6 @@ TEST(AppleScriptPrivilegedExecutor, MapsHowOsascriptEnded) {
     EXPECT_EQ(
         runWith([](auto& e) { e.fails(CommandError::Kind::launchFailed, "No such file or directory"); }),
         AdminRunResult::failed("Konnte nicht gestartet werden: No such file or directory"));
-}
-
-TEST(AppleScriptPrivilegedExecutor, ARunnerTimeLimitEndsAHangingPrompt) {
-    auto runner = std::make_shared<ScriptedCommandRunner>();
-    runner->expect("/usr/bin/osascript").hangs();
-    AppleScriptPrivilegedExecutor executor(runner, 100ms);
-    EXPECT_EQ(executor.run(oneStep, {}), AdminRunResult::failed("Zeitüberschreitung"));
 }
 
 TEST(PkexecPrivilegedExecutor, RunsTheScriptThroughShAndMapsPkexecStatuses) {

@@ -108,11 +108,8 @@ TEST(RemovalPlan, RecordsWhatLiesAtEveryPathWhenItIsBuilt) {
     const auto plan = RemovalPlan::build({allOf(finding)}, {});
     const auto& items = plan.trashSteps.at(0).items;
     ASSERT_EQ(items.size(), 4u);
-    ASSERT_TRUE(items[0].identity);
-    EXPECT_EQ(items[0].identity->kind, FileIdentity::Kind::folder);
-    ASSERT_TRUE(items[1].identity);
-    EXPECT_EQ(items[1].identity->kind, FileIdentity::Kind::symlink);
-    EXPECT_FALSE(items[2].identity);
+    EXPECT_EQ(items[0].identity, FileIdentity::of(folder));
+    EXPECT_EQ(items[1].identity, FileIdentity::of(tree / "link"));
     EXPECT_FALSE(items[3].identity);
     EXPECT_FALSE(items[0].changeReason());
     EXPECT_FALSE(items[1].changeReason());

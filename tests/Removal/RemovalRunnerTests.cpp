@@ -34,9 +34,7 @@ struct RunnerFixture {
         };
     }
 
-    fs::path cacheFile(const std::string& name) const {
-        return home.tree.file((home.cache / name).lexically_relative(home.tree.root()), name);
-    }
+    fs::path cacheFile(const std::string& name) const { return home.tree.file(home.cache / name, name); }
 
     RemovalReport run(const std::vector<FindingSelection>& selections, RemovalOptions options = {},
                       StopToken stop = {}) {
@@ -242,7 +240,7 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     const auto plan = RemovalPlan::build({allOf(perItem), allOf(whole), allOf(keptOne)}, {});
 
     fs::remove(p1);
-    f.home.tree.file(p1.lexically_relative(f.home.tree.root()), "planted");
+    f.home.tree.file(p1, "planted");
     fs::remove(p4);
     const auto report = RemovalRunner(f.services).run(plan);
 
