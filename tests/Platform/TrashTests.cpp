@@ -108,47 +108,40 @@ TEST(HomeTrash, MovesFilesFoldersAndLinksAsThemselvesAndNumbersClashingNames) {
 }
 
 TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
+    using Kind = TrashError::Kind;
     TempTree tree;
     tree.folder("home");
     tree.folder("elsewhere");
     tree.link("home/.Trash", tree / "elsewhere");
-    const fs::path item = tree.file("caches/x.log");
-
-    auto refused = HomeTrash(tree / "home").moveToTrash(item);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().kind, TrashError::Kind::unsafeLocation);
-    EXPECT_TRUE(present(item));
-    EXPECT_TRUE(fs::is_empty(tree / "elsewhere"));
-
-    // The item's own folder as a link is refused too: the path was vetted, not where the link leads.
-    tree.file("real/y.log");
-    tree.link("linked", tree / "real");
-    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/y.log").error().kind,
-              TrashError::Kind::unsafeLocation);
-    EXPECT_TRUE(present(tree / "real/y.log"));
-    // So is a link further up, and an item that is no longer the object the caller recorded.
-    tree.file("real/sub/z.log");
-    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/sub/z.log").error().kind,
-              TrashError::Kind::unsafeLocation);
-    EXPECT_EQ(HomeTrash(tree / "home2")
-                  .moveToTrash({tree / "real/sub/z.log", tree.root(), FileIdentity::of(tree / "real/y.log")})
-                  .error()
-                  .message,
-              "Hat sich seit dem Scan verändert – nicht angefasst");
-    EXPECT_TRUE(present(tree / "real/sub/z.log"));
-
-    tree.folder("home3");
-    auto gone = HomeTrash(tree / "home3").moveToTrash(tree / "caches/missing");
-    ASSERT_FALSE(gone);
-    EXPECT_EQ(gone.error().message, "Objekt existiert nicht mehr");
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("relative/x")).error().kind,
-              TrashError::Kind::invalidPath);
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("/")).error().kind,
-              TrashError::Kind::invalidPath);
-
     tree.file("home4/.Trash", "not a folder");
-    EXPECT_EQ(HomeTrash(tree / "home4").moveToTrash(item).error().message, "Kein Papierkorb vorhanden");
-    EXPECT_TRUE(present(item));
+    tree.folder("home3");
+    const fs::path item = tree.file("caches/x.log");
+    tree.file("real/sub/z.log");
+    tree.link("linked", tree / "real");
+    const auto otherObject = FileIdentity::of(tree.file("real/y.log"));
+    const auto before = snapshot(tree.root());
+
+    const std::vector<std::tuple<const char*, RemovalTarget, Kind, std::string>> cases = {
+        {"home", item, Kind::unsafeLocation, ""}, // the Trash itself a link
+        // The item's folder as a link, and one further up: the path was vetted, not where links lead.
+        {"home3", tree / "linked/y.log", Kind::unsafeLocation, ""},
+        {"home3", tree / "linked/sub/z.log", Kind::unsafeLocation, ""},
+        {"home3",
+         {tree / "real/sub/z.log", tree.root(), otherObject},
+         Kind::changed,
+         "Hat sich seit dem Scan verändert – nicht angefasst"},
+        {"home3", tree / "caches/missing", Kind::notFound, "Objekt existiert nicht mehr"},
+        {"home3", fs::path("relative/x"), Kind::invalidPath, ""},
+        {"home3", fs::path("/"), Kind::invalidPath, ""},
+        {"home4", item, Kind::noTrash, "Kein Papierkorb vorhanden"},
+    };
+    for (const auto& [home, target, kind, message] : cases) {
+        const auto refused = HomeTrash(tree / home).moveToTrash(target);
+        ASSERT_FALSE(refused) << target.path;
+        EXPECT_EQ(refused.error().kind, kind) << target.path;
+        EXPECT_TRUE(message.empty() || refused.error().message == message) << refused.error().message;
+    }
+    EXPECT_EQ(snapshot(tree.root()), before);
 }
 
 TEST(HomeTrash, ConcurrentMovesNeverShareAName) {

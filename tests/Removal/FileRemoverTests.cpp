@@ -95,13 +95,10 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
                            {});
     const auto before = without(snapshot(t.root()), t.root(), {h.trashFolder});
 
-    std::vector<std::string> progress;
-    const auto report = runner().run(plan, [&](const std::string& text) { progress.push_back(text); });
+    const auto report = runner().run(plan);
 
     const std::vector<fs::path> chosen = {c / "app.one", c / "linkItem", c / "app.two", c / "file.log"};
     EXPECT_EQ(without(snapshot(t.root()), t.root(), {h.trashFolder}), without(before, t.root(), chosen));
-    EXPECT_EQ(contentOf(secret), "geheim");
-    EXPECT_EQ(contentOf(c / "app.three/y"), "y");
 
     // The Trash holds the Trash items exactly as they were, the link as a link.
     const auto trashed = snapshot(h.trashFiles());
@@ -119,8 +116,6 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
     EXPECT_EQ(report.freedBytes, 300 + 0 + 4000 + 70);
     EXPECT_TRUE(report.failures.empty());
     EXPECT_FALSE(report.summary());
-    EXPECT_EQ(progress, (std::vector<std::string>{"Entferne: app.one", "Entferne: linkItem",
-                                                  "Entferne: app.two", "Entferne: file.log"}));
 }
 
 TEST_P(FileRemoval, AFolderAboveTheItemsSwappedForALinkIntoDocumentsCostsNothingThere) {
@@ -162,18 +157,9 @@ TEST_P(FileRemoval, AFolderAboveTheItemsSwappedForALinkIntoDocumentsCostsNothing
         // Outside the items nothing changed; each item is gone exactly when it is reported removed.
         auto itemsAndTrash = paths;
         itemsAndTrash.push_back(h.trashFolder);
-        const auto was = without(before, t.root(), itemsAndTrash);
-        const auto now = without(snapshot(t.root()), t.root(), itemsAndTrash);
-        std::vector<std::string> changedOutside;
-        for (const auto& [entry, what] : was)
-            if (!now.contains(entry) || now.at(entry) != what)
-                changedOutside.push_back(entry);
-        for (const auto& [entry, what] : now)
-            if (!was.contains(entry))
-                changedOutside.push_back(entry);
-        EXPECT_EQ(changedOutside.size(), 0u)
-            << changedOutside.size() << " entries outside the items changed, the first: "
-            << (changedOutside.empty() ? "" : changedOutside.front());
+        EXPECT_TRUE(without(snapshot(t.root()), t.root(), itemsAndTrash) ==
+                    without(before, t.root(), itemsAndTrash))
+            << "entries outside the items changed";
         const auto outcomes = outcomesByItem(report.results);
         int misreported = 0;
         for (const auto& path : paths)
