@@ -1,12 +1,10 @@
 #include "Removal/AdminRemover.hpp"
 
 #include "Doubles/FakePrivilegedExecutor.hpp"
-#include "Doubles/ScriptedCommandRunner.hpp"
 #include "Doubles/ShellPrivilegedExecutor.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Removal/AdminTestSupport.hpp"
-#include "Removal/AppleScriptPrivilegedExecutor.hpp"
 #include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
@@ -152,22 +150,6 @@ TEST(AdminRemover, AFailedOrCancelledRunGivesEveryRunnableItemTheSameEnd) {
               (std::vector<ItemResult>{result("daemons", "a", ItemOutcome::cancelled()),
                                        result("daemons", "b", ItemOutcome::cancelled()),
                                        result("bad", "x", ItemOutcome::failed("Ungültiges Dienst-Label"))}));
-}
-
-TEST(AdminRemover, CancelInThePasswordPromptRemovesNothing) {
-    TempTree root;
-    const auto plistA = root.file("/Library/LaunchDaemons/org.example.a.plist");
-    const auto plistB = root.file("/Library/LaunchDaemons/org.example.b.plist");
-    auto runner = std::make_shared<ScriptedCommandRunner>();
-    runner->expect("/usr/bin/osascript").returns(1, "", "0:200: execution error: User canceled. (-128)\n");
-    AdminRemover remover(std::make_shared<AppleScriptPrivilegedExecutor>(runner), allowAll, root.root());
-
-    const auto results = remover.remove({twoDaemons(root.root().string())}, false);
-    EXPECT_EQ(results, (std::vector<ItemResult>{result("daemons", "a", ItemOutcome::cancelled()),
-                                                result("daemons", "b", ItemOutcome::cancelled())}));
-    EXPECT_EQ(runner->calls().size(), 1u) << "one prompt for the whole script";
-    EXPECT_TRUE(std::filesystem::exists(plistA));
-    EXPECT_TRUE(std::filesystem::exists(plistB));
 }
 
 TEST(AdminRemover, NoPromptWhenNothingIsToRunOrInADryRun) {
