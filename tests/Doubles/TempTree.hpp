@@ -65,8 +65,8 @@ public:
 
     const std::filesystem::path& root() const { return root_; }
     // A path already inside the tree stays as it is; any other is taken below the root, absolute ones
-    // too ("/Users/anna" → <root>/Users/anna), so that a test can spell the logical path and never
-    // reaches outside its tree.
+    // too ("/Users/anna" → <root>/Users/anna), so that a test spelling the logical path builds in its
+    // tree, never at that path on this machine.
     std::filesystem::path operator/(const std::filesystem::path& path) const {
         const auto inside = path.lexically_relative(root_);
         if (path.is_absolute() && !inside.empty() && *inside.begin() != "..")
