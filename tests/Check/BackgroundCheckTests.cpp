@@ -5,14 +5,14 @@
 #include "Doubles/FakeDiskSpace.hpp"
 #include "Doubles/FakeNotifier.hpp"
 #include "Doubles/FakeScanner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::scratch::ScratchTree;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -23,7 +23,7 @@ const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
 
 // A check over one scanner whose size the test changes between runs, on a roomy disk.
 struct CheckBench {
-    ScratchTree tree;
+    TempTree tree;
     std::int64_t cacheSize = GB / 2;
     std::chrono::system_clock::time_point now = std::chrono::sys_days{std::chrono::year{2026} / 11 / 1};
     std::shared_ptr<FakeNotifier> notifier;
@@ -102,7 +102,7 @@ TEST(CheckScheduler, LeavesAtMostTheAgentOfTheChosenScheduleRegistered) {
 TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindings) {
     CheckBench bench(NotificationAuthorization::authorized);
     bench.tree.file("npm/_cacache/index", "cache");
-    const auto before = scratch::snapshot(bench.tree / "npm");
+    const auto before = snapshot(bench.tree / "npm");
     auto outcome = BackgroundCheck::run(bench.dependencies);
     ASSERT_TRUE(outcome);
     EXPECT_TRUE(outcome->notificationsAllowed);
@@ -116,7 +116,7 @@ TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindin
     EXPECT_TRUE(outcome->posted);
     ASSERT_EQ(bench.notifier->posted.size(), 1u);
     EXPECT_EQ(bench.notifier->posted[0], *outcome->notification);
-    EXPECT_EQ(scratch::snapshot(bench.tree / "npm"), before);
+    EXPECT_EQ(snapshot(bench.tree / "npm"), before);
 
     // A notifier that fails does not cost the snapshot.
     bench.notifier->failPosting = true;
@@ -139,7 +139,7 @@ TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindin
 }
 
 TEST(BackgroundCheck, AHistoryThatCannotBeWrittenEndsTheRunWithoutANotification) {
-    ScratchTree blocker;
+    TempTree blocker;
     blocker.file("Velmora2", "a file where the folder should be");
     CheckBench bench(NotificationAuthorization::authorized, blocker / "Velmora2/history.json");
     bench.cacheSize = 3 * GB;

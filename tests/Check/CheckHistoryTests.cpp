@@ -1,5 +1,5 @@
 #include "Check/CheckHistory.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,8 @@
 #include <unistd.h>
 
 using namespace velmora;
-using velmora::scratch::ScratchTree;
+using velmora::testing::contentOf;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -26,7 +27,7 @@ CheckSnapshot at(int day, std::int64_t cleanable = 0) {
 } // namespace
 
 TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsTheNewestFiftyTwoFirstAndReplacesEqualDates) {
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "Support/Velmora2/history.json");
     EXPECT_TRUE(history.all().empty());
     EXPECT_FALSE(history.latest(at(3).date));
@@ -44,7 +45,7 @@ TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsTheNewestFiftyTwoFirstAndRepl
     EXPECT_EQ(all[0].date, at(3).date);
     EXPECT_EQ(all[2].date, at(1).date);
     EXPECT_EQ(history.latest(at(3).date)->date, at(3).date);
-    const auto text = scratch::contentOf(history.fileURL());
+    const auto text = contentOf(history.fileURL());
     EXPECT_TRUE(text.starts_with("[\n  {\n    \"alerts\" : [\n\n    ],\n    \"cleanableTotal\" : 99,"))
         << text;
 
@@ -58,7 +59,7 @@ TEST(CheckHistory, StartsEmptyCreatesItsFolderKeepsTheNewestFiftyTwoFirstAndRepl
 
 TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
     using std::chrono::hours;
-    ScratchTree tree;
+    TempTree tree;
     CheckHistory history(tree / "history.json");
     for (const int day : {1, 3, 400})
         ASSERT_TRUE(history.append(at(day)));
@@ -74,28 +75,28 @@ TEST(CheckHistory, ASnapshotFromTheFutureIsKeptButNeverTheLatest) {
 }
 
 TEST(CheckHistory, CorruptFileIsSetAsideAndAFailedWriteLeavesTheOldFile) {
-    ScratchTree tree;
+    TempTree tree;
     const auto file = tree.file("history.json", "not json at all");
     CheckHistory history(file);
     EXPECT_TRUE(history.all().empty());
-    EXPECT_EQ(scratch::contentOf(file), "not json at all"); // reading never moves it
+    EXPECT_EQ(contentOf(file), "not json at all"); // reading never moves it
     ASSERT_TRUE(history.append(at(1)));
-    EXPECT_EQ(scratch::contentOf(history.quarantineURL()), "not json at all");
+    EXPECT_EQ(contentOf(history.quarantineURL()), "not json at all");
     EXPECT_EQ(history.all().size(), 1u);
     // A second corrupt file replaces the older quarantine.
     tree.file("history.json", R"([{"date": "yesterday"}])");
     ASSERT_TRUE(history.append(at(2)));
-    EXPECT_EQ(scratch::contentOf(history.quarantineURL()), R"([{"date": "yesterday"}])");
+    EXPECT_EQ(contentOf(history.quarantineURL()), R"([{"date": "yesterday"}])");
     EXPECT_EQ(history.all().size(), 1u);
 
     // A history whose folder is a file cannot be written, and the file stays as it was.
-    const auto before = scratch::contentOf(file);
+    const auto before = contentOf(file);
     EXPECT_FALSE(CheckHistory(file / "nested.json").append(at(3)));
-    EXPECT_EQ(scratch::contentOf(file), before);
+    EXPECT_EQ(contentOf(file), before);
 }
 
 TEST(CheckHistory, TwoProcessesAppendingAtOnceLoseNothing) {
-    ScratchTree tree;
+    TempTree tree;
     const auto file = tree / "Velmora2/history.json";
     constexpr int perProcess = 20;
     std::vector<pid_t> children;

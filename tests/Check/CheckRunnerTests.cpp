@@ -2,14 +2,14 @@
 #include "Check/CheckRunner.hpp"
 #include "Doubles/FakeDiskSpace.hpp"
 #include "Doubles/FakeScanner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::scratch::ScratchTree;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -57,7 +57,7 @@ TEST(CheckNotificationText, FirstApplicableAlertDecidesTheText) {
 }
 
 TEST(CheckRunner, StoresASnapshotWithoutKeptFindingsAndAlertsOnGrowth) {
-    ScratchTree tree;
+    TempTree tree;
     auto history = std::make_shared<CheckHistory>(tree / "Velmora2/history.json");
     auto keep = std::make_shared<KeepList>(tree / "Velmora2/keep.json");
     ASSERT_TRUE(keep->add(FindingID{"xcode.archives", ""}));

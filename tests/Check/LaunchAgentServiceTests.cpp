@@ -1,14 +1,14 @@
 #include "Check/AppleScriptNotifier.hpp"
 #include "Check/LaunchAgentService.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Support/PropertyList.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
-using velmora::scratch::ScratchTree;
 using velmora::test::ScriptedCommandRunner;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -17,7 +17,7 @@ const std::string weekly = "de.tobrenlux.velmora2.check.weekly.plist";
 const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
 
 struct LaunchAgents {
-    ScratchTree tree;
+    TempTree tree;
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
     LaunchAgentService service{{runner, "/bin/launchctl", tree / "Library/LaunchAgents",
                                 fs::path("/Applications/Velmora 2.app/Contents/MacOS/velmora"), 501}};
@@ -66,7 +66,7 @@ TEST(LaunchAgentService, RegisterBootstrapsTheWrittenPlistAndUnregisterBootsItOu
     EXPECT_EQ(plistString(written.get(), "Label"), "de.tobrenlux.velmora2.check.weekly");
 
     ASSERT_TRUE(agents.service.unregisterAgent(weekly));
-    EXPECT_FALSE(scratch::present(file));
+    EXPECT_FALSE(velmora::testing::present(file));
     EXPECT_EQ(agents.runner->commandLines().back(),
               "/bin/launchctl bootout gui/501/de.tobrenlux.velmora2.check.weekly");
     // Nothing of ours there and launchctl unreachable: nothing to undo, no failure.
@@ -83,7 +83,7 @@ TEST(LaunchAgentService, AFailedBootstrapLeavesNoPlistForTheNextLogin) {
     ASSERT_FALSE(registered);
     EXPECT_EQ(registered.error().kind, AgentServiceError::Kind::command);
     EXPECT_EQ(registered.error().detail, "/bin/launchctl: Exit 5 – Bootstrap failed: 5: Input/output error");
-    EXPECT_FALSE(scratch::present(agents.tree / "Library/LaunchAgents" / monthly));
+    EXPECT_FALSE(velmora::testing::present(agents.tree / "Library/LaunchAgents" / monthly));
 
     EXPECT_EQ(agents.service.registerAgent("com.example.other.plist").error().kind,
               AgentServiceError::Kind::unknownAgent);
@@ -117,7 +117,7 @@ TEST(AppleScriptNotifier, QuotesTheTextsAsAppleScriptLiteralsAndPostsThroughOsas
     EXPECT_EQ(AppleScriptNotifier::script(notification),
               R"(display notification "Ordner \"a\\b\" zweite Zeile" with title "Velmora 2")");
 
-    ScratchTree tree;
+    TempTree tree;
     auto runner = std::make_shared<ScriptedCommandRunner>();
     AppleScriptNotifier missing(runner, tree / "usr/bin/osascript");
     EXPECT_EQ(missing.authorization(), NotificationAuthorization::denied);

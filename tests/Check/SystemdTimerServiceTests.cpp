@@ -1,16 +1,16 @@
 #include "Check/NotifySendNotifier.hpp"
 #include "Check/SystemdTimerService.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/ProcessCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 using namespace velmora;
-using velmora::scratch::ScratchTree;
 using velmora::test::ScriptedCommandRunner;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -19,7 +19,7 @@ const std::string weekly = "de.tobrenlux.velmora2.check.weekly.plist";
 const std::string monthly = "de.tobrenlux.velmora2.check.monthly.plist";
 
 struct UserUnits {
-    ScratchTree tree;
+    TempTree tree;
     fs::path folder = tree / ".config/systemd/user";
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
     SystemdTimerService service{
@@ -62,7 +62,7 @@ TEST(SystemdTimerService, SystemdAcceptsTheUnitsForAnAwkwardProgramPath) {
     const fs::path analyze = "/usr/bin/systemd-analyze";
     if (::access(analyze.c_str(), X_OK) != 0)
         GTEST_SKIP() << "systemd-analyze is not installed";
-    ScratchTree tree;
+    TempTree tree;
     const auto program = tree.file("Programme/Velmora 2 (50% $HOME)/velmora", "#!/bin/sh\nexit 0\n");
     fs::permissions(program, fs::perms::owner_all);
     const auto service = tree.file("units/velmora2-check-weekly.service",
@@ -88,7 +88,7 @@ TEST(SystemdTimerService, RegisterWritesAndEnablesUnregisterDisablesAndRemoves) 
     ASSERT_TRUE(units.service.registerAgent(weekly));
     EXPECT_EQ(units.unitFiles(),
               (std::vector<std::string>{"velmora2-check-weekly.service", "velmora2-check-weekly.timer"}));
-    EXPECT_EQ(scratch::contentOf(units.folder / "velmora2-check-weekly.timer"),
+    EXPECT_EQ(velmora::testing::contentOf(units.folder / "velmora2-check-weekly.timer"),
               SystemdTimerService::timerUnit(CheckSchedule::weekly));
     EXPECT_EQ(
         units.runner->commandLines(),

@@ -2,7 +2,7 @@
 #include "Check/CheckNotificationText.hpp"
 #include "Cli/CliTestSupport.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -13,8 +13,8 @@
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::scratch::ScratchTree;
 using velmora::test::ScriptedCommandRunner;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -32,7 +32,7 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 // A Linux home in a temp tree; every command runs with a scripted command runner, so no real tool
 // (systemctl, notify-send …) is ever started.
 struct LinuxHome {
-    ScratchTree tree;
+    TempTree tree;
     fs::path home = tree.folder("home/anna");
     fs::path historyFile = home / ".local/share/Velmora2/history.json";
     std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
@@ -124,7 +124,7 @@ TEST(CheckCommand, ACorruptHistoryReadsAsEmptyAndTheNextCheckWritesAFreshOne) {
     LinuxHome linux;
     linux.tree.file("home/anna/.local/share/Velmora2/history.json", "[{\"date\": \"gestern\"");
     EXPECT_EQ(linux.run({"history"}).out, "Noch kein automatischer Check gelaufen.\n");
-    EXPECT_FALSE(scratch::present(linux.historyFile.string() + ".bad")); // reading alone moves nothing
+    EXPECT_FALSE(present(linux.historyFile.string() + ".bad")); // reading alone moves nothing
 
     const auto run = linux.run({"check"});
     ASSERT_EQ(run.status, 0) << run.err;
@@ -145,7 +145,7 @@ TEST(CheckCommand, HeadlessCheckStandsAloneAndFailsWhenTheHistoryCannotBeWritten
     run = linux.run({"--check"});
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err, HasSubstr("Konnte den Verlauf der Checks nicht speichern."));
-    EXPECT_EQ(scratch::contentOf(linux.home / ".local/share/Velmora2"), "a file where the folder belongs");
+    EXPECT_EQ(contentOf(linux.home / ".local/share/Velmora2"), "a file where the folder belongs");
 }
 
 TEST(ScheduleCommand, LinuxWeeklyMonthlyOffLeaveExactlyTheExpectedUnits) {
@@ -173,8 +173,7 @@ TEST(ScheduleCommand, LinuxWeeklyMonthlyOffLeaveExactlyTheExpectedUnits) {
         << run.out;
     EXPECT_EQ(linux.unitFiles(),
               (std::vector<std::string>{"velmora2-check-weekly.service", "velmora2-check-weekly.timer"}));
-    const auto service =
-        scratch::contentOf(linux.home / ".config/systemd/user/velmora2-check-weekly.service");
+    const auto service = contentOf(linux.home / ".config/systemd/user/velmora2-check-weekly.service");
     EXPECT_THAT(service, HasSubstr("\nExecStart=\"/opt/velmora/bin/velmora\" --check\n"));
 
     run = linux.run({"schedule", "monthly"});
@@ -186,7 +185,7 @@ TEST(ScheduleCommand, LinuxWeeklyMonthlyOffLeaveExactlyTheExpectedUnits) {
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out.starts_with("Automatischer Check: Aus\nNicht angemeldet.\n"));
     EXPECT_TRUE(linux.unitFiles().empty());
-    EXPECT_EQ(nlohmann::json::parse(scratch::contentOf(linux.home / ".config/velmora2/settings.json")),
+    EXPECT_EQ(nlohmann::json::parse(contentOf(linux.home / ".config/velmora2/settings.json")),
               nlohmann::json::parse(R"({"checkSchedule": "off"})"));
 
     run = linux.run({"schedule", "daily"});
@@ -196,7 +195,7 @@ TEST(ScheduleCommand, LinuxWeeklyMonthlyOffLeaveExactlyTheExpectedUnits) {
 
 // The same command on the macOS layout goes through a launch agent and the defaults tool.
 TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefaults) {
-    ScratchTree tree;
+    TempTree tree;
     const auto agents = tree.folder("Users/anna/Library/LaunchAgents");
     auto runner = std::make_shared<ScriptedCommandRunner>();
     const auto launchctl = tree / "bin/launchctl";
@@ -216,7 +215,7 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
                                        "Mitteilungen sind ausgeschaltet."))
         << result.out;
     EXPECT_EQ(namesIn(agents), std::vector<std::string>{weeklyLabel + ".plist"});
-    const auto plist = scratch::contentOf(agents / (weeklyLabel + ".plist"));
+    const auto plist = contentOf(agents / (weeklyLabel + ".plist"));
     EXPECT_THAT(plist, HasSubstr("<string>/Applications/Velmora "
                                  "2.app/Contents/MacOS/Velmora</string>\n\t\t<string>--check</string>"));
     EXPECT_EQ(runner->calls().front().commandLine(),

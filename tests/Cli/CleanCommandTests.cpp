@@ -1,7 +1,6 @@
 #include "Cli/CleanCommand.hpp"
 #include "Cli/CliTestSupport.hpp"
-#include "Platform/ScratchTree.hpp"
-#include "Removal/RemovalTestSupport.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Safety/KeepList.hpp"
 
 #include <gtest/gtest.h>
@@ -13,9 +12,9 @@
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::removaltest::listing;
-using velmora::removaltest::without;
-using velmora::scratch::ScratchTree;
+using velmora::testing::snapshot;
+using velmora::testing::TempTree;
+using velmora::testing::without;
 
 namespace {
 
@@ -24,7 +23,7 @@ namespace fs = std::filesystem;
 // A Mac-shaped home with safe findings (DerivedData: delete; old-style trash rows: Trash) and
 // findings that need review, plus personal files that must never move.
 struct CleanTree {
-    ScratchTree tree;
+    TempTree tree;
     fs::path home = tree / "Users/anna";
 
     CleanTree() {
@@ -70,7 +69,7 @@ CliRun cleanAtTerminal(const CleanTree& t, std::vector<std::string> ids, std::fu
 
 TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
     CleanTree t;
-    const auto before = listing(t.tree.root());
+    const auto before = snapshot(t.tree.root());
     const auto run = t.run({"clean", "--safe", "--yes", "--show-commands"});
     ASSERT_EQ(run.status, 0) << run.out << run.err;
     EXPECT_THAT(run.out, HasSubstr("Wird direkt gelöscht – nicht im Papierkorb"));
@@ -81,7 +80,7 @@ TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
                                         t.home / "Library/Developer/Xcode/DerivedData/Other-def",
                                         t.home / "Library/Logs/CoreSimulator",
                                         t.home / "Library/Application Support/Spotify/PersistentCache"};
-    auto after = listing(t.tree.root());
+    auto after = snapshot(t.tree.root());
     // What went to the Trash is there under its own name; everything else is exactly as before.
     EXPECT_EQ(after["Users/anna/.Trash/CoreSimulator/sim.log"], "file:simulator log");
     EXPECT_EQ(after["Users/anna/.Trash/PersistentCache/Storage/a"], "file:music");
@@ -91,7 +90,7 @@ TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
 
 TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
     CleanTree t;
-    const auto before = listing(t.tree.root());
+    const auto before = snapshot(t.tree.root());
     auto run = t.run({"clean", "--safe", "--dry-run"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("Trockenlauf – es wird nichts entfernt."));
@@ -104,7 +103,7 @@ TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
     ::unsetenv("VELMORA_DRY_RUN");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, HasSubstr("org/model: übersprungen: Trockenlauf"));
-    EXPECT_EQ(listing(t.tree.root()), before);
+    EXPECT_EQ(snapshot(t.tree.root()), before);
 }
 
 TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {
@@ -154,7 +153,7 @@ TEST(CleanCommand, TheKeepListCountsAsItIsWhenTheAnswerComes) {
         "Die Behalten-Liste ist beschädigt und wird als leer gelesen: " + keepFile.string() +
         "\nEine Kopie liegt in " + keepFile.string() + ".bad.";
     EXPECT_THAT(run.err, HasSubstr(message));
-    EXPECT_EQ(scratch::contentOf(keepFile.string() + ".bad"), damage);
+    EXPECT_EQ(contentOf(keepFile.string() + ".bad"), damage);
     const auto before = t.run({"clean", "--safe", "--yes"});
     EXPECT_EQ(before.status, 1);
     EXPECT_EQ(before.out, "") << "not even a plan";
@@ -165,7 +164,7 @@ TEST(CleanCommand, TheKeepListCountsAsItIsWhenTheAnswerComes) {
 }
 
 TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
-    ScratchTree tree;
+    TempTree tree;
     const std::string home = "/Users/an\x1b[2Kna", evil = "Build\n    Documents  0 B\x1b[1A\u202E";
     tree.file(fs::path(home).relative_path() / "Library/Developer/Xcode/DerivedData" / evil / "x.o", "x");
     const auto run = [&](std::vector<std::string> words) {

@@ -1,5 +1,5 @@
 #include "Cli/CliTestSupport.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -9,7 +9,7 @@
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::scratch::ScratchTree;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -28,7 +28,7 @@ std::int64_t allocatedBytes(const fs::path& root) {
 }
 
 struct MacTree {
-    ScratchTree tree;
+    TempTree tree;
     fs::path home = tree / "Users/anna";
 
     MacTree() {

@@ -154,7 +154,7 @@ TEST(ServicesCommand, RemoveNeedsConsentKnownLabelsAndAReadableKeepList) {
 }
 
 TEST(ServicesCommand, LinuxHomeHasNoLaunchFoldersAndNoLoginItems) {
-    scratch::ScratchTree tree;
+    velmora::testing::TempTree tree;
     tree.folder("home/anna/.config");
     auto runner = std::make_shared<ScriptedCommandRunner>();
     const auto run = runInTree({"services"}, tree.root(), "linux", "/home/anna",

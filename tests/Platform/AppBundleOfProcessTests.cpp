@@ -1,6 +1,6 @@
 #include "Platform/AppBundleOfProcess.hpp"
 
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -32,7 +32,7 @@ TEST(AppBundleOfProcess, OnlyTheMainExecutableOfTheInnermostBundleIsItsApp) {
             << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" << entries
             << "</dict></plist>\n";
     tree.folder(xcode + "/Contents/Frameworks/Helper.app/Contents"); // a nested app without an Info.plist
-    tree.file("Applications/Garbage.app/Contents/Info.plist", 300);
+    tree.filledFile("Applications/Garbage.app/Contents/Info.plist", 300);
 
     const App xcodeApp{"com.apple.dt.Xcode", "Xcode"};
     const struct {

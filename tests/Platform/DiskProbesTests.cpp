@@ -2,7 +2,7 @@
 #include "Platform/FullDiskAccess.hpp"
 #include "Platform/PlatformLayout.hpp"
 
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -41,10 +41,10 @@ TEST(FullDiskAccess, MacLayoutListsTheSafariFolder) {
     TempTree home;
     const FullDiskAccess probe(PlatformLayout::macOS);
     EXPECT_FALSE(probe.hasFullDiskAccess(home.root())) << "missing folder";
-    home.file("Library/Safari", 10);
+    home.filledFile("Library/Safari", 10);
     EXPECT_FALSE(probe.hasFullDiskAccess(home.root())) << "a file, not a folder";
     std::filesystem::remove(home / "Library/Safari");
-    home.file("Library/Safari/History.db", 10);
+    home.filledFile("Library/Safari/History.db", 10);
     EXPECT_TRUE(probe.hasFullDiskAccess(home.root()));
 
     std::filesystem::permissions(home / "Library/Safari", std::filesystem::perms::none);
@@ -60,8 +60,6 @@ TEST(FullDiskAccess, MacLayoutListsTheSafariFolder) {
 
 TEST(FullDiskAccess, LinuxLayoutAlwaysHasIt) {
     EXPECT_TRUE(FullDiskAccess(PlatformLayout::linux).hasFullDiskAccess("/nonexistent/velmora/home"));
-    EXPECT_EQ(FullDiskAccess::settingsURL,
-              "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles");
 }
 
 TEST(PlatformLayout, RawValuesRoundTrip) {

@@ -1,13 +1,14 @@
+#include "Doubles/TempTree.hpp"
 #include "Platform/FileIdentity.hpp"
-#include "Platform/ScratchTree.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
-using namespace velmora::scratch;
+using namespace velmora::testing;
+namespace fs = std::filesystem;
 
 TEST(FileIdentity, TellsKindsApartAndTakesALinkAsItself) {
-    ScratchTree tree;
+    TempTree tree;
     const auto file = FileIdentity::of(tree.file("folder/file.txt"));
     const auto folder = FileIdentity::of(tree / "folder");
     const auto link = FileIdentity::of(tree.link("link", tree / "folder"));
@@ -21,7 +22,7 @@ TEST(FileIdentity, TellsKindsApartAndTakesALinkAsItself) {
 }
 
 TEST(FileIdentity, StaysWhileTheContentChangesAndChangesWithTheObject) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("cache/old.bin");
     const auto scanned = FileIdentity::of(tree / "cache");
     ASSERT_TRUE(scanned);

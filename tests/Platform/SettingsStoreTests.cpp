@@ -1,18 +1,18 @@
 #include "Check/CheckSchedule.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/DefaultsSettingsStore.hpp"
 #include "Platform/JsonSettingsStore.hpp"
-#include "Platform/ScratchTree.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 using namespace velmora;
-using velmora::scratch::ScratchTree;
 using velmora::test::ScriptedCommandRunner;
+using velmora::testing::TempTree;
 
 TEST(JsonSettingsStore, RoundTripsBothSettingsAndKeepsWhatElseIsInTheFile) {
-    ScratchTree tree;
+    TempTree tree;
     JsonSettingsStore store(JsonSettingsStore::defaultFile(tree / ".config"));
     EXPECT_EQ(store.file(), tree / ".config/velmora2/settings.json");
     EXPECT_EQ(store.stringValue(checkScheduleKey), std::nullopt);
@@ -27,28 +27,28 @@ TEST(JsonSettingsStore, RoundTripsBothSettingsAndKeepsWhatElseIsInTheFile) {
     EXPECT_EQ(store.stringValue(dryRunKey), std::nullopt); // another type reads as absent
     // Another store on the same file (another process) sees the change at once.
     EXPECT_EQ(JsonSettingsStore(store.file()).stringValue(checkScheduleKey), "monthly");
-    EXPECT_EQ(nlohmann::json::parse(scratch::contentOf(store.file())),
+    EXPECT_EQ(nlohmann::json::parse(velmora::testing::contentOf(store.file())),
               nlohmann::json::parse(R"({"checkSchedule": "monthly", "dryRun": false, "theme": "dunkel"})"));
 }
 
 TEST(JsonSettingsStore, AFileThatIsNoSettingsObjectIsSetAsideNotOverwritten) {
-    ScratchTree tree;
+    TempTree tree;
     JsonSettingsStore store(tree / "velmora2/settings.json");
     for (const std::string& garbage :
          std::vector<std::string>{"[1, 2", "[\"weekly\"]", std::string("\xff\xfe\0", 3)}) {
         tree.file("velmora2/settings.json", garbage);
         EXPECT_EQ(store.stringValue(checkScheduleKey), std::nullopt);
         ASSERT_TRUE(store.setString(checkScheduleKey, "weekly"));
-        EXPECT_EQ(scratch::contentOf(store.quarantineFile()), garbage);
+        EXPECT_EQ(velmora::testing::contentOf(store.quarantineFile()), garbage);
         EXPECT_EQ(store.stringValue(checkScheduleKey), "weekly");
     }
 }
 
 TEST(JsonSettingsStore, AFailedWriteLeavesTheStoredValue) {
-    ScratchTree tree;
+    TempTree tree;
     JsonSettingsStore store(tree / "velmora2/settings.json");
     ASSERT_TRUE(store.setString(checkScheduleKey, "weekly"));
-    scratch::FrozenFolder frozen(tree / "velmora2");
+    velmora::testing::FrozenFolder frozen(tree / "velmora2");
     if (!frozen.active())
         GTEST_SKIP() << "cannot make a folder unchangeable here";
     const auto failed = store.setString(checkScheduleKey, "off");

@@ -1,6 +1,6 @@
 #include "Platform/SizeMeter.hpp"
 
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Support/StopToken.hpp"
 
 #include <fmt/format.h>
@@ -16,7 +16,7 @@
 #include <unistd.h>
 
 using namespace velmora;
-using velmora::testing::allocatedBytes;
+using velmora::testing::occupiedBytes;
 using velmora::testing::TempTree;
 
 namespace {
@@ -53,14 +53,14 @@ Independent independentCount(const std::filesystem::path& root) {
 
 // Every kind of entry the meter has to get right, in one tree.
 void buildMixedTree(const TempTree& tree) {
-    tree.file("a/one.txt", 1);
-    tree.file("a/empty", 0);
-    tree.file("a/b/c/big.bin", 300'000);
-    tree.file("a/b/c/d/e/f/g/leaf", 5000);
+    tree.filledFile("a/one.txt", 1);
+    tree.filledFile("a/empty", 0);
+    tree.filledFile("a/b/c/big.bin", 300'000);
+    tree.filledFile("a/b/c/d/e/f/g/leaf", 5000);
     for (int i = 0; i < 40; ++i)
-        tree.file(fmt::format("many/{}/f{}", i % 7, i), static_cast<std::size_t>(i) * 1500);
+        tree.filledFile(fmt::format("many/{}/f{}", i % 7, i), static_cast<std::size_t>(i) * 1500);
     tree.folder("empty/nested/deeper");
-    tree.file("links/original", 70'000);
+    tree.filledFile("links/original", 70'000);
     std::filesystem::create_hard_link(tree / "links/original", tree / "links/second");
     std::filesystem::create_hard_link(tree / "links/original", tree / "a/b/third");
     std::filesystem::create_symlink("../a", tree / "links/to-folder");
@@ -69,9 +69,9 @@ void buildMixedTree(const TempTree& tree) {
     std::filesystem::create_symlink("loop1", tree / "links/loop2");
     std::filesystem::create_symlink("..", tree / "links/up");
     ASSERT_EQ(::mkfifo((tree / "a/pipe").c_str(), 0644), 0);
-    tree.file("odd/caf\xe9", 3000);
-    tree.file("odd/\xff\xfe folder/x", 9000);
-    tree.file("odd/new\nline", 100);
+    tree.filledFile("odd/caf\xe9", 3000);
+    tree.filledFile("odd/\xff\xfe folder/x", 9000);
+    tree.filledFile("odd/new\nline", 100);
 }
 
 } // namespace
@@ -98,10 +98,10 @@ TEST(SizeMeter, MatchesAnIndependentCountOnEveryThreadCount) {
 // a hard-linked file is its own size, a sparse file counts only its allocated blocks.
 TEST(SizeMeter, OddLocations) {
     TempTree tree;
-    const auto file = tree.file("single", 12'345);
+    const auto file = tree.filledFile("single", 12'345);
     std::filesystem::create_hard_link(file, tree / "second-name");
     std::filesystem::create_symlink(tree / "single", tree / "link-to-file");
-    tree.file("large/a", 2'000'000);
+    tree.filledFile("large/a", 2'000'000);
     std::filesystem::create_symlink(tree / "large", tree / "location-link");
     std::filesystem::create_symlink("self-loop", tree / "self-loop");
     ASSERT_EQ(::mkfifo((tree / "pipe").c_str(), 0644), 0);
@@ -113,13 +113,13 @@ TEST(SizeMeter, OddLocations) {
     const std::string data(8192, 'd');
     ASSERT_EQ(::pwrite(fd, data.data(), data.size(), 100LL << 20), static_cast<ssize_t>(data.size()));
     ::close(fd);
-    ASSERT_GT(allocatedBytes(file), 12'000);
-    ASSERT_LT(allocatedBytes(sparse), 1 << 20) << "the 512 MB length is not what it occupies";
+    ASSERT_GT(occupiedBytes(file), 12'000);
+    ASSERT_LT(occupiedBytes(sparse), 1 << 20) << "the 512 MB length is not what it occupies";
 
     const std::vector<std::pair<std::filesystem::path, std::int64_t>> locations = {
-        {file, allocatedBytes(file)},
-        {tree / "second-name", allocatedBytes(file)},
-        {sparse, allocatedBytes(sparse)},
+        {file, occupiedBytes(file)},
+        {tree / "second-name", occupiedBytes(file)},
+        {sparse, occupiedBytes(sparse)},
         {tree / "link-to-file", 0},
         {tree / "location-link", 0},
         {tree.root().string() + "/location-link/", 0},
@@ -139,13 +139,13 @@ TEST(SizeMeter, OddLocations) {
 
 TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
     TempTree tree;
-    tree.file("open/a", 40'000);
-    tree.file("open/deeper/b", 40'000);
-    tree.file("locked/secret", 500'000);
-    tree.file("listable-only/hidden", 300'000);
-    tree.file("zz-after/c", 40'000);
-    const std::int64_t readable = allocatedBytes(tree / "open/a") + allocatedBytes(tree / "open/deeper/b") +
-                                  allocatedBytes(tree / "zz-after/c");
+    tree.filledFile("open/a", 40'000);
+    tree.filledFile("open/deeper/b", 40'000);
+    tree.filledFile("locked/secret", 500'000);
+    tree.filledFile("listable-only/hidden", 300'000);
+    tree.filledFile("zz-after/c", 40'000);
+    const std::int64_t readable = occupiedBytes(tree / "open/a") + occupiedBytes(tree / "open/deeper/b") +
+                                  occupiedBytes(tree / "zz-after/c");
     // No permissions at all; and read without search: names can be listed, not examined.
     std::filesystem::permissions(tree / "locked", std::filesystem::perms::none);
     std::filesystem::permissions(tree / "listable-only", std::filesystem::perms::owner_read);

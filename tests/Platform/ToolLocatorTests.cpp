@@ -1,11 +1,10 @@
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/SealedRoot.hpp"
 #include "Platform/ToolLocator.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <set>
 
 #include <stdlib.h>
@@ -24,89 +23,55 @@ ToolLocator locatorSeeing(std::set<std::filesystem::path> files, bool includeLoc
 
 } // namespace
 
-TEST(ToolLocator, HomebrewComesBeforeIntelHomebrewAndTheSystem) {
-    EXPECT_EQ(locatorSeeing({"/opt/homebrew/bin/brew", "/usr/local/bin/brew"}).locate("brew"),
-              std::filesystem::path("/opt/homebrew/bin/brew"));
-    EXPECT_EQ(locatorSeeing({"/usr/local/bin/git", "/usr/bin/git"}).locate("git"),
-              std::filesystem::path("/usr/local/bin/git"));
-    EXPECT_EQ(locatorSeeing({"/home/anna/.cargo/bin/rustup", "/usr/sbin/rustup"}).locate("rustup"),
-              std::filesystem::path("/usr/sbin/rustup"));
-    EXPECT_EQ(locatorSeeing({"/home/anna/miniconda3/bin/conda"}).locate("conda"),
-              std::filesystem::path("/home/anna/miniconda3/bin/conda"));
-    EXPECT_EQ(locatorSeeing({"/usr/bin/brew"}).locate("ollama"), std::nullopt);
-}
+TEST(ToolLocator, FindsTheFirstOfTheDefaultFoldersAndOnlyPlainNames) {
+    struct Case {
+        std::set<std::filesystem::path> seen;
+        std::string name;
+        std::optional<std::filesystem::path> found;
+        bool localBin = false;
+    };
+    const std::vector<Case> cases = {
+        // Homebrew before Intel Homebrew before the system; the system before the home folder.
+        {{"/opt/homebrew/bin/brew", "/usr/local/bin/brew"}, "brew", "/opt/homebrew/bin/brew"},
+        {{"/usr/local/bin/git", "/usr/bin/git"}, "git", "/usr/local/bin/git"},
+        {{"/home/anna/.cargo/bin/rustup", "/usr/sbin/rustup"}, "rustup", "/usr/sbin/rustup"},
+        {{"/home/anna/miniconda3/bin/conda"}, "conda", "/home/anna/miniconda3/bin/conda"},
+        {{"/home/anna/.bun/bin/bun"}, "bun", "/home/anna/.bun/bin/bun"},
+        {{"/usr/bin/brew"}, "ollama", std::nullopt},
+        // ~/.local/bin only when asked for.
+        {{"/home/anna/.local/bin/uv"}, "uv", "/home/anna/.local/bin/uv", true},
+        {{"/home/anna/.local/bin/uv"}, "uv", std::nullopt},
+        {{"/bin/sh"}, "", std::nullopt},
+        {{"/usr/bin/bin/brew"}, "bin/brew", std::nullopt},
+        {{"/bin/sh"}, "../../bin/sh", std::nullopt},
+        {{"/bin/sh"}, "/bin/sh", std::nullopt},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(locatorSeeing(c.seen, c.localBin).locate(c.name), c.found) << c.name;
+    EXPECT_EQ((ToolLocator{{"/usr/bin"}, nullptr}).locate("env"), std::nullopt); // no test, no find
 
-TEST(ToolLocator, DefaultFoldersInOrderWithTheHomeFolderFilledIn) {
-    const std::vector<std::filesystem::path> expected = {"/opt/homebrew/bin",
-                                                         "/usr/local/bin",
-                                                         "/usr/bin",
-                                                         "/bin",
-                                                         "/usr/sbin",
-                                                         "/sbin",
-                                                         "/home/anna/.cargo/bin",
-                                                         "/home/anna/go/bin",
-                                                         "/opt/anaconda3/bin",
-                                                         "/opt/miniconda3/bin",
-                                                         "/home/anna/anaconda3/bin",
-                                                         "/home/anna/miniconda3/bin",
-                                                         "/home/anna/.bun/bin"};
-    EXPECT_EQ(ToolLocator::defaultSearchPaths("/home/anna"), expected);
-
-    auto withLocalBin = expected;
-    withLocalBin.push_back("/home/anna/.local/bin");
-    EXPECT_EQ(ToolLocator::defaultSearchPaths("/home/anna", true), withLocalBin);
-    EXPECT_EQ(locatorSeeing({"/home/anna/.local/bin/uv"}, true).locate("uv"),
-              std::filesystem::path("/home/anna/.local/bin/uv"));
-    EXPECT_EQ(locatorSeeing({"/home/anna/.local/bin/uv"}, false).locate("uv"), std::nullopt);
-}
-
-TEST(ToolLocator, PathVariableJoinsTheFoldersWithColons) {
-    EXPECT_EQ(locatorSeeing({}).pathVariable(),
-              "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin:/home/anna/.cargo/bin:"
-              "/home/anna/go/bin:/opt/anaconda3/bin:/opt/miniconda3/bin:/home/anna/anaconda3/bin:"
-              "/home/anna/miniconda3/bin:/home/anna/.bun/bin");
-    EXPECT_EQ((ToolLocator{{"/only"}, nullptr}).pathVariable(), "/only");
+    EXPECT_EQ((ToolLocator{{"/a", "/b"}, nullptr}).pathVariable(), "/a:/b");
     EXPECT_EQ((ToolLocator{{}, nullptr}).pathVariable(), "");
 }
 
-TEST(ToolLocator, NamesThatAreNotPlainFileNamesAreRefused) {
-    const ToolLocator seesEverything{ToolLocator::defaultSearchPaths("/home/anna"),
-                                     [](const std::filesystem::path&) { return true; }};
-    EXPECT_EQ(seesEverything.locate("brew"), std::filesystem::path("/opt/homebrew/bin/brew"));
-    EXPECT_EQ(seesEverything.locate(""), std::nullopt);
-    EXPECT_EQ(seesEverything.locate("bin/brew"), std::nullopt);
-    EXPECT_EQ(seesEverything.locate("../../bin/sh"), std::nullopt);
-    EXPECT_EQ(seesEverything.locate("/bin/sh"), std::nullopt);
-    EXPECT_EQ((ToolLocator{{"/usr/bin"}, nullptr}).locate("env"), std::nullopt); // no test, no find
-}
-
 TEST(ToolLocator, LiveLocatorFindsOnlyExecutableFiles) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "velmora-locator-XXXXXX").string();
-    const std::filesystem::path home = ::mkdtemp(pattern.data());
-    const auto bin = home / ".local/bin";
-    std::filesystem::create_directories(bin);
-    const auto make = [&](const char* name, mode_t mode) {
-        std::ofstream(bin / name) << "#!/bin/sh\n";
-        ::chmod((bin / name).c_str(), mode);
-    };
-    make("velmora-test-tool", 0755);
-    make("velmora-test-plain", 0644);
-    std::filesystem::create_directory(bin / "velmora-test-folder");
-    std::filesystem::create_symlink(bin / "velmora-test-tool", bin / "velmora-test-link");
+    velmora::testing::TempTree home;
+    const auto bin = home.folder(".local/bin");
+    ::chmod(home.file(".local/bin/velmora-test-tool", "#!/bin/sh\n").c_str(), 0755);
+    home.file(".local/bin/velmora-test-plain", "#!/bin/sh\n");
+    home.folder(".local/bin/velmora-test-folder");
+    home.link(".local/bin/velmora-test-link", bin / "velmora-test-tool"); // Homebrew links its tools
 
-    const auto locator = ToolLocator::live(home, true);
-    EXPECT_EQ(locator.locate("velmora-test-tool"), bin / "velmora-test-tool");
-    EXPECT_EQ(locator.locate("velmora-test-link"), bin / "velmora-test-link"); // Homebrew links its tools
-    EXPECT_EQ(locator.locate("velmora-test-plain"), std::nullopt);
-    EXPECT_EQ(locator.locate("velmora-test-folder"), std::nullopt);
-    EXPECT_EQ(locator.locate("velmora-test-missing"), std::nullopt);
-
-    std::filesystem::remove_all(home);
+    const auto locator = ToolLocator::live(home.root(), true);
+    for (const char* name : {"velmora-test-tool", "velmora-test-link"})
+        EXPECT_EQ(locator.locate(name), bin / name);
+    for (const char* name : {"velmora-test-plain", "velmora-test-folder", "velmora-test-missing"})
+        EXPECT_EQ(locator.locate(name), std::nullopt) << name;
 }
 
 TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
     namespace fs = std::filesystem;
-    scratch::ScratchTree tree;
+    velmora::testing::TempTree tree;
     const auto& root = tree.root();
     for (const char* tool : {"usr/bin/pkexec", "home/anna/.local/bin/uv"})
         ::chmod(tree.file(tool, "#!/bin/sh\n").c_str(), 0755);

@@ -1,9 +1,7 @@
-#include "Doubles/FakeTrash.hpp"
-#include "Doubles/FaultInjectingTrash.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Platform/FileIdentity.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/HomeTrash.hpp"
-#include "Platform/ScratchTree.hpp"
 #include "Support/FileURL.hpp"
 #include "Support/StopToken.hpp"
 #include "Support/Text.hpp"
@@ -14,7 +12,8 @@
 #include <thread>
 
 using namespace velmora;
-using namespace velmora::scratch;
+using namespace velmora::testing;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -23,7 +22,7 @@ using namespace std::chrono;
 // 2024-03-05 12:34:56 UTC.
 const system_clock::time_point fixedNow = sys_days{2024y / March / 5} + 12h + 34min + 56s;
 
-FreedesktopTrash desktopTrash(const ScratchTree& tree) {
+FreedesktopTrash desktopTrash(const TempTree& tree) {
     return FreedesktopTrash(tree / "home/.local/share", [] { return fixedNow; });
 }
 
@@ -74,8 +73,8 @@ TEST(TrashCandidateName, NumbersBeforeTheLastExtensionAndFitsTheByteLimit) {
     EXPECT_EQ(Text::repairUTF8(shortened), shortened);
 }
 
-TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
-    ScratchTree tree;
+TEST(HomeTrash, MovesFilesFoldersAndLinksAsThemselvesAndNumbersClashingNames) {
+    TempTree tree;
     tree.folder("home");
     HomeTrash trash(tree / "home");
 
@@ -92,79 +91,61 @@ TEST(HomeTrash, MovesItemsInAndNumbersClashingNames) {
                                              tree / "home/.Trash/a 3.txt"}));
     EXPECT_EQ(fs::status(tree / "home/.Trash").permissions() & fs::perms::all, fs::perms::owner_all);
 
-    // A folder moves as a whole.
+    // A folder moves as a whole; a link (with or without a trailing slash) as the link, its target stays.
     tree.file("project/cache/blob", "data");
     auto folder = trash.moveToTrash(tree / "project/cache");
     ASSERT_TRUE(folder);
     EXPECT_EQ(contentOf(*folder / "blob"), "data");
-}
-
-TEST(HomeTrash, MovesALinkAsTheLinkAndLeavesItsTargetAlone) {
-    ScratchTree tree;
-    tree.folder("home");
     tree.file("precious/letter.txt", "keep");
-    const fs::path link = tree.link("caches/shortcut", tree / "precious");
-
-    auto moved = HomeTrash(tree / "home").moveToTrash(link);
-    ASSERT_TRUE(moved);
-    EXPECT_TRUE(fs::is_symlink(fs::symlink_status(*moved)));
-    EXPECT_EQ(fs::read_symlink(*moved), tree / "precious");
-    EXPECT_FALSE(present(link));
-    EXPECT_EQ(contentOf(tree / "precious/letter.txt"), "keep");
-
-    // With a trailing slash the path still names the link, not the folder it points to.
-    const fs::path again = tree.link("caches/again", tree / "precious");
-    ASSERT_TRUE(HomeTrash(tree / "home").moveToTrash(fs::path(again.string() + "/")));
-    EXPECT_FALSE(present(again));
+    for (const char* suffix : {"", "/"}) {
+        const fs::path link = tree.link("caches/shortcut", tree / "precious");
+        auto moved = trash.moveToTrash(fs::path(link.string() + suffix));
+        ASSERT_TRUE(moved) << suffix;
+        EXPECT_EQ(fs::read_symlink(*moved), tree / "precious");
+        EXPECT_FALSE(present(link));
+    }
     EXPECT_EQ(snapshot(tree / "precious"), (std::map<std::string, std::string>{{"letter.txt", "file:keep"}}));
 }
 
 TEST(HomeTrash, RefusesPlantedLinksAndReportsWhatIsWrong) {
-    ScratchTree tree;
+    using Kind = TrashError::Kind;
+    TempTree tree;
     tree.folder("home");
     tree.folder("elsewhere");
     tree.link("home/.Trash", tree / "elsewhere");
-    const fs::path item = tree.file("caches/x.log");
-
-    auto refused = HomeTrash(tree / "home").moveToTrash(item);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().kind, TrashError::Kind::unsafeLocation);
-    EXPECT_TRUE(present(item));
-    EXPECT_TRUE(fs::is_empty(tree / "elsewhere"));
-
-    // The item's own folder as a link is refused too: the path was vetted, not where the link leads.
-    tree.file("real/y.log");
-    tree.link("linked", tree / "real");
-    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/y.log").error().kind,
-              TrashError::Kind::unsafeLocation);
-    EXPECT_TRUE(present(tree / "real/y.log"));
-    // So is a link further up, and an item that is no longer the object the caller recorded.
-    tree.file("real/sub/z.log");
-    EXPECT_EQ(HomeTrash(tree / "home2").moveToTrash(tree / "linked/sub/z.log").error().kind,
-              TrashError::Kind::unsafeLocation);
-    EXPECT_EQ(HomeTrash(tree / "home2")
-                  .moveToTrash({tree / "real/sub/z.log", tree.root(), FileIdentity::of(tree / "real/y.log")})
-                  .error()
-                  .message,
-              "Hat sich seit dem Scan verändert – nicht angefasst");
-    EXPECT_TRUE(present(tree / "real/sub/z.log"));
-
-    tree.folder("home3");
-    auto gone = HomeTrash(tree / "home3").moveToTrash(tree / "caches/missing");
-    ASSERT_FALSE(gone);
-    EXPECT_EQ(gone.error().message, "Objekt existiert nicht mehr");
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("relative/x")).error().kind,
-              TrashError::Kind::invalidPath);
-    EXPECT_EQ(HomeTrash(tree / "home3").moveToTrash(fs::path("/")).error().kind,
-              TrashError::Kind::invalidPath);
-
     tree.file("home4/.Trash", "not a folder");
-    EXPECT_EQ(HomeTrash(tree / "home4").moveToTrash(item).error().message, "Kein Papierkorb vorhanden");
-    EXPECT_TRUE(present(item));
+    tree.folder("home3");
+    const fs::path item = tree.file("caches/x.log");
+    tree.file("real/sub/z.log");
+    tree.link("linked", tree / "real");
+    const auto otherObject = FileIdentity::of(tree.file("real/y.log"));
+    const auto before = snapshot(tree.root());
+
+    const std::vector<std::tuple<const char*, RemovalTarget, Kind, std::string>> cases = {
+        {"home", item, Kind::unsafeLocation, ""}, // the Trash itself a link
+        // The item's folder as a link, and one further up: the path was vetted, not where links lead.
+        {"home3", tree / "linked/y.log", Kind::unsafeLocation, ""},
+        {"home3", tree / "linked/sub/z.log", Kind::unsafeLocation, ""},
+        {"home3",
+         {tree / "real/sub/z.log", tree.root(), otherObject},
+         Kind::changed,
+         "Hat sich seit dem Scan verändert – nicht angefasst"},
+        {"home3", tree / "caches/missing", Kind::notFound, "Objekt existiert nicht mehr"},
+        {"home3", fs::path("relative/x"), Kind::invalidPath, ""},
+        {"home3", fs::path("/"), Kind::invalidPath, ""},
+        {"home4", item, Kind::noTrash, "Kein Papierkorb vorhanden"},
+    };
+    for (const auto& [home, target, kind, message] : cases) {
+        const auto refused = HomeTrash(tree / home).moveToTrash(target);
+        ASSERT_FALSE(refused) << target.path;
+        EXPECT_EQ(refused.error().kind, kind) << target.path;
+        EXPECT_TRUE(message.empty() || refused.error().message == message) << refused.error().message;
+    }
+    EXPECT_EQ(snapshot(tree.root()), before);
 }
 
 TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
-    ScratchTree tree;
+    TempTree tree;
     tree.folder("home");
     HomeTrash trash(tree / "home");
     constexpr int perThread = 40;
@@ -189,7 +170,7 @@ TEST(HomeTrash, ConcurrentMovesNeverShareAName) {
 
 TEST(FreedesktopTrash, WritesARestorableTrashInfoBeforeMoving) {
     const TimeZone zone("CET-1");
-    ScratchTree tree;
+    TempTree tree;
     const fs::path item = tree.file("Ordner mit Leerzeichen/Grüße\xff.txt", "hallo");
     auto trash = desktopTrash(tree);
 
@@ -214,7 +195,7 @@ TEST(FreedesktopTrash, WritesARestorableTrashInfoBeforeMoving) {
 }
 
 TEST(FreedesktopTrash, ReservesNamesThroughTheInfoFileAndSkipsOrphans) {
-    ScratchTree tree;
+    TempTree tree;
     auto trash = desktopTrash(tree);
     const fs::path trashFolder = tree / "home/.local/share/Trash";
     ASSERT_TRUE(trash.moveToTrash(tree.file("one/a.txt", "1")));
@@ -238,7 +219,7 @@ TEST(FreedesktopTrash, ReservesNamesThroughTheInfoFileAndSkipsOrphans) {
 }
 
 TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
-    ScratchTree tree;
+    TempTree tree;
     auto trash = desktopTrash(tree);
     const fs::path item = tree.file("locked/a.txt", "stay");
     FrozenFolder frozen(tree / "locked");
@@ -257,7 +238,7 @@ TEST(FreedesktopTrash, AFailedMoveTakesItsInfoBackAndLeavesTheItem) {
 TEST(FreedesktopTrash, RefusesLinkedTrashFolders) {
     for (const char* planted :
          {".local", ".local/share/Trash", ".local/share/Trash/files", ".local/share/Trash/info"}) {
-        ScratchTree tree;
+        TempTree tree;
         tree.folder((fs::path("home") / planted).parent_path());
         tree.folder("elsewhere");
         tree.link(fs::path("home") / planted, tree / "elsewhere");
@@ -277,8 +258,8 @@ TEST(Trash, AnItemOnAnotherVolumeIsNeverMovedNorDeleted) {
     if (::stat("/dev/shm", &shm) != 0 || ::stat(fs::temp_directory_path().c_str(), &tmp) != 0 ||
         shm.st_dev == tmp.st_dev)
         GTEST_SKIP() << "no second file system (/dev/shm) here";
-    ScratchTree other("/dev/shm");
-    ScratchTree tree;
+    TempTree other("/dev/shm");
+    TempTree tree;
     tree.folder("home");
     const fs::path item = other.file("big/blob", "on another volume");
 
@@ -299,26 +280,4 @@ TEST(Trash, DataHomeFollowsTheXdgVariableOnlyWhenAbsolute) {
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", ""), "/home/anna/.local/share");
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "relative/data"), "/home/anna/.local/share");
     EXPECT_EQ(FreedesktopTrash::dataHomeFor("/home/anna", "/data/anna"), "/data/anna");
-}
-
-TEST(TrashDoubles, FaultInjectionLeavesTheChosenItemAndForwardsTheRest) {
-    ScratchTree tree;
-    tree.folder("home");
-    HomeTrash real(tree / "home");
-    FaultInjectingTrash faulty(real, [](int call, const fs::path&) { return call == 2; });
-    const fs::path items[] = {tree.file("a"), tree.file("b"), tree.file("c")};
-    std::vector<bool> moved;
-    for (const auto& item : items)
-        moved.push_back(faulty.moveToTrash(item).has_value());
-    EXPECT_EQ(moved, (std::vector<bool>{true, false, true}));
-    EXPECT_EQ(std::vector<bool>({present(items[0]), present(items[1]), present(items[2])}),
-              (std::vector<bool>{false, true, false}));
-
-    FakeTrash fake;
-    fake.failWith(TrashError::make(TrashError::Kind::noTrash));
-    EXPECT_EQ(fake.moveToTrash(fs::path("/x/y")).error().message, "Kein Papierkorb vorhanden");
-    fake.failWith(std::nullopt);
-    EXPECT_EQ(fake.moveToTrash(fs::path("/x/z")), fs::path("/Trash/z"));
-    EXPECT_EQ(fake.requests().size(), 2u);
-    EXPECT_EQ(fake.moved(), std::vector<fs::path>{"/x/z"});
 }

@@ -1,6 +1,6 @@
+#include "Doubles/TempTree.hpp"
 #include "Platform/FileIdentity.hpp"
 #include "Platform/ParentDirectory.hpp"
-#include "Platform/ScratchTree.hpp"
 #include "Platform/TreeDeleter.hpp"
 #include "Support/StopToken.hpp"
 
@@ -13,7 +13,8 @@
 #endif
 
 using namespace velmora;
-using namespace velmora::scratch;
+using namespace velmora::testing;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -52,16 +53,10 @@ std::int64_t countEntries(const fs::path& root) {
     return count;
 }
 
-std::int64_t allocated(const fs::path& path) {
-    struct stat st {};
-    ::lstat(path.c_str(), &st);
-    return std::int64_t{st.st_blocks} * 512;
-}
-
 } // namespace
 
 TEST(TreeDeleter, RemovesANastyTreeAndNothingThatItsLinksReach) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("outside/keep.txt", "outside");
     tree.file("outside/deeper/also.txt", "also");
     const fs::path sharedFile = tree.file("outside/linked.bin", std::string(10000, 'h'));
@@ -88,12 +83,13 @@ TEST(TreeDeleter, RemovesANastyTreeAndNothingThatItsLinksReach) {
 }
 
 TEST(TreeDeleter, CountsOnlyBytesThatAreReallyFreed) {
-    ScratchTree tree;
+    TempTree tree;
     const fs::path outsideLinked = tree.file("outside/linked", std::string(20000, 'o'));
     const fs::path twice = tree.file("item/twice", std::string(30000, 't'));
     fs::create_hard_link(twice, tree.folder("item/sub") / "twice-again");
     fs::create_hard_link(outsideLinked, tree / "item/sub/from-outside");
-    const std::int64_t expected = allocated(twice) + allocated(tree / "item") + allocated(tree / "item/sub");
+    const std::int64_t expected =
+        occupiedBytes(twice) + occupiedBytes(tree / "item") + occupiedBytes(tree / "item/sub");
 
     auto stats = TreeDeleter().remove(tree / "item");
     ASSERT_TRUE(stats);
@@ -103,7 +99,7 @@ TEST(TreeDeleter, CountsOnlyBytesThatAreReallyFreed) {
 }
 
 TEST(TreeDeleter, ALinkAsTheItemGoesAloneEvenWithATrailingSlash) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("target/inside.txt", "stays");
     for (const char* suffix : {"", "/"}) {
         const fs::path link = tree.link("caches/link", tree / "target");
@@ -117,7 +113,7 @@ TEST(TreeDeleter, ALinkAsTheItemGoesAloneEvenWithATrailingSlash) {
 
 TEST(TreeDeleter, RefusesBeforeTouchingAnything) {
     using Kind = DeleteError::Kind;
-    ScratchTree tree;
+    TempTree tree;
     tree.file("real/deeper/file.txt", "keep");
     tree.link("linked", tree / "real");
     const auto other = FileIdentity::of(tree.file("plain", "plain"));
@@ -157,7 +153,7 @@ TEST(TreeDeleter, RefusesBeforeTouchingAnything) {
 }
 
 TEST(TreeDeleter, ATenThousandDeepChainNeedsNeitherStackNorManyDescriptors) {
-    ScratchTree tree;
+    TempTree tree;
     constexpr int depth = 10'000;
     // Built through descriptors: the full path is far beyond PATH_MAX.
     int fd = ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY);
@@ -189,7 +185,7 @@ TEST(TreeDeleter, AFolderSwappedForALinkDuringTheWalkIsNeverFollowed) {
     // The swap happens once right after the folder above was listed, once right before the folder
     // itself is opened (after it was examined) – the two windows a racing program could use.
     for (const auto moment : {TreeDeleter::Event::listed, TreeDeleter::Event::descending}) {
-        ScratchTree tree;
+        TempTree tree;
         for (int i = 0; i < 5; ++i)
             tree.file("protected/file" + std::to_string(i), "secret " + std::to_string(i));
         tree.file("protected/inner/deep.txt", "deep");
@@ -216,7 +212,7 @@ TEST(TreeDeleter, AFolderSwappedForALinkDuringTheWalkIsNeverFollowed) {
 }
 
 TEST(TreeDeleter, AFolderReplacedByAnotherIsNotEntered) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("item/a/sub/x.txt");
     tree.file("item/b.txt");
     const TreeDeleter deleter([&](TreeDeleter::Event event, const fs::path& relative) {
@@ -234,7 +230,7 @@ TEST(TreeDeleter, AFolderReplacedByAnotherIsNotEntered) {
 }
 
 TEST(TreeDeleter, AFolderMovedAwayDuringADeepWalkStopsTheWayUp) {
-    ScratchTree tree;
+    TempTree tree;
     fs::path chain = "item";
     for (int i = 0; i < 60; ++i)
         chain /= "d";
@@ -260,7 +256,7 @@ TEST(TreeDeleter, AFolderMovedAwayDuringADeepWalkStopsTheWayUp) {
 }
 
 TEST(TreeDeleter, AnUnchangeableFolderStaysAndEverythingElseGoes) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("item/first.txt");
     tree.file("item/locked/one.txt", "1");
     tree.file("item/locked/two.txt", "2");
@@ -283,7 +279,7 @@ TEST(TreeDeleter, AnUnchangeableFolderStaysAndEverythingElseGoes) {
 }
 
 TEST(TreeDeleter, NeverEntersAnotherVolume) {
-    ScratchTree tree;
+    TempTree tree;
     tree.file("item/before.txt");
     tree.folder("item/mnt");
     ScratchMount mount(tree / "item/mnt");
@@ -305,7 +301,7 @@ TEST(TreeDeleter, NeverEntersAnotherVolume) {
 }
 
 TEST(TreeDeleter, StopsAtOnceWhenCancelled) {
-    ScratchTree tree;
+    TempTree tree;
     for (int i = 0; i < 20; ++i)
         tree.file("item/f" + std::to_string(i));
     StopSource source;

@@ -1,11 +1,10 @@
 #include "Platform/WorkspaceRunningApps.hpp"
 
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include <unistd.h>
 
@@ -15,11 +14,6 @@ using velmora::testing::TempTree;
 #ifdef __linux__
 
 namespace {
-
-void writeText(const std::filesystem::path& path, std::string_view text) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
 
 template <class Info> const Info* findPid(const std::vector<Info>& list, pid_t pid) {
     const auto found =
@@ -50,22 +44,22 @@ TEST(WorkspaceRunningApps, FindsThisTestProcess) {
 TEST(WorkspaceRunningApps, SkipsWhatCannotBeReadAndKernelThreads) {
     TempTree proc;
     // An ordinary process whose program was replaced while it runs.
-    writeText(proc / "100/comm", "editor\n");
-    writeText(proc / "100/cmdline", std::string("/usr/bin/editor\0file.txt\0", 25));
-    std::filesystem::create_symlink("/usr/bin/editor (deleted)", proc / "100/exe");
+    proc.file("100/comm", "editor\n");
+    proc.file("100/cmdline", std::string("/usr/bin/editor\0file.txt\0", 25));
+    proc.link("100/exe", "/usr/bin/editor (deleted)");
     // Vanished between listing /proc and reading it.
     proc.folder("200");
     // A kernel thread: a name, no program, no command line.
-    writeText(proc / "300/comm", "kworker/0:1\n");
-    writeText(proc / "300/cmdline", "");
+    proc.file("300/comm", "kworker/0:1\n");
+    proc.file("300/cmdline", "");
     // Another user's process: the program is hidden, the command line is not.
-    writeText(proc / "400/comm", "caf\xe9\n");
-    writeText(proc / "400/cmdline", std::string("cafe\0", 5));
+    proc.file("400/comm", "caf\xe9\n");
+    proc.file("400/cmdline", std::string("cafe\0", 5));
     // Not processes.
-    writeText(proc / "self/comm", "nope\n");
-    writeText(proc / "12x/comm", "nope\n");
-    writeText(proc / "0/comm", "nope\n");
-    writeText(proc / "uptime", "1 2\n");
+    proc.file("self/comm", "nope\n");
+    proc.file("12x/comm", "nope\n");
+    proc.file("0/comm", "nope\n");
+    proc.file("uptime", "1 2\n");
 
     WorkspaceRunningApps source(nullptr, proc.root());
     auto processes = source.runningProcesses();

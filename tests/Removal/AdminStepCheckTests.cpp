@@ -1,11 +1,13 @@
 #include "Removal/AdminStepCheck.hpp"
 
+#include "Doubles/TempTree.hpp"
 #include "Removal/AdminTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace velmora;
 using namespace velmora::test;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -97,6 +99,9 @@ TEST(AdminStepCheck, OnlyTheListedToolsWithTheirExactArgumentsPass) {
                   {step("/bin/launchctl ", {"bootout", "system/org.example.x"}), unknownTool},
               });
     EXPECT_TRUE(guard.asked->empty()) << "only rm targets go to the guard";
+    // Without a guard nothing may be removed at all.
+    EXPECT_EQ(AdminStepCheck(SafetyCheck{}).check(rm({"-rf", "/Library/Caches/a"})),
+              "Keine Sicherheitsprüfung verfügbar");
 }
 
 TEST(AdminStepCheck, RmRulesAnswerInTheirOrder) {
@@ -155,24 +160,11 @@ TEST(AdminStepCheck, RmRulesAnswerInTheirOrder) {
         });
 }
 
-TEST(AdminStepCheck, GuardIsAskedOnlyAfterThePathRulesPassed) {
-    RecordingGuard guard;
-    AdminStepCheck check(guard.check());
-    check.check(rm({"-rf", "/Library/Caches/a/b"}));
-    check.check(rm({"-rf", "/Library/Caches/a"}));
-    check.check(rm({"-f", "/Library/LaunchDaemons/org.example.x.plist"}));
-    EXPECT_EQ(*guard.asked, (std::vector<std::filesystem::path>{
-                                "/Library/Caches/a", "/Library/LaunchDaemons/org.example.x.plist"}));
-    // Without a guard nothing may be removed at all.
-    EXPECT_EQ(AdminStepCheck(SafetyCheck{}).check(rm({"-rf", "/Library/Caches/a"})),
-              "Keine Sicherheitsprüfung verfügbar");
-}
-
-TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndTheGuardTheRealOne) {
-    TempRoot root;
-    const std::string r = root.path().string();
+TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndOnlyPassingPathsReachTheGuard) {
+    TempTree root;
+    const std::string r = root.root().string();
     RecordingGuard guard{root / "/Library/Caches/Protected"};
-    for (const auto& prefix : {root.path(), std::filesystem::path(r + "/")}) {
+    for (const auto& prefix : {root.root(), std::filesystem::path(r + "/")}) {
         guard.asked->clear();
         AdminStepCheck check(guard.check(), prefix);
         expectAll(
@@ -188,7 +180,7 @@ TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndTheGuardTheRealO
                 {rm({"-rf", r + "/"}), ambiguous},
                 {rm({"-rf", "/Library/Caches/a"}), outside},
                 {rm({"-rf", r + "x/Library/Caches/a"}), outside}, // a sibling whose name only starts alike
-                {rm({"-rf", root.path().parent_path().string()}), outside},
+                {rm({"-rf", root.root().parent_path().string()}), outside},
             });
         EXPECT_EQ(*guard.asked, (std::vector<std::filesystem::path>{
                                     r + "/Library/Caches/a", r + "/Library/Caches/Protected",

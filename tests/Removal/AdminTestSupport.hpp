@@ -1,4 +1,5 @@
-// Shared pieces of the admin removal tests: a temp folder standing for "/", and steps built briefly.
+// Shared pieces of the admin removal tests: readable outcomes in failure messages, and steps built
+// briefly.
 #pragma once
 
 #include "Findings/AdminStep.hpp"
@@ -7,9 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -39,37 +38,6 @@ inline void PrintTo(const AdminRunResult& run, std::ostream* out) {
 } // namespace velmora
 
 namespace velmora::test {
-
-// A fresh folder below the system's temp folder, removed with everything in it afterwards.
-class TempRoot {
-public:
-    TempRoot() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-admin-XXXXXX").string();
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~TempRoot() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempRoot(const TempRoot&) = delete;
-    TempRoot& operator=(const TempRoot&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-    // "/Library/Caches/x" as it lies below this root.
-    std::filesystem::path operator/(const std::string& absolute) const {
-        return path_ / std::filesystem::path(absolute).relative_path();
-    }
-    // Writes a small file (and its folders) at a path below the root, returning its real path.
-    std::filesystem::path file(const std::string& absolute, const std::string& content = "x") const {
-        const auto where = *this / absolute;
-        std::filesystem::create_directories(where.parent_path());
-        std::ofstream(where) << content;
-        return where;
-    }
-
-private:
-    std::filesystem::path path_;
-};
 
 inline AdminStep step(std::string executable, std::vector<std::string> arguments,
                       std::optional<std::string> itemID = std::nullopt,

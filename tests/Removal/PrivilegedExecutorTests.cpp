@@ -58,13 +58,6 @@ TEST(AppleScriptPrivilegedExecutor, MapsHowOsascriptEnded) {
         AdminRunResult::failed("Konnte nicht gestartet werden: No such file or directory"));
 }
 
-TEST(AppleScriptPrivilegedExecutor, ARunnerTimeLimitEndsAHangingPrompt) {
-    auto runner = std::make_shared<ScriptedCommandRunner>();
-    runner->expect("/usr/bin/osascript").hangs();
-    AppleScriptPrivilegedExecutor executor(runner, 100ms);
-    EXPECT_EQ(executor.run(oneStep, {}), AdminRunResult::failed("Zeitüberschreitung"));
-}
-
 TEST(PkexecPrivilegedExecutor, RunsTheScriptThroughShAndMapsPkexecStatuses) {
     const auto runWith = [](auto configure) {
         auto runner = std::make_shared<ScriptedCommandRunner>();

@@ -17,10 +17,6 @@ std::vector<std::string> ids(const std::vector<RemovalStep>& steps) {
     return result;
 }
 
-FindingItem sized(std::string path, std::optional<std::int64_t> size) {
-    return itemAt(fs::path(std::move(path)), size);
-}
-
 } // namespace
 
 TEST(RemovalPlan, SortsByMethodLeavesHintsOutAndPreviewsEveryAction) {
@@ -29,21 +25,21 @@ TEST(RemovalPlan, SortsByMethodLeavesHintsOutAndPreviewsEveryAction) {
         {itemWithoutPath("my app", 500)});
     const auto trash =
         findingOf("appCaches.a", RemovalMethod::trash(),
-                  {sized("/Users/anna/Library/Caches/a", 100), sized("/Users/anna/Library/Caches/b b", {}),
-                   sized("/Users/anna/Library/Caches/not chosen", 7)});
+                  {itemAt("/Users/anna/Library/Caches/a", 100), itemAt("/Users/anna/Library/Caches/b b", {}),
+                   itemAt("/Users/anna/Library/Caches/not chosen", 7)});
     const auto del = findingOf("xcode.derivedData", RemovalMethod::deleteDirectly(),
-                               {sized("/Users/anna/Library/Developer/Xcode/DerivedData/it's", 1000)});
+                               {itemAt("/Users/anna/Library/Developer/Xcode/DerivedData/it's", 1000)});
     const auto admin =
         findingOf("services.daemon",
                   RemovalMethod::admin(
                       {AdminStep{"/bin/launchctl", {"bootout", "system/com.example.d"}, "d", false},
                        AdminStep{"/bin/rm", {"-f", "/Library/LaunchDaemons/com.example.d.plist"}, "d", true},
                        AdminStep{"/bin/rm", {"-f", "/Library/LaunchDaemons/other.plist"}, "other", false}}),
-                  {sized("d", 4), sized("other", 5)});
+                  {itemAt("d", 4), itemAt("other", 5)});
     const auto hint = findingOf("personal.photos",
                                 RemovalMethod::hint(HintAction{HintAction::OpenURL{"https://example.com"}}),
-                                {sized("/Users/anna/Pictures", 99'000)});
-    const auto nothingChosen = findingOf("appCaches.none", RemovalMethod::trash(), {sized("/x", 1)});
+                                {itemAt("/Users/anna/Pictures", 99'000)});
+    const auto nothingChosen = findingOf("appCaches.none", RemovalMethod::trash(), {itemAt("/x", 1)});
 
     const auto plan = RemovalPlan::build(
         {allOf(tool), FindingSelection{trash, {trash.items[0], trash.items[1]}}, allOf(del), allOf(hint),
@@ -75,10 +71,10 @@ TEST(RemovalPlan, SortsByMethodLeavesHintsOutAndPreviewsEveryAction) {
 
 TEST(RemovalPlan, OnlyTrashItemsOfKnownSizeAboveTenGigabytesAreDeletedDirectly) {
     const auto trash = findingOf("ai.models", RemovalMethod::trash(),
-                                 {sized("/m/exact", 10'000'000'000), sized("/m/above", 10'000'000'001),
-                                  sized("/m/unknown", {}), sized("/m/huge", 400'000'000'000)});
+                                 {itemAt("/m/exact", 10'000'000'000), itemAt("/m/above", 10'000'000'001),
+                                  itemAt("/m/unknown", {}), itemAt("/m/huge", 400'000'000'000)});
     const auto alreadyDelete =
-        findingOf("xcode.archives", RemovalMethod::deleteDirectly(), {sized("/x/a", 20'000'000'000)});
+        findingOf("xcode.archives", RemovalMethod::deleteDirectly(), {itemAt("/x/a", 20'000'000'000)});
 
     const auto plain = RemovalPlan::build({allOf(trash), allOf(alreadyDelete)}, {});
     EXPECT_TRUE(plain.directDeleteCandidates.empty());
@@ -99,7 +95,7 @@ TEST(RemovalPlan, OnlyTrashItemsOfKnownSizeAboveTenGigabytesAreDeletedDirectly) 
 }
 
 TEST(RemovalPlan, RecordsWhatLiesAtEveryPathWhenItIsBuilt) {
-    scratch::ScratchTree tree;
+    velmora::testing::TempTree tree;
     const auto folder = tree.folder("cache");
     tree.link("link", "cache");
     const auto finding =
@@ -108,11 +104,8 @@ TEST(RemovalPlan, RecordsWhatLiesAtEveryPathWhenItIsBuilt) {
     const auto plan = RemovalPlan::build({allOf(finding)}, {});
     const auto& items = plan.trashSteps.at(0).items;
     ASSERT_EQ(items.size(), 4u);
-    ASSERT_TRUE(items[0].identity);
-    EXPECT_EQ(items[0].identity->kind, FileIdentity::Kind::folder);
-    ASSERT_TRUE(items[1].identity);
-    EXPECT_EQ(items[1].identity->kind, FileIdentity::Kind::symlink);
-    EXPECT_FALSE(items[2].identity);
+    EXPECT_EQ(items[0].identity, FileIdentity::of(folder));
+    EXPECT_EQ(items[1].identity, FileIdentity::of(tree / "link"));
     EXPECT_FALSE(items[3].identity);
     EXPECT_FALSE(items[0].changeReason());
     EXPECT_FALSE(items[1].changeReason());

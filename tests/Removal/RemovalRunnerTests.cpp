@@ -11,7 +11,6 @@
 
 using namespace velmora;
 using namespace velmora::removaltest;
-using velmora::scratch::present;
 
 namespace {
 
@@ -35,9 +34,7 @@ struct RunnerFixture {
         };
     }
 
-    fs::path cacheFile(const std::string& name) const {
-        return home.tree.file((home.cache / name).lexically_relative(home.tree.root()), name);
-    }
+    fs::path cacheFile(const std::string& name) const { return home.tree.file(home.cache / name, name); }
 
     RemovalReport run(const std::vector<FindingSelection>& selections, RemovalOptions options = {},
                       StopToken stop = {}) {
@@ -142,11 +139,11 @@ TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
     const auto admin =
         adminFinding("system.caches", {AdminStep{"/usr/bin/log", {"erase", "--all"}, {}, false}},
                      {itemWithoutPath("log", 30)});
-    const auto before = listing(f.home.tree.root());
+    const auto before = snapshot(f.home.tree.root());
 
     const auto report = f.run({allOf(trash), allOf(del), allOf(admin)}, {.dryRun = true});
 
-    EXPECT_EQ(listing(f.home.tree.root()), before);
+    EXPECT_EQ(snapshot(f.home.tree.root()), before);
     EXPECT_TRUE(fakeTrash->requests().empty());
     EXPECT_TRUE(executor->scripts().empty());
     ASSERT_EQ(report.results.size(), 3u);
@@ -243,7 +240,7 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     const auto plan = RemovalPlan::build({allOf(perItem), allOf(whole), allOf(keptOne)}, {});
 
     fs::remove(p1);
-    f.home.tree.file(p1.lexically_relative(f.home.tree.root()), "planted");
+    f.home.tree.file(p1, "planted");
     fs::remove(p4);
     const auto report = RemovalRunner(f.services).run(plan);
 

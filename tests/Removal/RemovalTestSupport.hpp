@@ -1,12 +1,12 @@
 // Shared pieces of the removal tests: a user's home in a temp tree in either layout with its guard and
-// its real Trash, findings built from paths, and tree listings to compare before and after a run.
+// its real Trash, and findings built from paths.
 #pragma once
 
+#include "Doubles/TempTree.hpp"
 #include "Findings/Finding.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/HomeTrash.hpp"
 #include "Platform/PlatformLayout.hpp"
-#include "Platform/ScratchTree.hpp"
 #include "Removal/FindingSelection.hpp"
 #include "Removal/ItemOutcome.hpp"
 #include "Safety/SafetyGuard.hpp"
@@ -21,6 +21,9 @@
 namespace velmora::removaltest {
 
 namespace fs = std::filesystem;
+using testing::present;
+using testing::snapshot;
+using testing::without;
 
 // anna's home below a temp root: a cache folder the guard allows, a documents folder it protects, and
 // the Trash of the layout (~/.Trash, or ~/.local/share/Trash).
@@ -56,7 +59,7 @@ struct Home {
     }
 
     PlatformLayout layout;
-    scratch::ScratchTree tree;
+    testing::TempTree tree;
     fs::path home;
     fs::path cache;
     fs::path documents;
@@ -98,24 +101,6 @@ inline Finding findingOf(std::string scannerID, RemovalMethod method, std::vecto
 
 inline FindingSelection allOf(const Finding& finding) {
     return FindingSelection{finding, finding.items};
-}
-
-// Every entry below `root` (links not followed) with its kind and, for files, content and for links,
-// target. Keys are taken lexically, so that a link is listed under its own name.
-inline std::map<std::string, std::string> listing(const fs::path& root) {
-    return scratch::snapshot(root);
-}
-
-// The listing of `root` without what lies at or below each of `paths`.
-inline std::map<std::string, std::string> without(std::map<std::string, std::string> listing,
-                                                  const fs::path& root, const std::vector<fs::path>& paths) {
-    for (const auto& path : paths) {
-        const std::string rel = path.lexically_relative(root).string();
-        std::erase_if(listing, [&](const auto& entry) {
-            return entry.first == rel || entry.first.starts_with(rel + "/");
-        });
-    }
-    return listing;
 }
 
 // "removed", "skipped: <reason>" … per item id, for compact assertions.

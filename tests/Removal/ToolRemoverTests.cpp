@@ -138,43 +138,40 @@ TEST(ToolRemover, ARunningAppSkipsTheWholeFindingBeforeAnythingRuns) {
 }
 
 TEST(ToolRemover, HomebrewTrustProblemsGiveTheTwoCommandsToRun) {
-    const std::set<fs::path> brew = {"/opt/homebrew/bin/brew"};
     const std::string hint =
         "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew "
-        "trust acme/tools · brew uninstall --cask widget";
+        "trust acme/tools · brew ";
     const auto cask = toolFinding("brew", {"uninstall", "--cask", "widget"}, twoItems(), "brew.cask");
-    for (const auto& [out, err] : std::vector<std::pair<std::string, std::string>>{
-             {"", "Error: Refusing to load cask from untrusted tap   acme/tools\n"},
-             {"Warning: tap acme/tools is not trusted.\n", ""},
-         }) {
-        Fixture f;
-        f.runner->expect("/opt/homebrew/bin/brew").returns(1, out, err);
-        EXPECT_EQ(outcomeTexts(f.remove(cask, brew)), (std::vector<std::string>{hint, hint}));
-    }
-    {
+    const auto cleanup = toolFinding("brew", {"cleanup", "--prune=all"}, twoItems());
+    struct Case {
+        Finding finding;
+        std::string out, err;
+        std::string expected;
+        RemovalOptions options = {};
+    };
+    const std::vector<Case> cases = {
+        {cask, "", "Error: Refusing to load cask from untrusted tap   acme/tools\n",
+         hint + "uninstall --cask widget"},
+        {cask, "Warning: tap acme/tools is not trusted.\n", "", hint + "uninstall --cask widget"},
         // With zap the command carries --zap; the hint still names the plain uninstall.
-        Fixture f;
-        f.runner->expect("/opt/homebrew/bin/brew", {"uninstall", "--cask", "--zap", "widget"})
-            .returns(1, "", "untrusted tap acme/tools");
-        EXPECT_EQ(outcomeTexts(f.remove(cask, brew, false, {.zap = true}))[0], hint);
-    }
-    {
+        {cask, "", "untrusted tap acme/tools", hint + "uninstall --cask widget", {.zap = true}},
         // Not a cask uninstall: the second command is the failed one.
+        {cleanup, "", "untrusted tap acme/tools", hint + "cleanup --prune=all"},
+        // Other tools and a tap name without owner keep the exit status.
+        {toolFinding("npm", {"x"}, twoItems()), "", "untrusted tap acme/tools", "fehlgeschlagen: Exit 1"},
+        {cask, "", "Error: untrusted tap acme", "fehlgeschlagen: Exit 1"},
+    };
+    for (const auto& c : cases) {
         Fixture f;
-        f.runner->expect("/opt/homebrew/bin/brew").returns(1, "", "untrusted tap acme/tools");
-        EXPECT_EQ(
-            outcomeTexts(f.remove(toolFinding("brew", {"cleanup", "--prune=all"}, twoItems()), brew))[0],
-            "fehlgeschlagen: Homebrew vertraut diesem Tap nicht. Führe nacheinander aus: brew trust "
-            "acme/tools · brew cleanup --prune=all");
-    }
-    {
-        // Other tools, unrelated brew errors and a tap name without owner keep the exit status.
-        Fixture f;
-        f.runner->expect("/usr/bin/npm").returns(1, "", "untrusted tap acme/tools");
-        f.runner->expect("/opt/homebrew/bin/brew").returns(1, "", "Error: untrusted tap acme");
-        EXPECT_EQ(outcomeTexts(f.remove(toolFinding("npm", {"x"}, twoItems()), {"/usr/bin/npm"}))[0],
-                  "fehlgeschlagen: Exit 1");
-        EXPECT_EQ(outcomeTexts(f.remove(cask, brew))[0], "fehlgeschlagen: Exit 1");
+        f.runner->expect("/usr/bin/npm").returns(1, c.out, c.err);
+        f.runner->expect("/opt/homebrew/bin/brew").returns(1, c.out, c.err);
+        const auto texts =
+            outcomeTexts(f.remove(c.finding, {"/opt/homebrew/bin/brew", "/usr/bin/npm"}, false, c.options));
+        EXPECT_EQ(texts, (std::vector<std::string>{c.expected, c.expected})) << c.err;
+        if (c.options.zap) {
+            EXPECT_EQ(f.runner->calls().at(0).arguments,
+                      (std::vector<std::string>{"uninstall", "--cask", "--zap", "widget"}));
+        }
     }
 }
 

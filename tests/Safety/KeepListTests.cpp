@@ -1,6 +1,6 @@
 #include "Safety/KeepList.hpp"
 
-#include "Safety/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>

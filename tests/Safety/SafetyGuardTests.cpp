@@ -1,6 +1,6 @@
 #include "Safety/SafetyGuard.hpp"
 
-#include "Safety/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 

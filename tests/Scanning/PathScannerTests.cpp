@@ -1,4 +1,4 @@
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Scanning/Catalog.hpp"
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -12,7 +12,7 @@
 
 using namespace velmora;
 using namespace std::chrono_literals;
-using velmora::scratch::ScratchTree;
+using velmora::testing::TempTree;
 
 namespace {
 
@@ -36,7 +36,7 @@ public:
     }
 };
 
-ScanContext contextFor(const ScratchTree& tree) {
+ScanContext contextFor(const TempTree& tree) {
     ScanContext context;
     context.rootPrefix = tree.root();
     context.home = tree / "Users/anna";
@@ -66,7 +66,7 @@ void setAge(const fs::path& path, std::chrono::system_clock::time_point when) {
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
 }
 
-void writeArchive(const ScratchTree& tree, const std::string& relative, const std::string& creationDate) {
+void writeArchive(const TempTree& tree, const std::string& relative, const std::string& creationDate) {
     tree.folder("Users/anna/Library/Developer/Xcode/Archives/" + relative);
     if (!creationDate.empty())
         tree.file(
@@ -80,7 +80,7 @@ void writeArchive(const ScratchTree& tree, const std::string& relative, const st
 } // namespace
 
 TEST(PathScanner, WildcardsMatchVisibleEntriesAndNameHuggingFaceModels) {
-    ScratchTree tree;
+    TempTree tree;
     const auto context = contextFor(tree);
     const auto& rule = Catalog::rule("ai.huggingFace");
     EXPECT_TRUE(scan(rule, context).empty());         // nothing there: no finding, not an empty one
@@ -103,7 +103,7 @@ TEST(PathScanner, WildcardsMatchVisibleEntriesAndNameHuggingFaceModels) {
 }
 
 TEST(PathScanner, SymbolicLinksAndTheRubyCredentialsFileAreNeitherFollowedNorMatched) {
-    ScratchTree tree;
+    TempTree tree;
     const auto context = contextFor(tree);
     tree.file("elsewhere/DerivedData/Big/file", std::string(5000, 'x'));
     tree.file("elsewhere/Project/file", std::string(700, 'x'));
@@ -128,7 +128,7 @@ TEST(PathScanner, SymbolicLinksAndTheRubyCredentialsFileAreNeitherFollowedNorMat
 }
 
 TEST(PathScanner, AgeFilterUsesTheContextsNow) {
-    ScratchTree tree;
+    TempTree tree;
     auto context = contextFor(tree);
     PathRule rule = Catalog::rule("simulators.logs");
     rule.patterns = {"Library/Logs/App/*.log"};
@@ -143,7 +143,7 @@ TEST(PathScanner, AgeFilterUsesTheContextsNow) {
 }
 
 TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
-    ScratchTree tree;
+    TempTree tree;
     const auto context = contextFor(tree);
     writeArchive(tree, "2026-01-01/A 10.00.xcarchive", "2026-01-01T10:00:00Z");
     writeArchive(tree, "2026-01-01/B 10.00.xcarchive", "2026-01-01T10:00:00Z");
@@ -162,7 +162,7 @@ TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
 }
 
 TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
-    ScratchTree tree;
+    TempTree tree;
     auto context = contextFor(tree);
     PathRule rule = Catalog::rule("system.iosUpdates");
     rule.patterns = {"Library/iTunes/iPhone Software Updates/*.ipsw"};
@@ -180,7 +180,7 @@ TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
 }
 
 TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
-    ScratchTree tree;
+    TempTree tree;
     auto context = contextFor(tree);
     tree.file("Users/anna/.npm/_cacache/index", std::string(10, 'x'));
     tree.file("Users/anna/Library/pnpm/store/v3/x", std::string(10, 'x'));
@@ -204,7 +204,7 @@ TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
 }
 
 TEST(PathScanner, AbsoluteRulesResolveBelowTheRootPrefixAndHintsShowThePlace) {
-    ScratchTree tree;
+    TempTree tree;
     const auto context = contextFor(tree);
     tree.file("Library/Developer/CommandLineTools/usr/bin/clang", std::string(64, 'x'));
     const auto findings = scan(Catalog::rule("xcode.libraryDeveloper"), context);
@@ -247,7 +247,7 @@ TEST(CatalogDeathTest, UnknownRuleIdStopsTheProgram) {
 }
 
 TEST(OldLogsScanner, CountsOnlyOldFilesAndLeavesSimulatorLogsToTheirOwnFinding) {
-    ScratchTree tree;
+    TempTree tree;
     auto context = contextFor(tree);
     const auto old = tree.file("Users/anna/Library/Logs/App/old.log", std::string(40, 'o'));
     const auto recent = tree.file("Users/anna/Library/Logs/App/recent.log", std::string(50, 'r'));

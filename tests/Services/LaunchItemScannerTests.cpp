@@ -1,7 +1,7 @@
 #include "Services/LaunchItemScanner.hpp"
 
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Services/LaunchTreeSupport.hpp"
 #include "Support/StopToken.hpp"
 

@@ -2,7 +2,7 @@
 // with libplist), app bundles with an Info.plist, and programs, all below a root that stands for "/".
 #pragma once
 
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 #include "Services/LaunchItemScanner.hpp"
 #include "Services/WorkspaceAppLocator.hpp"
 
@@ -173,7 +173,7 @@ public:
         return sources;
     }
 
-    scratch::ScratchTree scratch;
+    velmora::testing::TempTree scratch;
 };
 
 inline const LaunchItem* itemWithID(const std::vector<LaunchItem>& items, std::string_view id) {

@@ -1,7 +1,7 @@
 #include "Services/LaunchdService.hpp"
 
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ using namespace velmora::test;
 namespace {
 
 std::string fixture(const std::string& name) {
-    return scratch::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "launchctl" / name);
+    return velmora::testing::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "launchctl" / name);
 }
 
 TEST(LaunchdService, ParsesTheServicesOwnBlockOnly) {

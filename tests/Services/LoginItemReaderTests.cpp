@@ -1,7 +1,7 @@
 #include "Services/LoginItemReader.hpp"
 
 #include "Doubles/ScriptedCommandRunner.hpp"
-#include "Platform/ScratchTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ constexpr auto on = "Startet bei jeder Anmeldung.";
 constexpr auto off = "Ist in den Systemeinstellungen ausgeschaltet.";
 
 std::string fixture(const std::string& name) {
-    return scratch::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "sfltool" / name);
+    return velmora::testing::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "sfltool" / name);
 }
 
 TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {

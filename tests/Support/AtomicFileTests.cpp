@@ -1,6 +1,6 @@
 #include "Support/AtomicFile.hpp"
 
-#include "Safety/TempTree.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gtest/gtest.h>
 
