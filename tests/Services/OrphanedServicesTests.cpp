@@ -86,9 +86,8 @@ TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrderAndBlockedOrphansMakeNo
     EXPECT_TRUE(
         OrphanedServices::findings(scanner, {item("user/org.cups.thing"), item("user/odd label")}).empty());
     EXPECT_EQ(OrphanedServices::countText(1), "1 verwaister Hintergrunddienst");
-}
 
-TEST_F(OrphanedServicesTree, StartFileMustLieInItsScopesFolder) {
+    // The start file must lie in its scope's folder.
     LaunchItem moved = item("user/org.example.orphan");
     moved.plistURL = tree.home() / "Library/LaunchAgents/Old/org.example.orphan.plist";
     EXPECT_EQ(scanner.removalBlockReason(moved), misplaced);
