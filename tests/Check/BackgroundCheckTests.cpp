@@ -99,7 +99,7 @@ TEST(CheckScheduler, LeavesAtMostTheAgentOfTheChosenScheduleRegistered) {
     EXPECT_TRUE(service->registered.empty());
 }
 
-TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindings) {
+TEST(BackgroundCheck, PostsOnlyWhenAStoredSnapshotCallsForItAndNeverTouchesTheFindings) {
     CheckBench bench(NotificationAuthorization::authorized);
     bench.tree.file("npm/_cacache/index", "cache");
     const auto before = snapshot(bench.tree / "npm");
@@ -136,18 +136,15 @@ TEST(BackgroundCheck, PostsOnlyWhenTheSnapshotCallsForItAndNeverTouchesTheFindin
     EXPECT_EQ(outcome->notification->body, "3 GB aufräumbar");
     EXPECT_TRUE(denied.notifier->posted.empty());
     EXPECT_EQ(denied.dependencies.history->all(), std::vector<CheckSnapshot>{outcome->snapshot});
-}
 
-TEST(BackgroundCheck, AHistoryThatCannotBeWrittenEndsTheRunWithoutANotification) {
-    TempTree blocker;
-    blocker.file("Velmora2", "a file where the folder should be");
-    CheckBench bench(NotificationAuthorization::authorized, blocker / "Velmora2/history.json");
-    bench.cacheSize = 3 * GB;
-    const auto outcome = BackgroundCheck::run(bench.dependencies);
+    // A history that cannot be written ends the run before anyone is asked or told anything.
+    CheckBench blocked(NotificationAuthorization::authorized, bench.tree / "npm/_cacache/index/history.json");
+    blocked.cacheSize = 3 * GB;
+    outcome = BackgroundCheck::run(blocked.dependencies);
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().step, CheckHistoryError::Step::createFolder);
-    EXPECT_TRUE(bench.notifier->posted.empty());
-    EXPECT_EQ(bench.notifier->authorizationQueries, 0);
+    EXPECT_TRUE(blocked.notifier->posted.empty());
+    EXPECT_EQ(blocked.notifier->authorizationQueries, 0);
 }
 
 TEST(LastCheckSummary, SaysHowLongAgoAndWhatTheCheckFound) {

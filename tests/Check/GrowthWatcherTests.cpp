@@ -58,7 +58,6 @@ TEST(GrowthWatcher, LowerBoundsAndMissingHistoryRaiseNoGrowth) {
     after.lowerBoundIDs = {"xcode.derivedData"};
     EXPECT_TRUE(growthIDs(GrowthWatcher::alerts(before, after)).empty());
     EXPECT_TRUE(growthIDs(GrowthWatcher::alerts(std::nullopt, after)).empty());
-    EXPECT_TRUE(growthIDs(GrowthWatcher::alerts(snapshot({}), after)).empty());
 }
 
 TEST(GrowthWatcher, SpaceCleanableAndOrphanAlertsInOrder) {

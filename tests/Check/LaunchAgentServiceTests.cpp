@@ -99,16 +99,15 @@ TEST(LaunchAgentService, StatusComesFromLaunchdAndThePlistOnDisk) {
 
     agents.tree.file("Library/LaunchAgents/" + weekly,
                      LaunchAgentService::propertyList(CheckSchedule::weekly, "/v"));
+    // Our file there: not loaded means waiting for approval; any answer about it means enabled.
     agents.runner->expect("/bin/launchctl", printWeekly).returns(113).once();
-    EXPECT_EQ(agents.service.status(weekly), AgentStatus::requiresApproval);
     agents.runner->expect("/bin/launchctl", printWeekly)
         .returns(0, "gui/501/… = {\n\tstate = waiting\n}\n")
         .once();
-    EXPECT_EQ(agents.service.status(weekly), AgentStatus::enabled);
     agents.runner->expect("/bin/launchctl", printWeekly)
-        .fails(CommandError::Kind::launchFailed, "No such file")
-        .once();
-    EXPECT_EQ(agents.service.status(weekly), AgentStatus::notFound);
+        .fails(CommandError::Kind::launchFailed, "No such file");
+    for (const auto expected : {AgentStatus::requiresApproval, AgentStatus::enabled, AgentStatus::notFound})
+        EXPECT_EQ(agents.service.status(weekly), expected) << rawValue(expected);
     EXPECT_EQ(agents.service.status("com.example.other.plist"), AgentStatus::notFound);
 }
 

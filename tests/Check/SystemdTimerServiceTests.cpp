@@ -39,18 +39,18 @@ struct UserUnits {
 
 TEST(SystemdTimerService, UnitsRunTheCheckAtTheScheduledTimeAndCatchUpMissedRuns) {
     const auto timer = SystemdTimerService::timerUnit(CheckSchedule::weekly);
-    EXPECT_NE(timer.find("\nOnCalendar=Sun *-*-* 10:00:00\n"), std::string::npos) << timer;
-    EXPECT_NE(timer.find("\nPersistent=true\n"), std::string::npos);
-    EXPECT_NE(timer.find("\nUnit=velmora2-check-weekly.service\n"), std::string::npos);
-    EXPECT_NE(timer.find("\nWantedBy=timers.target\n"), std::string::npos);
-    EXPECT_NE(SystemdTimerService::timerUnit(CheckSchedule::monthly).find("\nOnCalendar=*-*-01 10:00:00\n"),
-              std::string::npos);
     const auto service =
         SystemdTimerService::serviceUnit(CheckSchedule::monthly, "/opt/velmora 2/50%/$x/velmora");
     ASSERT_TRUE(service);
-    EXPECT_NE(service->find("\nExecStart=\"/opt/velmora 2/50%%/$x/velmora\" --check\n"), std::string::npos)
-        << *service;
-    EXPECT_NE(service->find("\nType=oneshot\n"), std::string::npos);
+    for (const auto& [unit, line] : std::vector<std::pair<std::string, std::string>>{
+             {timer, "OnCalendar=Sun *-*-* 10:00:00"},
+             {timer, "Persistent=true"},
+             {timer, "Unit=velmora2-check-weekly.service"},
+             {timer, "WantedBy=timers.target"},
+             {SystemdTimerService::timerUnit(CheckSchedule::monthly), "OnCalendar=*-*-01 10:00:00"},
+             {*service, "ExecStart=\"/opt/velmora 2/50%%/$x/velmora\" --check"},
+             {*service, "Type=oneshot"}})
+        EXPECT_NE(unit.find("\n" + line + "\n"), std::string::npos) << line << " in\n" << unit;
     for (const char* refused : {"/opt/a\"b/velmora", "/opt/a\\b/velmora", "/opt/a'b/velmora",
                                 "/opt/a\nb/velmora", "/opt/\xff/velmora"})
         EXPECT_EQ(SystemdTimerService::quotedExecutable(refused), std::nullopt) << refused;
@@ -141,22 +141,18 @@ TEST(SystemdTimerService, StatusReadsIsEnabledOnlyWhenOurTimerIsThere) {
 
     units.tree.file(".config/systemd/user/velmora2-check-weekly.timer", "[Timer]\n");
     const std::vector<std::string> isEnabled{"--user", "is-enabled", "velmora2-check-weekly.timer"};
-    const std::vector<std::pair<ScriptedCommandRunner::Outcome, AgentStatus>> answers{
-        {CommandResult{0, "enabled\n", ""}, AgentStatus::enabled},
-        {CommandResult{1, "disabled\n", ""}, AgentStatus::notRegistered},
-        {CommandResult{1, "masked\n", ""}, AgentStatus::requiresApproval},
-        {CommandResult{1, "", "Failed to connect to bus\n"}, AgentStatus::notFound},
-        {std::unexpected(CommandError{CommandError::Kind::launchFailed, "No such file"}),
-         AgentStatus::notFound},
-    };
-    for (const auto& [answer, expected] : answers) {
-        auto& expectation = units.runner->expect("/usr/bin/systemctl", isEnabled).once();
-        if (answer)
-            expectation.returns(answer->exitCode, answer->standardOutput, answer->standardError);
-        else
-            expectation.fails(answer.error().kind, answer.error().message);
+    const std::vector<std::tuple<int, std::string, std::string, AgentStatus>> answers{
+        {0, "enabled\n", "", AgentStatus::enabled},
+        {1, "disabled\n", "", AgentStatus::notRegistered},
+        {1, "masked\n", "", AgentStatus::requiresApproval},
+        {1, "", "Failed to connect to bus\n", AgentStatus::notFound}};
+    for (const auto& [exitCode, out, err, expected] : answers) {
+        units.runner->expect("/usr/bin/systemctl", isEnabled).once().returns(exitCode, out, err);
         EXPECT_EQ(units.service.status(weekly), expected) << rawValue(expected);
     }
+    units.runner->expect("/usr/bin/systemctl", isEnabled)
+        .fails(CommandError::Kind::launchFailed, "No such file");
+    EXPECT_EQ(units.service.status(weekly), AgentStatus::notFound);
     SystemdTimerService noSystemd({units.runner, std::nullopt, units.folder, fs::path("/v")});
     EXPECT_EQ(noSystemd.status(weekly), AgentStatus::notFound);
 }

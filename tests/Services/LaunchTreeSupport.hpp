@@ -176,17 +176,11 @@ public:
     velmora::testing::TempTree scratch;
 };
 
-inline const LaunchItem* itemWithID(const std::vector<LaunchItem>& items, std::string_view id) {
-    for (const auto& item : items)
-        if (item.id == id)
-            return &item;
-    return nullptr;
-}
-
 // The item with this id; a test that names one the scan did not list fails with its id.
 inline const LaunchItem& itemOf(const std::vector<LaunchItem>& items, std::string_view id) {
-    if (const auto* found = itemWithID(items, id))
-        return *found;
+    for (const auto& item : items)
+        if (item.id == id)
+            return item;
     throw std::runtime_error("no item " + std::string(id));
 }
 

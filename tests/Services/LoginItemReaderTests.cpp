@@ -21,18 +21,11 @@ TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {
     const auto dump = fixture("dumpbtm-several-users.txt");
     const auto entries = LoginItemReader::parse(dump, 501);
     ASSERT_EQ(entries.size(), 8u);
-    EXPECT_EQ(entries[0].value("SharedFileList migrated"), "true");
-    EXPECT_EQ(entries[1].value("Name"), "Dropbox");
+    // Values keep what follows the first colon; "(null)" and empty values count as absent. What the
+    // login items make of the other fields shows in the next test.
     EXPECT_EQ(entries[1].value("URL"), "file:///Applications/Dropbox.app/");
-    EXPECT_EQ(entries[1].value("Disposition"), "[enabled, allowed, visible, notified] (0xb)");
     EXPECT_EQ(entries[4].value("#1"), "16.com.docker.vmnetd");
-    // "(null)" and empty values count as absent.
-    EXPECT_FALSE(entries[3].value("Bundle Identifier"));
-    EXPECT_EQ(entries[3].value("Parent Identifier"), "com.example.suite");
     EXPECT_FALSE(entries[6].value("Name"));
-    EXPECT_FALSE(entries[6].value("Disposition"));
-    EXPECT_FALSE(entries[6].value("Bundle Identifier"));
-    EXPECT_EQ(entries[6].value("Identifier"), "2.org.example.nameless");
 
     EXPECT_EQ(LoginItemReader::parse(dump, 0).size(), 1u);
     EXPECT_EQ(LoginItemReader::parse(dump, 5010).size(), 1u);

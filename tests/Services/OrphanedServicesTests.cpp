@@ -57,7 +57,7 @@ protected:
     std::vector<LaunchItem> items;
 };
 
-TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrder) {
+TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrderAndBlockedOrphansMakeNoFinding) {
     std::map<std::string, std::optional<std::string>> reasons;
     for (const auto& item : items)
         reasons[item.id] = scanner.removalBlockReason(item);
@@ -82,9 +82,12 @@ TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrder) {
     EXPECT_TRUE(item("user/Org.Example.Twin").isOrphaned);
     EXPECT_TRUE(item("user/Org.Example.Twin").sharesLabelWithKeptService);
     EXPECT_FALSE(item("user/org.example.pair").sharesLabelWithKeptService);
-}
+    // Orphans that may not go make no finding.
+    EXPECT_TRUE(
+        OrphanedServices::findings(scanner, {item("user/org.cups.thing"), item("user/odd label")}).empty());
+    EXPECT_EQ(OrphanedServices::countText(1), "1 verwaister Hintergrunddienst");
 
-TEST_F(OrphanedServicesTree, StartFileMustLieInItsScopesFolder) {
+    // The start file must lie in its scope's folder.
     LaunchItem moved = item("user/org.example.orphan");
     moved.plistURL = tree.home() / "Library/LaunchAgents/Old/org.example.orphan.plist";
     EXPECT_EQ(scanner.removalBlockReason(moved), misplaced);
@@ -114,7 +117,7 @@ TEST_F(OrphanedServicesTree, FindingsSplitUserAgentsFromAdminServices) {
     EXPECT_EQ(user.method, RemovalMethod::trash());
     ASSERT_EQ(user.items.size(), 3u);
     for (const auto& item : user.items) {
-        EXPECT_EQ(item.url, itemWithID(items, item.id)->plistURL);
+        EXPECT_EQ(item.url, itemOf(items, item.id).plistURL);
         EXPECT_GT(item.size.value_or(0), 0);
     }
     EXPECT_EQ(user.items[0].detail, "Das Programm fehlt: /opt/gone/tool. Es wurde vermutlich deinstalliert.");
@@ -149,21 +152,6 @@ TEST_F(OrphanedServicesTree, FindingsSplitUserAgentsFromAdminServices) {
     const AdminStepCheck check([](const std::filesystem::path&) { return std::nullopt; }, tree.root());
     for (const auto& step : steps)
         EXPECT_EQ(check.check(step), std::nullopt) << step.executable << " " << step.arguments.back();
-}
-
-TEST(OrphanedServices, NoRemovableOrphansNoFindingAndCountTexts) {
-    LaunchTree tree;
-    tree.userAgent("org.cups.x.plist", {.label = "org.cups.x", .program = "/opt/gone"});
-    const LaunchItemScanner scanner(tree.sources());
-    const auto items = scanner.scan();
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_TRUE(items[0].isOrphaned);
-    EXPECT_TRUE(OrphanedServices::findings(scanner, items).empty());
-
-    EXPECT_EQ(OrphanedServices::countText(0), "Keine verwaisten Hintergrunddienste");
-    EXPECT_EQ(OrphanedServices::countText(1), "1 verwaister Hintergrunddienst");
-    EXPECT_EQ(OrphanedServices::countText(12), "12 verwaiste Hintergrunddienste");
-    EXPECT_EQ(OrphanedServices::userBootoutCommand(501, "org.x"), "/bin/launchctl bootout gui/501/org.x");
 }
 
 } // namespace

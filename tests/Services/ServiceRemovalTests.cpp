@@ -70,7 +70,6 @@ TEST_F(ServiceRemovalTest, UserAgentAndDaemonGiveOneUserAndOneAdminOutcomeAfterA
     }
     EXPECT_TRUE(fs::exists(agentFile) && fs::exists(daemonFile));
     EXPECT_TRUE(executor->scripts().empty());
-    EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
 
     const auto outcomes = removal.remove(items, false);
     ASSERT_EQ(outcomes.size(), 2u);
@@ -89,81 +88,62 @@ TEST_F(ServiceRemovalTest, UserAgentAndDaemonGiveOneUserAndOneAdminOutcomeAfterA
     EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout system/com.example.daemon"));
 }
 
-TEST_F(ServiceRemovalTest, ServiceOfAnotherAppOrUnclearStateIsLeftAlone) {
-    LaunchTree& t = tree;
-    const auto second = t.userAgent("com.example.unclear.plist",
-                                    {.label = "com.example.unclear", .program = "/opt/unclear/tool"});
-    auto scripted = std::make_shared<ScriptedCommandRunner>();
-    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.gone"})
-        .returns(
-            0,
-            "gui/501/com.example.gone = {\n\tprogram = /Applications/Other.app/Contents/MacOS/x\n"
-            "\tstate = running\n\targuments = {\n\t\tprogram = /Applications/Gone.app/Contents/MacOS/gone\n"
-            "\t}\n}\n");
-    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.unclear"}).returns(5, "", "weird");
-    runner = scripted;
-    const auto removal = this->removal();
-    const auto outcomes =
-        removal.remove({item("user/com.example.gone"), item("user/com.example.unclear")}, false);
-
-    ASSERT_EQ(outcomes.size(), 2u);
-    EXPECT_EQ(outcomes[0].outcome, ItemOutcome::skipped(std::string(ServiceRemovalText::otherAppLoaded)));
-    EXPECT_EQ(outcomes[0].message, ServiceRemovalText::otherAppLoaded);
-    EXPECT_EQ(outcomes[1].outcome, ItemOutcome::skipped(std::string(ServiceRemovalText::stateUnclear)));
-    EXPECT_TRUE(fs::exists(agentFile));
-    EXPECT_TRUE(fs::exists(second));
-    EXPECT_FALSE(fs::exists(tree.home() / ".Trash"));
-    for (const auto& line : runner->commandLines())
-        EXPECT_EQ(line.find("bootout"), std::string::npos) << line;
-}
-
-TEST_F(ServiceRemovalTest, FailedStopKeepsTheFileOnlyWhileThisServiceIsLoaded) {
-    tree.userAgent("com.example.idle.plist", {.label = "com.example.idle", .program = "/opt/idle/tool"});
-    auto scripted = std::make_shared<ScriptedCommandRunner>();
-    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.gone"})
-        .returns(0, "gui/501/com.example.gone = {\n\tprogram = /Applications/Gone.app/Contents/MacOS/gone\n"
-                    "\tstate = running\n}\n");
-    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.idle"}).returns(113);
-    scripted->expect("/bin/launchctl", {"bootout", "gui/501/com.example.gone"}).returns(5);
-    scripted->expect("/bin/launchctl", {"bootout", "gui/501/com.example.idle"}).returns(5);
-    runner = scripted;
-    const auto removal = this->removal();
-    const auto outcomes =
-        removal.remove({item("user/com.example.gone"), item("user/com.example.idle")}, false);
-
-    ASSERT_EQ(outcomes.size(), 2u);
-    EXPECT_TRUE(outcomes[0].outcome.isFailed());
-    EXPECT_EQ(outcomes[0].message, ServiceRemovalText::stopFailed);
-    EXPECT_TRUE(fs::exists(agentFile));
-    EXPECT_TRUE(outcomes[1].outcome.isRemoved()) << outcomes[1].message;
-    EXPECT_TRUE(fs::exists(trashed("com.example.idle.plist")));
-}
-
-TEST_F(ServiceRemovalTest, ItemThatIsNoLongerOrphanedOrBlockedIsNeverTouched) {
+// One removal over every reason to leave a service alone, beside two orphans that may go.
+TEST_F(ServiceRemovalTest, OnlyAnOrphanThatIsNotLoadedOrStopsIsTrashed) {
+    for (const std::string name : {"other", "unclear", "stuck", "idle"})
+        tree.userAgent("com.example." + name + ".plist",
+                       {.label = "com.example." + name, .program = "/opt/" + name + "/tool"});
     tree.program("/opt/example/present");
-    const auto keptFile = tree.userAgent("com.example.present.plist",
-                                         {.label = "com.example.present", .program = "/opt/example/present"});
-    const auto gone = item("user/com.example.gone");
-    const auto daemon = item("system/com.example.daemon");
+    tree.userAgent("com.example.present.plist",
+                   {.label = "com.example.present", .program = "/opt/example/present"});
+    auto scripted = std::make_shared<ScriptedCommandRunner>();
+    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.other"})
+        .returns(0, "gui/501/com.example.other = {\n\tprogram = /Applications/Other.app/Contents/MacOS/x\n"
+                    "\tstate = running\n\targuments = {\n\t\tprogram = /opt/other/tool\n\t}\n}\n");
+    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.unclear"}).returns(5, "", "weird");
+    scripted->expect("/bin/launchctl", {"print", "gui/501/com.example.stuck"})
+        .returns(0, "gui/501/com.example.stuck = {\n\tprogram = /opt/stuck/tool\n\tstate = running\n}\n");
+    scripted->expect("/bin/launchctl", {"bootout", "gui/501/com.example.stuck"}).returns(5);
+    scripted->expect("/bin/launchctl", {"bootout", "gui/501/com.example.idle"}).returns(5);
+    scripted->expect("/bin/launchctl").returns(113);
+    runner = scripted;
+    std::vector<LaunchItem> items;
+    for (const char* label : {"other", "unclear", "stuck", "idle", "present", "gone"})
+        items.push_back(item("user/com.example." + std::string(label)));
+    items.push_back(items.back());
+    items.back().label = "com.apple.fake";
     // The app came back after the list was made.
     tree.app("/Applications/Gone.app", "com.example.gone", "Contents/MacOS/gone");
-    LaunchItem apple = gone;
-    apple.label = "com.apple.fake";
 
-    const auto removal = this->removal();
     // Which block reason applies is the orphan finding's business; here any one stops the removal.
-    const auto outcomes = removal.remove({gone, item("user/com.example.present"), apple, daemon}, false);
-
-    ASSERT_EQ(outcomes.size(), 4u);
-    EXPECT_EQ(outcomes[0].message, ServiceRemovalText::noLongerOrphaned);
-    EXPECT_EQ(outcomes[1].message, "Der Dienst ist nicht verwaist.");
-    EXPECT_EQ(outcomes[2].message, "Gehört zu macOS.");
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_TRUE(outcomes[i].outcome.isSkipped()) << i;
-    EXPECT_TRUE(outcomes[3].outcome.isRemoved());
-    EXPECT_TRUE(fs::exists(agentFile));
-    EXPECT_TRUE(fs::exists(keptFile));
-    EXPECT_FALSE(ranCommand(*runner, "/bin/launchctl bootout gui/501/com.example.gone"));
+    const std::vector<std::pair<std::string_view, char>> expected{{ServiceRemovalText::otherAppLoaded, 's'},
+                                                                  {ServiceRemovalText::stateUnclear, 's'},
+                                                                  {ServiceRemovalText::stopFailed, 'f'},
+                                                                  {ServiceRemovalText::trashed, 'r'},
+                                                                  {"Der Dienst ist nicht verwaist.", 's'},
+                                                                  {ServiceRemovalText::noLongerOrphaned, 's'},
+                                                                  {"Gehört zu macOS.", 's'}};
+    const auto outcomes = this->removal().remove(items, false);
+    ASSERT_EQ(outcomes.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const auto& [message, kind] = expected[i];
+        EXPECT_EQ(outcomes[i].message, message) << items[i].label;
+        const auto& outcome = outcomes[i].outcome;
+        EXPECT_EQ(outcome.isSkipped()   ? 's'
+                  : outcome.isFailed()  ? 'f'
+                  : outcome.isRemoved() ? 'r'
+                                        : '?',
+                  kind)
+            << items[i].label;
+        EXPECT_EQ(fs::exists(*items[i].plistURL), kind != 'r') << items[i].label;
+    }
+    EXPECT_TRUE(fs::exists(trashed("com.example.idle.plist")));
+    std::vector<std::string> bootouts;
+    for (const auto& line : runner->commandLines())
+        if (line.find("bootout") != std::string::npos)
+            bootouts.push_back(line);
+    EXPECT_EQ(bootouts, (std::vector<std::string>{"/bin/launchctl bootout gui/501/com.example.stuck",
+                                                  "/bin/launchctl bootout gui/501/com.example.idle"}));
 }
 
 } // namespace
