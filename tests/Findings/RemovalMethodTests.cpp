@@ -105,39 +105,14 @@ AdminStep step(const std::string& arg, std::optional<std::string> itemID = {}) {
 
 } // namespace
 
-TEST(AdminStep, UnitsMatchStepsToSelectedItems) {
+// Steps naming their items, mixed lists and steps serving the whole finding show in the admin
+// remover's outcomes; one step per item by position does not.
+TEST(AdminStep, OneStepPerItemIsMatchedByPosition) {
     const std::vector<FindingItem> all{item("a"), item("b")};
-
-    // Steps that do not line up with the items serve the whole finding.
-    auto units = AdminStep::units({item("a"), item("b")}, all, {step("1"), step("2"), step("3")});
+    auto units = AdminStep::units({item("b"), item("zz")}, all, {step("1"), step("2")});
     ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 1u);
-    EXPECT_EQ((*units)[0].items.size(), 2u);
-    EXPECT_EQ((*units)[0].steps.size(), 3u);
-
-    // One step per item, by position.
-    units = AdminStep::units({item("b")}, all, {step("1"), step("2")});
-    ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 1u);
+    ASSERT_EQ(units->size(), 2u);
     EXPECT_EQ((*units)[0].items, std::vector<FindingItem>{item("b")});
     EXPECT_EQ((*units)[0].steps, std::vector<AdminStep>{step("2")});
-    units = AdminStep::units({item("zz")}, all, {step("1"), step("2")});
-    EXPECT_EQ((*units)[0].failure, "Unbekanntes Item");
-
-    // Steps naming their items.
-    const std::vector<AdminStep> named{step("1", "a"), step("2", "a"), step("3", "x")};
-    units = AdminStep::units({item("a"), item("b"), item("q")}, all, named);
-    ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 3u);
-    EXPECT_EQ((*units)[0].steps, (std::vector<AdminStep>{step("1", "a"), step("2", "a")}));
-    EXPECT_EQ((*units)[0].failure, std::nullopt);
-    EXPECT_EQ((*units)[1].failure, "Nichts auszuführen");
-    EXPECT_EQ((*units)[2].failure, "Unbekanntes Item");
-
-    // Mixed lists are rejected whole.
-    EXPECT_EQ(AdminStep::units({item("a")}, all, {step("1", "a"), step("2")}), std::nullopt);
-    // No steps at all: one unit for everything, nothing to run.
-    units = AdminStep::units({item("a")}, all, {});
-    ASSERT_EQ(units->size(), 1u);
-    EXPECT_TRUE((*units)[0].steps.empty());
+    EXPECT_EQ((*units)[1].failure, "Unbekanntes Item");
 }
