@@ -67,14 +67,12 @@ void setAge(const fs::path& path, std::chrono::system_clock::time_point when) {
 }
 
 void writeArchive(const ScratchTree& tree, const std::string& relative, const std::string& creationDate) {
-    tree.folder("Users/anna/Library/Developer/Xcode/Archives/" + relative);
-    if (!creationDate.empty())
-        tree.file(
-            "Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
-            R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CreationDate</key><date>)" +
-                creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
-    else
-        tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist", "not a plist");
+    tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
+              creationDate.empty()
+                  ? "not a plist"
+                  : R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)"
+                    "<key>CreationDate</key><date>" +
+                        creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
 }
 
 } // namespace
@@ -179,7 +177,7 @@ TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
     EXPECT_EQ(findings[0].size, 120);
 }
 
-TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
+TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirToolAndAbsoluteRowsStayInTheRoot) {
     ScratchTree tree;
     auto context = contextFor(tree);
     tree.file("Users/anna/.npm/_cacache/index", std::string(10, 'x'));
@@ -201,11 +199,8 @@ TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
     pnpm = scan(Catalog::rule("languages.pnpm"), context);
     EXPECT_EQ(pnpm[0].risk, Risk::safe);
     EXPECT_EQ(pnpm[0].commandPreview, "pnpm store prune");
-}
 
-TEST(PathScanner, AbsoluteRulesResolveBelowTheRootPrefixAndHintsShowThePlace) {
-    ScratchTree tree;
-    const auto context = contextFor(tree);
+    // Absolute rows resolve below the root prefix; their hint shows the place instead of a command.
     tree.file("Library/Developer/CommandLineTools/usr/bin/clang", std::string(64, 'x'));
     const auto findings = scan(Catalog::rule("xcode.libraryDeveloper"), context);
     ASSERT_EQ(findings.size(), 1u);
