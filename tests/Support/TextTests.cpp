@@ -23,15 +23,12 @@ TEST(FinderOrder, NumbersByValueAndUmlautsWithTheirLetter) {
     EXPECT_EQ(Text::finderCompare("\xff", "\xff"), 0);
 }
 
-TEST(Text, TrimmedDropsUnicodeBlanksAtBothEnds) {
+TEST(Text, TrimmedDropsUnicodeBlanksAndRemovingMarksOnlyMarks) {
     EXPECT_EQ(Text::trimmed(" \t\u00a0Name: x\u2009\r"), "Name: x");
     EXPECT_EQ(Text::trimmed("   "), "");
     EXPECT_EQ(Text::trimmed(""), "");
     EXPECT_EQ(Text::trimmed("a b"), "a b");
     EXPECT_EQ(Text::trimmed("\xff "), "\xff");
-}
-
-TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
     EXPECT_EQ(Text::removingMarks("Cafe\u0301"), "Cafe");         // Mn
     EXPECT_EQ(Text::removingMarks("to\u20DDken"), "token");       // Me
     EXPECT_EQ(Text::removingMarks("\u0915\u0903x"), "\u0915x");   // Mc
