@@ -24,7 +24,7 @@ std::string decodeError(const char* text) {
 
 } // namespace
 
-TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEach) {
+TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEachAndAdminStepsDefaultTheirFlagAndItem) {
     EXPECT_EQ(nlohmann::json(RemovalMethod::trash()).dump(), R"({"trash":{}})");
     EXPECT_EQ(nlohmann::json(RemovalMethod::deleteDirectly()).dump(), R"({"delete":{}})");
     EXPECT_EQ(decode(R"({"delete":{}})"), RemovalMethod::deleteDirectly());
@@ -41,6 +41,18 @@ TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEach) {
     EXPECT_NE(decodeError(R"({"shred":{}})"), "decoded");
     EXPECT_NE(decodeError(R"([])"), "decoded");
     EXPECT_NE(decodeError(R"({"tool":{"_0":{"tool":"npm","arguments":[]}}})"), "decoded"); // no timeout
+
+    // Admin steps default their flag and item when missing.
+    const auto m =
+        decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
+    const auto& steps = std::get<RemovalMethod::Admin>(m.value).steps;
+    ASSERT_EQ(steps.size(), 1u);
+    EXPECT_FALSE(steps[0].runsIfPreviousSucceeded);
+    EXPECT_EQ(steps[0].itemID, std::nullopt);
+    const auto again = nlohmann::json(m);
+    EXPECT_EQ(again["admin"]["_0"][0]["runsIfPreviousSucceeded"], false);
+    EXPECT_FALSE(again["admin"]["_0"][0].contains("itemID"));
+    EXPECT_EQ(again.get<RemovalMethod>(), m);
 }
 
 TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
@@ -61,19 +73,6 @@ TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
     EXPECT_EQ(jf["tool"]["fallback"].dump(), R"({"delete":{}})");
     EXPECT_EQ(jf.get<RemovalMethod>(), withFallback);
     EXPECT_NE(withFallback, RemovalMethod::tool(npm, Fallback::trash));
-}
-
-TEST(RemovalMethod, AdminStepsDefaultTheirFlagAndItemWhenMissing) {
-    const auto m =
-        decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
-    const auto& steps = std::get<RemovalMethod::Admin>(m.value).steps;
-    ASSERT_EQ(steps.size(), 1u);
-    EXPECT_FALSE(steps[0].runsIfPreviousSucceeded);
-    EXPECT_EQ(steps[0].itemID, std::nullopt);
-    const auto again = nlohmann::json(m);
-    EXPECT_EQ(again["admin"]["_0"][0]["runsIfPreviousSucceeded"], false);
-    EXPECT_FALSE(again["admin"]["_0"][0].contains("itemID"));
-    EXPECT_EQ(again.get<RemovalMethod>(), m);
 }
 
 TEST(RemovalMethod, RowTextsAndCommandLines) {

@@ -125,21 +125,6 @@ TEST(PathScanner, SymbolicLinksAndTheRubyCredentialsFileAreNeitherFollowedNorMat
               (std::vector<std::string>{"ruby", "specs"}));
 }
 
-TEST(PathScanner, AgeFilterUsesTheContextsNow) {
-    ScratchTree tree;
-    auto context = contextFor(tree);
-    PathRule rule = Catalog::rule("simulators.logs");
-    rule.patterns = {"Library/Logs/App/*.log"};
-    rule.minAgeDays = 30;
-    const auto recent = tree.file("Users/anna/Library/Logs/App/recent.log", "r");
-    const auto old = tree.file("Users/anna/Library/Logs/App/old.log", "o");
-    setAge(recent, context.now - 29 * 24h);
-    setAge(old, context.now - 31 * 24h);
-    const auto findings = scan(rule, context);
-    ASSERT_EQ(findings.size(), 1u);
-    EXPECT_EQ(itemNames(findings[0]), std::vector<std::string>{"old.log"});
-}
-
 TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
     ScratchTree tree;
     const auto context = contextFor(tree);
@@ -159,17 +144,21 @@ TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
     EXPECT_TRUE(findings[0].commandPreview->starts_with("In den Papierkorb: " + tree.root().string()));
 }
 
-TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
+// The age filter counts from the context's now, not the clock's.
+TEST(PathScanner, MinimumSizeAgeClaimsAndCompanionFilesShapeTheItems) {
     ScratchTree tree;
     auto context = contextFor(tree);
     PathRule rule = Catalog::rule("system.iosUpdates");
     rule.patterns = {"Library/iTunes/iPhone Software Updates/*.ipsw"};
     rule.companionExtensions = {"signature"};
     rule.minSize = 10;
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.ipsw", std::string(100, 'x'));
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.signature", std::string(20, 'x'));
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/tiny.ipsw", "x");
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw", std::string(100, 'x'));
+    rule.minAgeDays = 30;
+    for (const auto& [name, size] : std::vector<std::pair<std::string, std::size_t>>{
+             {"iPhone15.ipsw", 100}, {"iPhone15.signature", 20}, {"tiny.ipsw", 1}, {"claimed.ipsw", 100}})
+        setAge(tree.file("Users/anna/Library/iTunes/iPhone Software Updates/" + name, std::string(size, 'x')),
+               context.now - 31 * 24h);
+    setAge(tree.file("Users/anna/Library/iTunes/iPhone Software Updates/recent.ipsw", std::string(100, 'x')),
+           context.now - 29 * 24h);
     context.claims->claim({tree / "Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw"});
     const auto findings = scan(rule, context);
     ASSERT_EQ(findings.size(), 1u);
