@@ -104,9 +104,9 @@ AdminStep step(const std::string& arg, std::optional<std::string> itemID = {}) {
 
 } // namespace
 
-// Steps naming their items, mixed lists and steps serving the whole finding show in the admin
-// remover's outcomes; one step per item by position does not.
-TEST(AdminStep, OneStepPerItemIsMatchedByPosition) {
+// Mixed lists and steps serving the whole finding show in the admin remover's outcomes; matching one
+// step per item by position and an item without a named step do not.
+TEST(AdminStep, UnitsMatchStepsByPositionAndSayWhenNothingIsToRun) {
     const std::vector<FindingItem> all{item("a"), item("b")};
     auto units = AdminStep::units({item("b"), item("zz")}, all, {step("1"), step("2")});
     ASSERT_TRUE(units);
@@ -114,4 +114,6 @@ TEST(AdminStep, OneStepPerItemIsMatchedByPosition) {
     EXPECT_EQ((*units)[0].items, std::vector<FindingItem>{item("b")});
     EXPECT_EQ((*units)[0].steps, std::vector<AdminStep>{step("2")});
     EXPECT_EQ((*units)[1].failure, "Unbekanntes Item");
+    // An item no named step serves has nothing to run, said at the unit itself.
+    EXPECT_EQ(AdminStep::units({item("b")}, all, {step("1", "a")})->at(0).failure, "Nichts auszuführen");
 }

@@ -34,11 +34,15 @@ std::string echoedByShell(const std::string& quoted) {
 } // namespace
 
 // Safe text stays as it is, everything else is single-quoted so that a real shell gives it back
-// exactly; "~" only expands at the start of a word, which the separators below never give.
+// exactly. The shell sees each text between separators, so which text stays unquoted only shows in the
+// exact cases.
 TEST(ShellQuote, RealShellPrintsEveryTextBackExactly) {
     EXPECT_EQ(ShellQuote::quote(""), "''");
     EXPECT_EQ(ShellQuote::quote("a-b_c.d/e:f@g%h+i=j,k"), "a-b_c.d/e:f@g%h+i=j,k");
     EXPECT_EQ(ShellQuote::quote("~/x"), "'~/x'");
+    EXPECT_EQ(ShellQuote::quote("Application Support"), "'Application Support'");
+    EXPECT_EQ(ShellQuote::quote("it's"), "'it'\\''s'");
+    EXPECT_EQ(ShellQuote::quote("$HOME"), "'$HOME'");
     EXPECT_EQ(ShellQuote::quote("Größe"), "'Größe'");
 
     const std::vector<std::string> alphabet{
