@@ -127,7 +127,7 @@ TEST_F(MacGuard, HomeOfAnUnexpectedShapeDeniesEverythingOtherFoldersAreDropped) 
     EXPECT_FALSE(guard().tempParts());
 }
 
-TEST_F(MacGuard, HomeToolAndSystemRules) {
+TEST_F(MacGuard, HomeToolAndSystemRulesAndLinksThatCannotSmuggleProtectedTargetsIntoCaches) {
     expectAnswers(
         guard(), tree, "/Users/anna",
         {
@@ -177,9 +177,8 @@ TEST_F(MacGuard, HomeToolAndSystemRules) {
               "/System/Volumes/Data/System/Library/AssetsV2"}},
             {outside, {"/opt/homebrew", "/Users/other/x", "/Users", "/Volumes/Backup/x"}},
         });
-}
 
-TEST_F(MacGuard, LinksCannotSmuggleProtectedTargetsIntoCaches) {
+    // Links cannot smuggle protected targets into the caches.
     expectAnswers(
         guard(), tree, "/Users/anna/Library/Caches",
         {
