@@ -120,27 +120,25 @@ TEST(CheckCommand, ACacheGrownBySixGigabytesLeavesTwoSnapshotsAndTheGrowthNotifi
     EXPECT_EQ(linux.runner->calls()[0].arguments.back(), "6 GB aufräumbar"); // always worth a word
 }
 
-TEST(CheckCommand, ACorruptHistoryReadsAsEmptyAndTheNextCheckWritesAFreshOne) {
+TEST(CheckCommand, ACorruptHistoryReadsAsEmptyHeadlessCheckStandsAloneAndFailsWhenTheHistoryCannotBeWritten) {
     LinuxHome linux;
     linux.tree.file("home/anna/.local/share/Velmora2/history.json", "[{\"date\": \"gestern\"");
     EXPECT_EQ(linux.run({"history"}).out, "Noch kein automatischer Check gelaufen.\n");
     EXPECT_FALSE(present(linux.historyFile.string() + ".bad")); // reading alone moves nothing
 
-    const auto run = linux.run({"check"});
+    auto run = linux.run({"check"});
     ASSERT_EQ(run.status, 0) << run.err;
 
     const auto json = nlohmann::json::parse(linux.run({"history", "--json"}).out);
     EXPECT_TRUE(json["summary"].get<std::string>().starts_with("Letzter Check vor ")) << json;
     ASSERT_EQ(json["checks"].size(), 1u);
     EXPECT_EQ(json["checks"][0].get<CheckSnapshot>(), linux.history().front());
-}
 
-TEST(CheckCommand, HeadlessCheckStandsAloneAndFailsWhenTheHistoryCannotBeWritten) {
-    LinuxHome linux;
-    auto run = linux.run({"--check", "history"});
+    run = linux.run({"--check", "history"});
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr("--check steht für sich allein"));
 
+    fs::remove_all(linux.home / ".local/share/Velmora2");
     linux.tree.file("home/anna/.local/share/Velmora2", "a file where the folder belongs");
     run = linux.run({"--check"});
     EXPECT_EQ(run.status, 1);

@@ -67,28 +67,7 @@ CliRun cleanAtTerminal(const CleanTree& t, std::vector<std::string> ids, std::fu
 
 } // namespace
 
-TEST(CleanCommand, SafeFindingsGoByTheirMethodAndNothingElseChanges) {
-    CleanTree t;
-    const auto before = snapshot(t.tree.root());
-    const auto run = t.run({"clean", "--safe", "--yes", "--show-commands"});
-    ASSERT_EQ(run.status, 0) << run.out << run.err;
-    EXPECT_THAT(run.out, HasSubstr("Wird direkt gelöscht – nicht im Papierkorb"));
-    EXPECT_THAT(run.out, HasSubstr("Befehle anzeigen:"));
-    EXPECT_THAT(run.out, HasSubstr("App-abc: entfernt"));
-
-    const std::vector<fs::path> removed{t.home / "Library/Developer/Xcode/DerivedData/App-abc",
-                                        t.home / "Library/Developer/Xcode/DerivedData/Other-def",
-                                        t.home / "Library/Logs/CoreSimulator",
-                                        t.home / "Library/Application Support/Spotify/PersistentCache"};
-    auto after = snapshot(t.tree.root());
-    // What went to the Trash is there under its own name; everything else is exactly as before.
-    EXPECT_EQ(after["Users/anna/.Trash/CoreSimulator/sim.log"], "file:simulator log");
-    EXPECT_EQ(after["Users/anna/.Trash/PersistentCache/Storage/a"], "file:music");
-    EXPECT_FALSE(after.contains("Users/anna/.Trash/App-abc")); // deleted directly, not trashed
-    EXPECT_EQ(without(after, t.tree.root(), {t.home / ".Trash"}), without(before, t.tree.root(), removed));
-}
-
-TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
+TEST(CleanCommand, DryRunChangesNothingThenSafeFindingsGoByTheirMethodAndNothingElseChanges) {
     CleanTree t;
     const auto before = snapshot(t.tree.root());
     auto run = t.run({"clean", "--safe", "--dry-run"});
@@ -104,6 +83,23 @@ TEST(CleanCommand, DryRunChangesNothingAndSaysTrockenlauf) {
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, HasSubstr("org/model: übersprungen: Trockenlauf"));
     EXPECT_EQ(snapshot(t.tree.root()), before);
+
+    run = t.run({"clean", "--safe", "--yes", "--show-commands"});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_THAT(run.out, HasSubstr("Wird direkt gelöscht – nicht im Papierkorb"));
+    EXPECT_THAT(run.out, HasSubstr("Befehle anzeigen:"));
+    EXPECT_THAT(run.out, HasSubstr("App-abc: entfernt"));
+
+    const std::vector<fs::path> removed{t.home / "Library/Developer/Xcode/DerivedData/App-abc",
+                                        t.home / "Library/Developer/Xcode/DerivedData/Other-def",
+                                        t.home / "Library/Logs/CoreSimulator",
+                                        t.home / "Library/Application Support/Spotify/PersistentCache"};
+    auto after = snapshot(t.tree.root());
+    // What went to the Trash is there under its own name; everything else is exactly as before.
+    EXPECT_EQ(after["Users/anna/.Trash/CoreSimulator/sim.log"], "file:simulator log");
+    EXPECT_EQ(after["Users/anna/.Trash/PersistentCache/Storage/a"], "file:music");
+    EXPECT_FALSE(after.contains("Users/anna/.Trash/App-abc")); // deleted directly, not trashed
+    EXPECT_EQ(without(after, t.tree.root(), {t.home / ".Trash"}), without(before, t.tree.root(), removed));
 }
 
 TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {

@@ -136,19 +136,16 @@ TEST(ScanCommand, WrongUsageExitsWithTwoAndAGermanMessage) {
 }
 
 // Which path gets which answer is the guard's business; here each path is answered inside the root.
-TEST(GuardCommand, AnswersEveryPathInsideTheRoot) {
+TEST(GuardAndKeepCommands, GuardAnswersInsideTheRootKeepKeepsUnkeepsAndRefusesWhatItCannotStore) {
     MacTree mac;
-    const auto run = mac.run({"guard", "/Users/anna/Library/Caches/com.example", "/Users/anna/Documents/x"});
+    auto run = mac.run({"guard", "/Users/anna/Library/Caches/com.example", "/Users/anna/Documents/x"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "/Users/anna/Library/Caches/com.example: erlaubt\n"
                        "/Users/anna/Documents/x: gesperrt: Persönlicher Ordner – wird nie angefasst\n");
     EXPECT_EQ(mac.run({"guard", "/Users/anna/Library/Caches/a"}).status, 0);
-}
 
-TEST(KeepCommand, KeepsUnkeepsAndRefusesWhatItCannotStore) {
-    MacTree mac;
     EXPECT_EQ(mac.run({"kept"}).out, "Du behältst keine Funde.\n");
-    auto run = mac.run({"keep", "xcode.archives", "ai.huggingFace//Users/anna/x"});
+    run = mac.run({"keep", "xcode.archives", "ai.huggingFace//Users/anna/x"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(mac.run({"kept"}).out, "ai.huggingFace//Users/anna/x\nxcode.archives\n");
     EXPECT_EQ(mac.run({"unkeep", "xcode.archives"}).status, 0);

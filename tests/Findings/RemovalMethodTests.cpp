@@ -24,7 +24,7 @@ std::string decodeError(const char* text) {
 
 } // namespace
 
-TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEach) {
+TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEachAndAdminStepsDefaultTheirFlagAndItem) {
     EXPECT_EQ(nlohmann::json(RemovalMethod::trash()).dump(), R"({"trash":{}})");
     EXPECT_EQ(nlohmann::json(RemovalMethod::deleteDirectly()).dump(), R"({"delete":{}})");
     EXPECT_EQ(decode(R"({"delete":{}})"), RemovalMethod::deleteDirectly());
@@ -41,6 +41,18 @@ TEST(RemovalMethod, CaseObjectsCodeAsOneMemberEach) {
     EXPECT_NE(decodeError(R"({"shred":{}})"), "decoded");
     EXPECT_NE(decodeError(R"([])"), "decoded");
     EXPECT_NE(decodeError(R"({"tool":{"_0":{"tool":"npm","arguments":[]}}})"), "decoded"); // no timeout
+
+    // Admin steps default their flag and item when missing.
+    const auto m =
+        decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
+    const auto& steps = std::get<RemovalMethod::Admin>(m.value).steps;
+    ASSERT_EQ(steps.size(), 1u);
+    EXPECT_FALSE(steps[0].runsIfPreviousSucceeded);
+    EXPECT_EQ(steps[0].itemID, std::nullopt);
+    const auto again = nlohmann::json(m);
+    EXPECT_EQ(again["admin"]["_0"][0]["runsIfPreviousSucceeded"], false);
+    EXPECT_FALSE(again["admin"]["_0"][0].contains("itemID"));
+    EXPECT_EQ(again.get<RemovalMethod>(), m);
 }
 
 TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
@@ -61,19 +73,6 @@ TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
     EXPECT_EQ(jf["tool"]["fallback"].dump(), R"({"delete":{}})");
     EXPECT_EQ(jf.get<RemovalMethod>(), withFallback);
     EXPECT_NE(withFallback, RemovalMethod::tool(npm, Fallback::trash));
-}
-
-TEST(RemovalMethod, AdminStepsDefaultTheirFlagAndItemWhenMissing) {
-    const auto m =
-        decode(R"({"admin":{"_0":[{"executable":"/bin/rm","arguments":["-rf","/Library/Caches/x"]}]}})");
-    const auto& steps = std::get<RemovalMethod::Admin>(m.value).steps;
-    ASSERT_EQ(steps.size(), 1u);
-    EXPECT_FALSE(steps[0].runsIfPreviousSucceeded);
-    EXPECT_EQ(steps[0].itemID, std::nullopt);
-    const auto again = nlohmann::json(m);
-    EXPECT_EQ(again["admin"]["_0"][0]["runsIfPreviousSucceeded"], false);
-    EXPECT_FALSE(again["admin"]["_0"][0].contains("itemID"));
-    EXPECT_EQ(again.get<RemovalMethod>(), m);
 }
 
 TEST(RemovalMethod, RowTextsAndCommandLines) {
@@ -105,39 +104,16 @@ AdminStep step(const std::string& arg, std::optional<std::string> itemID = {}) {
 
 } // namespace
 
-TEST(AdminStep, UnitsMatchStepsToSelectedItems) {
+// Mixed lists and steps serving the whole finding show in the admin remover's outcomes; matching one
+// step per item by position and an item without a named step do not.
+TEST(AdminStep, UnitsMatchStepsByPositionAndSayWhenNothingIsToRun) {
     const std::vector<FindingItem> all{item("a"), item("b")};
-
-    // Steps that do not line up with the items serve the whole finding.
-    auto units = AdminStep::units({item("a"), item("b")}, all, {step("1"), step("2"), step("3")});
+    auto units = AdminStep::units({item("b"), item("zz")}, all, {step("1"), step("2")});
     ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 1u);
-    EXPECT_EQ((*units)[0].items.size(), 2u);
-    EXPECT_EQ((*units)[0].steps.size(), 3u);
-
-    // One step per item, by position.
-    units = AdminStep::units({item("b")}, all, {step("1"), step("2")});
-    ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 1u);
+    ASSERT_EQ(units->size(), 2u);
     EXPECT_EQ((*units)[0].items, std::vector<FindingItem>{item("b")});
     EXPECT_EQ((*units)[0].steps, std::vector<AdminStep>{step("2")});
-    units = AdminStep::units({item("zz")}, all, {step("1"), step("2")});
-    EXPECT_EQ((*units)[0].failure, "Unbekanntes Item");
-
-    // Steps naming their items.
-    const std::vector<AdminStep> named{step("1", "a"), step("2", "a"), step("3", "x")};
-    units = AdminStep::units({item("a"), item("b"), item("q")}, all, named);
-    ASSERT_TRUE(units);
-    ASSERT_EQ(units->size(), 3u);
-    EXPECT_EQ((*units)[0].steps, (std::vector<AdminStep>{step("1", "a"), step("2", "a")}));
-    EXPECT_EQ((*units)[0].failure, std::nullopt);
-    EXPECT_EQ((*units)[1].failure, "Nichts auszuführen");
-    EXPECT_EQ((*units)[2].failure, "Unbekanntes Item");
-
-    // Mixed lists are rejected whole.
-    EXPECT_EQ(AdminStep::units({item("a")}, all, {step("1", "a"), step("2")}), std::nullopt);
-    // No steps at all: one unit for everything, nothing to run.
-    units = AdminStep::units({item("a")}, all, {});
-    ASSERT_EQ(units->size(), 1u);
-    EXPECT_TRUE((*units)[0].steps.empty());
+    EXPECT_EQ((*units)[1].failure, "Unbekanntes Item");
+    // An item no named step serves has nothing to run, said at the unit itself.
+    EXPECT_EQ(AdminStep::units({item("b")}, all, {step("1", "a")})->at(0).failure, "Nichts auszuführen");
 }

@@ -9,16 +9,6 @@
 
 using namespace velmora;
 
-TEST(ShellQuote, SafeTextStaysAndEverythingElseIsSingleQuoted) {
-    EXPECT_EQ(ShellQuote::quote(""), "''");
-    EXPECT_EQ(ShellQuote::quote("a-b_c.d/e:f@g%h+i=j,k"), "a-b_c.d/e:f@g%h+i=j,k");
-    EXPECT_EQ(ShellQuote::quote("~/x"), "'~/x'");
-    EXPECT_EQ(ShellQuote::quote("Application Support"), "'Application Support'");
-    EXPECT_EQ(ShellQuote::quote("it's"), "'it'\\''s'");
-    EXPECT_EQ(ShellQuote::quote("Größe"), "'Größe'");
-    EXPECT_EQ(ShellQuote::quote("$HOME"), "'$HOME'");
-}
-
 namespace {
 
 // Runs the quoted text through a real /bin/sh and returns what printf printed.
@@ -43,7 +33,18 @@ std::string echoedByShell(const std::string& quoted) {
 
 } // namespace
 
-TEST(ShellQuote, RealShellPrintsEveryGeneratedTextBackExactly) {
+// Safe text stays as it is, everything else is single-quoted so that a real shell gives it back
+// exactly. The shell sees each text between separators, so which text stays unquoted only shows in the
+// exact cases.
+TEST(ShellQuote, RealShellPrintsEveryTextBackExactly) {
+    EXPECT_EQ(ShellQuote::quote(""), "''");
+    EXPECT_EQ(ShellQuote::quote("a-b_c.d/e:f@g%h+i=j,k"), "a-b_c.d/e:f@g%h+i=j,k");
+    EXPECT_EQ(ShellQuote::quote("~/x"), "'~/x'");
+    EXPECT_EQ(ShellQuote::quote("Application Support"), "'Application Support'");
+    EXPECT_EQ(ShellQuote::quote("it's"), "'it'\\''s'");
+    EXPECT_EQ(ShellQuote::quote("$HOME"), "'$HOME'");
+    EXPECT_EQ(ShellQuote::quote("Größe"), "'Größe'");
+
     const std::vector<std::string> alphabet{
         "a",    "Z",  "0",   " ", "  ", "\t", "\n",  "'",     "''", "\"", "$",    "$(id)",
         "`id`", "\\", "\\n", "~", "*",  "?",  "[a]", "{a,b}", "&",  ";",  "|",    "<",
@@ -67,7 +68,6 @@ TEST(ShellQuote, RealShellPrintsEveryGeneratedTextBackExactly) {
             quotedList += " " + ShellQuote::quote("<" + texts[i] + ">");
             expected += "<" + texts[i] + ">";
         }
-        // printf %s with many arguments prints them one after another.
         EXPECT_EQ(echoedByShell(quotedList.substr(1)), expected) << "batch starting at " << start;
     }
 }

@@ -67,14 +67,12 @@ void setAge(const fs::path& path, std::chrono::system_clock::time_point when) {
 }
 
 void writeArchive(const TempTree& tree, const std::string& relative, const std::string& creationDate) {
-    tree.folder("Users/anna/Library/Developer/Xcode/Archives/" + relative);
-    if (!creationDate.empty())
-        tree.file(
-            "Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
-            R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CreationDate</key><date>)" +
-                creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
-    else
-        tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist", "not a plist");
+    tree.file("Users/anna/Library/Developer/Xcode/Archives/" + relative + "/Info.plist",
+              creationDate.empty()
+                  ? "not a plist"
+                  : R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)"
+                    "<key>CreationDate</key><date>" +
+                        creationDate + "</date><key>Name</key><string>x</string></dict></plist>");
 }
 
 } // namespace
@@ -127,21 +125,6 @@ TEST(PathScanner, SymbolicLinksAndTheRubyCredentialsFileAreNeitherFollowedNorMat
               (std::vector<std::string>{"ruby", "specs"}));
 }
 
-TEST(PathScanner, AgeFilterUsesTheContextsNow) {
-    TempTree tree;
-    auto context = contextFor(tree);
-    PathRule rule = Catalog::rule("simulators.logs");
-    rule.patterns = {"Library/Logs/App/*.log"};
-    rule.minAgeDays = 30;
-    const auto recent = tree.file("Users/anna/Library/Logs/App/recent.log", "r");
-    const auto old = tree.file("Users/anna/Library/Logs/App/old.log", "o");
-    setAge(recent, context.now - 29 * 24h);
-    setAge(old, context.now - 31 * 24h);
-    const auto findings = scan(rule, context);
-    ASSERT_EQ(findings.size(), 1u);
-    EXPECT_EQ(itemNames(findings[0]), std::vector<std::string>{"old.log"});
-}
-
 TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
     TempTree tree;
     const auto context = contextFor(tree);
@@ -161,17 +144,21 @@ TEST(PathScanner, ArchivesAreNewestFirstWithUndatedOnesLastInFoundOrder) {
     EXPECT_TRUE(findings[0].commandPreview->starts_with("In den Papierkorb: " + tree.root().string()));
 }
 
-TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
+// The age filter counts from the context's now, not the clock's.
+TEST(PathScanner, MinimumSizeAgeClaimsAndCompanionFilesShapeTheItems) {
     TempTree tree;
     auto context = contextFor(tree);
     PathRule rule = Catalog::rule("system.iosUpdates");
     rule.patterns = {"Library/iTunes/iPhone Software Updates/*.ipsw"};
     rule.companionExtensions = {"signature"};
     rule.minSize = 10;
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.ipsw", std::string(100, 'x'));
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/iPhone15.signature", std::string(20, 'x'));
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/tiny.ipsw", "x");
-    tree.file("Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw", std::string(100, 'x'));
+    rule.minAgeDays = 30;
+    for (const auto& [name, size] : std::vector<std::pair<std::string, std::size_t>>{
+             {"iPhone15.ipsw", 100}, {"iPhone15.signature", 20}, {"tiny.ipsw", 1}, {"claimed.ipsw", 100}})
+        setAge(tree.file("Users/anna/Library/iTunes/iPhone Software Updates/" + name, std::string(size, 'x')),
+               context.now - 31 * 24h);
+    setAge(tree.file("Users/anna/Library/iTunes/iPhone Software Updates/recent.ipsw", std::string(100, 'x')),
+           context.now - 29 * 24h);
     context.claims->claim({tree / "Users/anna/Library/iTunes/iPhone Software Updates/claimed.ipsw"});
     const auto findings = scan(rule, context);
     ASSERT_EQ(findings.size(), 1u);
@@ -179,7 +166,7 @@ TEST(PathScanner, MinimumSizeClaimsAndCompanionFilesShapeTheItems) {
     EXPECT_EQ(findings[0].size, 120);
 }
 
-TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
+TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirToolAndAbsoluteRowsStayInTheRoot) {
     TempTree tree;
     auto context = contextFor(tree);
     tree.file("Users/anna/.npm/_cacache/index", std::string(10, 'x'));
@@ -201,11 +188,8 @@ TEST(PathScanner, ToolRowsFallBackOrBecomeHintsWithoutTheirTool) {
     pnpm = scan(Catalog::rule("languages.pnpm"), context);
     EXPECT_EQ(pnpm[0].risk, Risk::safe);
     EXPECT_EQ(pnpm[0].commandPreview, "pnpm store prune");
-}
 
-TEST(PathScanner, AbsoluteRulesResolveBelowTheRootPrefixAndHintsShowThePlace) {
-    TempTree tree;
-    const auto context = contextFor(tree);
+    // Absolute rows resolve below the root prefix; their hint shows the place instead of a command.
     tree.file("Library/Developer/CommandLineTools/usr/bin/clang", std::string(64, 'x'));
     const auto findings = scan(Catalog::rule("xcode.libraryDeveloper"), context);
     ASSERT_EQ(findings.size(), 1u);

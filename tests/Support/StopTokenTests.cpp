@@ -8,7 +8,7 @@
 using namespace velmora;
 using namespace std::chrono_literals;
 
-TEST(StopToken, CallbacksRunOnceAtTheRequestOrAtOnceAndNeverAfterDeregistering) {
+TEST(StopToken, CallbacksRunOnceNeverAfterDeregisteringAndWaitsEndAtTheRequestTheDeadlineOrWhenDone) {
     StopSource source;
     int early = 0, removed = 0, late = 0;
     StopCallback first(source.get_token(), [&] { ++early; });
@@ -23,6 +23,22 @@ TEST(StopToken, CallbacksRunOnceAtTheRequestOrAtOnceAndNeverAfterDeregistering) 
     EXPECT_EQ(late, 1);
     EXPECT_TRUE(source.get_token().stop_requested());
     EXPECT_FALSE(StopToken{}.stop_requested());
+
+    // A wait ends at the request, at the deadline or when done.
+    std::mutex mutex;
+    std::condition_variable_any changed;
+    StopSource waited;
+    bool done = false;
+    JoiningThread requester([&] {
+        std::this_thread::sleep_for(20ms);
+        waited.request_stop();
+    });
+    std::unique_lock lock(mutex);
+    EXPECT_FALSE(wait(changed, lock, waited.get_token(), [&] { return done; }));
+    EXPECT_FALSE(
+        waitUntil(changed, lock, StopToken{}, std::chrono::steady_clock::now() + 10ms, [&] { return done; }));
+    done = true;
+    EXPECT_TRUE(wait(changed, lock, waited.get_token(), [&] { return done; }));
 }
 
 TEST(StopToken, ACallbackMayEndItselfAndADestructorWaitsForARunElsewhere) {
@@ -42,21 +58,4 @@ TEST(StopToken, ACallbackMayEndItselfAndADestructorWaitsForARunElsewhere) {
     slow.reset();
     EXPECT_TRUE(finished);
     EXPECT_FALSE(self.has_value());
-}
-
-TEST(StopToken, AWaitEndsAtTheRequestAtTheDeadlineOrWhenDone) {
-    std::mutex mutex;
-    std::condition_variable_any changed;
-    StopSource source;
-    bool done = false;
-    JoiningThread requester([&] {
-        std::this_thread::sleep_for(20ms);
-        source.request_stop();
-    });
-    std::unique_lock lock(mutex);
-    EXPECT_FALSE(wait(changed, lock, source.get_token(), [&] { return done; }));
-    EXPECT_FALSE(
-        waitUntil(changed, lock, StopToken{}, std::chrono::steady_clock::now() + 10ms, [&] { return done; }));
-    done = true;
-    EXPECT_TRUE(wait(changed, lock, source.get_token(), [&] { return done; }));
 }

@@ -11,27 +11,12 @@ using namespace velmora;
 
 namespace {
 
-TEST(FinderOrder, NumbersByValueAndUmlautsWithTheirLetter) {
-    std::vector<std::string> names{"zebra",   "Agent 10", "Banane", "Äpfel",
-                                   "Agent 2", "Öl",       "Ofen",   "agent 3"};
-    std::ranges::sort(names, [](const auto& a, const auto& b) { return Text::finderCompare(a, b) < 0; });
-    EXPECT_EQ(names, (std::vector<std::string>{"Agent 2", "agent 3", "Agent 10", "Äpfel", "Banane", "Ofen",
-                                               "Öl", "zebra"}));
-    EXPECT_EQ(Text::finderCompare("x", "x"), 0);
-    EXPECT_LT(Text::finderCompare("", "a"), 0);
-    // Invalid UTF-8 compares without crashing, consistently.
-    EXPECT_EQ(Text::finderCompare("\xff", "\xff"), 0);
-}
-
-TEST(Text, TrimmedDropsUnicodeBlanksAtBothEnds) {
+TEST(Text, TrimmedDropsUnicodeBlanksAndRemovingMarksOnlyMarks) {
     EXPECT_EQ(Text::trimmed(" \t\u00a0Name: x\u2009\r"), "Name: x");
     EXPECT_EQ(Text::trimmed("   "), "");
     EXPECT_EQ(Text::trimmed(""), "");
     EXPECT_EQ(Text::trimmed("a b"), "a b");
     EXPECT_EQ(Text::trimmed("\xff "), "\xff");
-}
-
-TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
     EXPECT_EQ(Text::removingMarks("Cafe\u0301"), "Cafe");         // Mn
     EXPECT_EQ(Text::removingMarks("to\u20DDken"), "token");       // Me
     EXPECT_EQ(Text::removingMarks("\u0915\u0903x"), "\u0915x");   // Mc
@@ -43,7 +28,7 @@ TEST(TextMarks, RemovesCombiningSpacingAndEnclosingMarksOnly) {
                                    "e"));
 }
 
-TEST(Text, PrintableShowsEverythingThatCouldFakeOrHideALine) {
+TEST(Text, PrintableShowsWhatCouldFakeALineAndFinderOrderSortsNumbersByValueUmlautsWithTheirLetter) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"Grüße 日本 a\\b ~/x y", "Grüße 日本 a\\b ~/x y"}, // text and blanks stay as they are
         {"a\nb\r\tc\x1b[2K\x1b[1A\x7f\b", "a\\nb\\r\\tc\\x1b[2K\\x1b[1A\\x7f\\x08"},
@@ -57,6 +42,17 @@ TEST(Text, PrintableShowsEverythingThatCouldFakeOrHideALine) {
         EXPECT_EQ(Text::printable(raw), shown) << shown;
         EXPECT_TRUE(Text::isValidUTF8(Text::printable(raw))) << shown;
     }
+
+    // Finder order: numbers by value, umlauts with their letter, case aside.
+    std::vector<std::string> names{"zebra",   "Agent 10", "Banane", "Äpfel",
+                                   "Agent 2", "Öl",       "Ofen",   "agent 3"};
+    std::ranges::sort(names, [](const auto& a, const auto& b) { return Text::finderCompare(a, b) < 0; });
+    EXPECT_EQ(names, (std::vector<std::string>{"Agent 2", "agent 3", "Agent 10", "Äpfel", "Banane", "Ofen",
+                                               "Öl", "zebra"}));
+    EXPECT_EQ(Text::finderCompare("x", "x"), 0);
+    EXPECT_LT(Text::finderCompare("", "a"), 0);
+    // Invalid UTF-8 compares without crashing, consistently.
+    EXPECT_EQ(Text::finderCompare("\xff", "\xff"), 0);
 }
 
 } // namespace
