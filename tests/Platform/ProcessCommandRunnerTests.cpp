@@ -32,12 +32,6 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-ProcessCommandRunner::Options shortGrace(std::chrono::milliseconds grace = 200ms) {
-    ProcessCommandRunner::Options options;
-    options.terminationGrace = grace;
-    return options;
-}
-
 // Captures log entries, which also keeps the tests out of the machine's log.
 struct LogCapture {
     struct Entry {
@@ -133,7 +127,7 @@ TEST(ProcessCommandRunner, ReturnsExitStatusAndBothStreamsAsTheChildLeftThem) {
 TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
     LogCapture log;
     velmora::testing::TempTree temp;
-    ProcessCommandRunner runner(shortGrace());
+    ProcessCommandRunner runner(ProcessCommandRunner::Options{.terminationGrace = 200ms});
     const auto children = childrenOfThisProcess();
     const int descriptors = openDescriptorCount();
 
