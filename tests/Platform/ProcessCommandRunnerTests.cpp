@@ -214,7 +214,7 @@ TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailureInGerman) {
         EXPECT_EQ(launchErrorText(code), text) << code;
 }
 
-TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditions) {
+TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditionsReplacingByName) {
     ::setenv("HOMEBREW_NO_AUTO_UPDATE", "0", 1);
     ::setenv("VELMORA_TEST_INHERITED", "yes", 1);
     ProcessCommandRunner::Options options;
@@ -235,9 +235,7 @@ TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditions) {
                                               "HOMEBREW_NO_INSTALL_CLEANUP=1",
                                               "PATH=/opt/velmora-test/bin:/usr/bin:/bin",
                                               "VELMORA_TEST_INHERITED=yes"}));
-}
-
-TEST(ProcessCommandRunner, MergedEnvironmentReplacesByNameAndKeepsTheRest) {
+    // Replaced by whole name, the last addition winning; the rest kept in order.
     const auto merged = ProcessCommandRunner::mergedEnvironment(
         {"A=1", "PATH=/bin", "PATHX=keep", "B=2", "PATH=/again"}, {{"PATH", "/new"}, {"C", "3"}, {"C", "4"}});
     EXPECT_EQ(merged, (std::vector<std::string>{"A=1", "PATHX=keep", "B=2", "PATH=/new", "C=4"}));
