@@ -35,8 +35,9 @@ TEST(VolumeCapacity, ReportedValuesOrUnavailableWhenOneIsMissing) {
     EXPECT_EQ(DiskInfo().diskSpace("/no/such/folder/here"), unavailable);
     // A volume that reports no blocks at all, as the process file system does.
     struct statvfs proc;
-    if (::statvfs("/proc", &proc) == 0 && proc.f_blocks == 0)
+    if (::statvfs("/proc", &proc) == 0 && proc.f_blocks == 0) {
         EXPECT_EQ(DiskInfo().diskSpace("/proc"), unavailable);
+    }
 }
 
 // Linux has no such protection; a Mac grants it when the Safari folder can be listed.

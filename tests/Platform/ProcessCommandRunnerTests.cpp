@@ -127,7 +127,8 @@ TEST(ProcessCommandRunner, ReturnsExitStatusAndBothStreamsAsTheChildLeftThem) {
 TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
     LogCapture log;
     velmora::testing::TempTree temp;
-    ProcessCommandRunner runner(ProcessCommandRunner::Options{.terminationGrace = 200ms});
+    ProcessCommandRunner runner(
+        ProcessCommandRunner::Options{.terminationGrace = 200ms, .extraEnvironment = {}});
     const auto children = childrenOfThisProcess();
     const int descriptors = openDescriptorCount();
 
