@@ -20,7 +20,6 @@ public:
         requests_.push_back(item);
         if (failure_)
             return std::unexpected(*failure_);
-        moved_.push_back(item);
         return folder_ / item.filename();
     }
 
@@ -33,17 +32,12 @@ public:
         const std::lock_guard lock(mutex_);
         return requests_;
     }
-    std::vector<std::filesystem::path> moved() const {
-        const std::lock_guard lock(mutex_);
-        return moved_;
-    }
 
 private:
     mutable std::mutex mutex_;
     std::filesystem::path folder_;
     std::optional<TrashError> failure_;
     std::vector<std::filesystem::path> requests_;
-    std::vector<std::filesystem::path> moved_;
 };
 
 } // namespace velmora

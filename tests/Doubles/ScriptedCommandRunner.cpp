@@ -14,29 +14,6 @@ std::string ScriptedCommandRunner::Call::commandLine() const {
     return line;
 }
 
-ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::returns(std::int32_t exitCode,
-                                                                                std::string standardOutput,
-                                                                                std::string standardError) {
-    outcome_ = CommandResult{exitCode, std::move(standardOutput), std::move(standardError)};
-    return *this;
-}
-
-ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::fails(CommandError::Kind kind,
-                                                                              std::string message) {
-    outcome_ = std::unexpected(CommandError{kind, std::move(message)});
-    return *this;
-}
-
-ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::hangs() {
-    hangs_ = true;
-    return *this;
-}
-
-ScriptedCommandRunner::Expectation& ScriptedCommandRunner::Expectation::once() {
-    once_ = true;
-    return *this;
-}
-
 bool ScriptedCommandRunner::Expectation::matches(const std::filesystem::path& executable,
                                                  const std::vector<std::string>& arguments) const {
     return !(once_ && used_) && executable == executable_ && (!arguments_ || *arguments_ == arguments);

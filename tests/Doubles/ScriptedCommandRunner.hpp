@@ -39,13 +39,19 @@ public:
     class Expectation {
     public:
         Expectation& returns(std::int32_t exitCode, std::string standardOutput = {},
-                             std::string standardError = {});
-        Expectation& fails(CommandError::Kind kind, std::string message = {});
+                             std::string standardError = {}) {
+            outcome_ = CommandResult{exitCode, std::move(standardOutput), std::move(standardError)};
+            return *this;
+        }
+        Expectation& fails(CommandError::Kind kind, std::string message = {}) {
+            outcome_ = std::unexpected(CommandError{kind, std::move(message)});
+            return *this;
+        }
         // Never answers: the caller's time limit or stop token ends the call, with `timeout` or
         // `cancelled`, as the live runner would.
-        Expectation& hangs();
+        Expectation& hangs() { return hangs_ = true, *this; }
         // Answers one call only; later calls go on to the next matching expectation.
-        Expectation& once();
+        Expectation& once() { return once_ = true, *this; }
 
     private:
         friend class ScriptedCommandRunner;

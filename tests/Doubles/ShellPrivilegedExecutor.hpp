@@ -24,9 +24,6 @@ namespace velmora::test {
 // the status line, the `case` of the step after it – stay exactly as built.
 class ShellPrivilegedExecutor final : public PrivilegedExecutor {
 public:
-    explicit ShellPrivilegedExecutor(std::chrono::seconds timeout = std::chrono::seconds(30))
-        : timeout_(timeout) {}
-
     void standIn(std::string from, std::string to) {
         std::lock_guard lock(mutex_);
         standIns_.emplace_back(std::move(from), std::move(to));
@@ -40,7 +37,7 @@ public:
                 for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
                     text.replace(at, from.size(), to);
         }
-        const auto result = runner_.run("/bin/sh", {"-c", text}, timeout_, std::move(stop));
+        const auto result = runner_.run("/bin/sh", {"-c", text}, std::chrono::seconds(30), std::move(stop));
         std::lock_guard lock(mutex_);
         scripts_.push_back(script);
         if (!result)
@@ -64,7 +61,6 @@ public:
 
 private:
     ProcessCommandRunner runner_;
-    std::chrono::seconds timeout_;
     mutable std::mutex mutex_;
     std::vector<std::pair<std::string, std::string>> standIns_;
     std::vector<AdminScript> scripts_;

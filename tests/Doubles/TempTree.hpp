@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -201,13 +202,9 @@ public:
 
     bool active() const { return active_; }
     void thaw() {
-        if (!active_)
-            return;
-        active_ = false;
-        if (::geteuid() != 0)
-            ::chmod(folder_.c_str(), 0755);
-        else
-            setImmutable(false);
+        if (std::exchange(active_, false) &&
+            (::geteuid() != 0 ? ::chmod(folder_.c_str(), 0755) != 0 : !setImmutable(false)))
+            ADD_FAILURE() << "could not thaw " << folder_;
     }
 
 private:

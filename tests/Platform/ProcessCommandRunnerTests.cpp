@@ -32,12 +32,6 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-ProcessCommandRunner::Options shortGrace(std::chrono::milliseconds grace = 200ms) {
-    ProcessCommandRunner::Options options;
-    options.terminationGrace = grace;
-    return options;
-}
-
 // Captures log entries, which also keeps the tests out of the machine's log.
 struct LogCapture {
     struct Entry {
@@ -133,7 +127,8 @@ TEST(ProcessCommandRunner, ReturnsExitStatusAndBothStreamsAsTheChildLeftThem) {
 TEST(ProcessCommandRunner, EveryRunEndsPromptlyAndLeavesNothingBehind) {
     LogCapture log;
     velmora::testing::TempTree temp;
-    ProcessCommandRunner runner(shortGrace());
+    ProcessCommandRunner runner(
+        ProcessCommandRunner::Options{.terminationGrace = 200ms, .extraEnvironment = {}});
     const auto children = childrenOfThisProcess();
     const int descriptors = openDescriptorCount();
 
@@ -220,7 +215,7 @@ TEST(ProcessCommandRunner, WhatCannotBeStartedIsALaunchFailureInGerman) {
         EXPECT_EQ(launchErrorText(code), text) << code;
 }
 
-TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditions) {
+TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditionsReplacingByName) {
     ::setenv("HOMEBREW_NO_AUTO_UPDATE", "0", 1);
     ::setenv("VELMORA_TEST_INHERITED", "yes", 1);
     ProcessCommandRunner::Options options;
@@ -241,9 +236,7 @@ TEST(ProcessCommandRunner, ChildGetsTheEnvironmentWithAdditions) {
                                               "HOMEBREW_NO_INSTALL_CLEANUP=1",
                                               "PATH=/opt/velmora-test/bin:/usr/bin:/bin",
                                               "VELMORA_TEST_INHERITED=yes"}));
-}
-
-TEST(ProcessCommandRunner, MergedEnvironmentReplacesByNameAndKeepsTheRest) {
+    // Replaced by whole name, the last addition winning; the rest kept in order.
     const auto merged = ProcessCommandRunner::mergedEnvironment(
         {"A=1", "PATH=/bin", "PATHX=keep", "B=2", "PATH=/again"}, {{"PATH", "/new"}, {"C", "3"}, {"C", "4"}});
     EXPECT_EQ(merged, (std::vector<std::string>{"A=1", "PATHX=keep", "B=2", "PATH=/new", "C=4"}));

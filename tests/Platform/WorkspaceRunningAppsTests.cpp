@@ -23,7 +23,9 @@ template <class Info> const Info* findPid(const std::vector<Info>& list, pid_t p
 
 } // namespace
 
-TEST(WorkspaceRunningApps, FindsThisTestProcess) {
+// This test process as the system lists it, then a made-up process folder with what a real one holds:
+// entries that cannot be read and kernel threads are skipped.
+TEST(WorkspaceRunningApps, FindsThisTestProcessAndSkipsWhatCannotBeReadAndKernelThreads) {
     WorkspaceRunningApps source;
     const auto processes = source.runningProcesses();
     const RunningProcessInfo* self = findPid(processes, ::getpid());
@@ -39,9 +41,7 @@ TEST(WorkspaceRunningApps, FindsThisTestProcess) {
     EXPECT_EQ(app->bundleID, std::nullopt);
     EXPECT_EQ(app->name, self->name);
     EXPECT_FALSE(source.terminateApplications("de.tobrenlux.velmora2")) << "Linux has no bundle identifiers";
-}
 
-TEST(WorkspaceRunningApps, SkipsWhatCannotBeReadAndKernelThreads) {
     TempTree proc;
     // An ordinary process whose program was replaced while it runs.
     proc.file("100/comm", "editor\n");
@@ -61,24 +61,20 @@ TEST(WorkspaceRunningApps, SkipsWhatCannotBeReadAndKernelThreads) {
     proc.file("0/comm", "nope\n");
     proc.file("uptime", "1 2\n");
 
-    WorkspaceRunningApps source(nullptr, proc.root());
-    auto processes = source.runningProcesses();
-    std::sort(processes.begin(), processes.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
-    const std::vector<RunningProcessInfo> expected{
-        {100, "/usr/bin/editor", "editor"},
-        {300, "", "kworker/0:1"},
-        {400, "", "caf\xef\xbf\xbd"},
+    WorkspaceRunningApps fake(nullptr, proc.root());
+    const auto byPid = [](auto list) {
+        std::ranges::sort(list, {}, [](const auto& info) { return info.pid; });
+        return list;
     };
-    EXPECT_EQ(processes, expected);
-
-    auto apps = source.runningApplications();
-    std::sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
-    const std::vector<RunningAppInfo> expectedApps{
-        {100, std::nullopt, "editor"},
-        {400, std::nullopt, "caf\xef\xbf\xbd"},
-    };
-    EXPECT_EQ(apps, expectedApps);
-
+    EXPECT_EQ(byPid(fake.runningProcesses()), (std::vector<RunningProcessInfo>{
+                                                  {100, "/usr/bin/editor", "editor"},
+                                                  {300, "", "kworker/0:1"},
+                                                  {400, "", "caf\xef\xbf\xbd"},
+                                              }));
+    EXPECT_EQ(byPid(fake.runningApplications()), (std::vector<RunningAppInfo>{
+                                                     {100, std::nullopt, "editor"},
+                                                     {400, std::nullopt, "caf\xef\xbf\xbd"},
+                                                 }));
     EXPECT_TRUE(WorkspaceRunningApps(nullptr, proc / "missing").runningProcesses().empty());
 }
 

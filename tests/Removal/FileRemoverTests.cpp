@@ -1,3 +1,4 @@
+#include "Doubles/FakeTrash.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Platform/ParentDirectory.hpp"
 #include "Removal/DeleteRemover.hpp"
@@ -14,7 +15,6 @@
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/stat.h>
 
 using namespace velmora;
 using namespace velmora::removaltest;
@@ -208,33 +208,6 @@ TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereEls
     }
 }
 
-TEST_P(FileRemoval, DryRunAsksTheGuardFirstAndChangesNothing) {
-    const auto& t = h.tree;
-    t.file(h.documents / "x", "x");
-    t.file(h.cache / "ok/file", "ok");
-    for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {
-        const Finding finding =
-            findingOf("appCaches.dry", method,
-                      {itemWithoutPath("ohne Pfad"), itemAt(h.documents / "x"), itemAt(h.cache / "ok")});
-        const auto before = snapshot(t.root());
-
-        const auto report = runner().run(RemovalPlan::build({allOf(finding)}, {.dryRun = true}));
-
-        EXPECT_EQ(snapshot(t.root()), before);
-        EXPECT_EQ(outcomesByItem(report.results),
-                  (std::map<std::string, std::string>{
-                      {"ohne Pfad", "übersprungen: Kein Pfad"},
-                      {(h.documents / "x").string(),
-                       "fehlgeschlagen: Gesperrt: Persönlicher Ordner – wird nie angefasst"},
-                      {(h.cache / "ok").string(), "übersprungen: Trockenlauf"}}));
-        EXPECT_EQ(report.freedBytes, 0);
-        EXPECT_EQ(report.failures,
-                  (std::vector<std::string>{"ohne Pfad: Kein Pfad",
-                                            "x: Gesperrt: Persönlicher Ordner – wird nie angefasst"}));
-        EXPECT_EQ(report.summary(), "2 Einträge konnten nicht entfernt werden.");
-    }
-}
-
 TEST_P(FileRemoval, WhatChangedAfterPlanningOrLiesBehindALinkIsLeftAloneAndTheRestGoes) {
     const auto& t = h.tree;
     t.file(h.documents / "secret.txt", "geheim");
@@ -302,30 +275,6 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningOrLiesBehindALinkIsLeftAloneAndTheRe
     }
 }
 
-TEST(TrashRemover, ATrashOnAnotherVolumeFailsAndTheItemStays) {
-    struct stat shm {
-    }, tmp{};
-    if (::stat("/dev/shm", &shm) != 0 || ::access("/dev/shm", W_OK) != 0)
-        GTEST_SKIP() << "no writable /dev/shm";
-    Home h(PlatformLayout::macOS);
-    if (::stat(h.tree.root().c_str(), &tmp) != 0 || tmp.st_dev == shm.st_dev)
-        GTEST_SKIP() << "/dev/shm is on the same volume as the temp folder";
-    velmora::testing::TempTree otherVolume("/dev/shm");
-    const fs::path item = h.tree.file(h.cache / "big/data", "data").parent_path();
-    std::vector<fs::path> trashedCalls;
-    TrashRemover remover(std::make_shared<HomeTrash>(otherVolume.root()), h.guard,
-                         [&](const fs::path& p) { trashedCalls.push_back(p); });
-
-    const Finding finding = findingOf("appCaches.big", RemovalMethod::trash(), {itemAt(item)});
-    const auto results = remover.remove({RemovalStep::capture(finding, finding.items)}, false);
-
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(results[0].outcome, ItemOutcome::failed(std::string(otherVolumeText)));
-    EXPECT_EQ(contentOf(item / "data"), "data");
-    EXPECT_TRUE(trashedCalls.empty());
-    EXPECT_TRUE(!present(otherVolume / ".Trash") || fs::is_empty(otherVolume / ".Trash"));
-}
-
 TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNothing) {
     Home h(PlatformLayout::linux);
     const fs::path file = h.tree.file(h.cache / "f", "f");
@@ -343,8 +292,15 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
     }
     EXPECT_TRUE(present(file));
 
+    // A failed move is no move: no call back.
     std::vector<fs::path> trashed;
-    TrashRemover remover(h.trash, h.guard, [&](const fs::path& p) { trashed.push_back(p); });
+    const auto failing = std::make_shared<FakeTrash>();
+    failing->failWith(TrashError::make(TrashError::Kind::otherVolume));
+    const auto record = [&](const fs::path& p) { trashed.push_back(p); };
+    EXPECT_EQ(TrashRemover(failing, h.guard, record).remove({step}, false)[0].outcome,
+              ItemOutcome::failed(std::string(otherVolumeText)));
+    EXPECT_TRUE(trashed.empty());
+    TrashRemover remover(h.trash, h.guard, record);
     EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000));
     EXPECT_EQ(trashed, std::vector<fs::path>{file});
     EXPECT_FALSE(present(file));

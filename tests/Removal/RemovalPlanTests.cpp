@@ -57,6 +57,8 @@ TEST(RemovalPlan, SortsByMethodLeavesHintsOutAndPreviewsEveryAction) {
     EXPECT_EQ(plan.itemCount(), 5u);
     EXPECT_TRUE(plan.directDeleteCandidates.empty());
     EXPECT_TRUE(plan.options.deleteDirectly);
+    EXPECT_FALSE(plan.isEmpty());
+    EXPECT_TRUE(RemovalPlan::build({allOf(hint), FindingSelection{nothingChosen, {}}}, {}).isEmpty());
 
     EXPECT_EQ(plan.commandPreview(), (std::vector<std::string>{
                                          "brew uninstall --cask 'my app'",

@@ -66,23 +66,6 @@ Finding adminFinding(std::string scannerID, std::vector<AdminStep> steps, std::v
 
 } // namespace
 
-TEST(RemovalRunner, APlanOfHintsOnlyIsEmptyAndRunsNothing) {
-    RunnerFixture f;
-    const auto hint = findingOf(
-        "personal.photos", RemovalMethod::hint(HintAction{HintAction::OpenURL{"x-apple.systempreferences:"}}),
-        {itemAt(f.cacheFile("photos"))});
-    const auto plan = RemovalPlan::build({allOf(hint)}, {});
-    EXPECT_TRUE(plan.isEmpty());
-    EXPECT_TRUE(plan.commandPreview().empty());
-    EXPECT_EQ(plan.totalSize, 0);
-
-    const auto report = f.run({allOf(hint)});
-    EXPECT_EQ(report, RemovalReport{});
-    EXPECT_TRUE(f.progress.empty());
-    EXPECT_TRUE(f.adminCalls.empty());
-    EXPECT_TRUE(present(f.home.cache / "photos"));
-}
-
 TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
     RunnerFixture f;
     // macOS: by bundle id. Linux: by process name, the kernel's 15-byte cut included.
@@ -126,14 +109,16 @@ TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
                                                          "daemon: Slack läuft – vorher beenden"}));
 }
 
-TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
+// A dry run still asks the guard, so that it shows what a real run would refuse.
+TEST(RemovalRunner, DryRunAsksTheGuardFirstAndChangesNothing) {
     RunnerFixture f;
     auto executor = std::make_shared<test::FakePrivilegedExecutor>(AdminRunResult::completed({0}));
-    auto fakeTrash = std::make_shared<FakeTrash>();
-    f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.guard);
     f.services.admin = RemovalRunner::adminRemoval(std::make_shared<AdminRemover>(
         executor, [](const fs::path&) { return std::optional<std::string>(); }, f.home.tree.root()));
-    const auto trash = findingOf("appCaches.a", RemovalMethod::trash(), {itemAt(f.cacheFile("a"), 10)});
+    const fs::path personal = f.home.tree.file(f.home.documents / "x", "x");
+    const auto trash =
+        findingOf("appCaches.a", RemovalMethod::trash(),
+                  {itemWithoutPath("ohne Pfad"), itemAt(personal), itemAt(f.cacheFile("a"), 10)});
     const auto del =
         findingOf("appCaches.b", RemovalMethod::deleteDirectly(), {itemAt(f.cacheFile("b"), 20)});
     const auto admin =
@@ -144,16 +129,20 @@ TEST(RemovalRunner, DryRunReportsEverythingAsTrockenlaufAndChangesNothing) {
     const auto report = f.run({allOf(trash), allOf(del), allOf(admin)}, {.dryRun = true});
 
     EXPECT_EQ(snapshot(f.home.tree.root()), before);
-    EXPECT_TRUE(fakeTrash->requests().empty());
     EXPECT_TRUE(executor->scripts().empty());
-    ASSERT_EQ(report.results.size(), 3u);
-    for (const auto& result : report.results)
-        EXPECT_EQ(result.outcome, ItemOutcome::skipped("Trockenlauf")) << result.itemID;
+    const std::string refused = "Gesperrt: Persönlicher Ordner – wird nie angefasst";
+    EXPECT_EQ(
+        outcomesByItem(report.results),
+        (std::map<std::string, std::string>{{"ohne Pfad", "übersprungen: Kein Pfad"},
+                                            {personal.string(), "fehlgeschlagen: " + refused},
+                                            {(f.home.cache / "a").string(), "übersprungen: Trockenlauf"},
+                                            {(f.home.cache / "b").string(), "übersprungen: Trockenlauf"},
+                                            {"log", "übersprungen: Trockenlauf"}}));
     EXPECT_EQ(report.freedBytes, 0);
-    EXPECT_TRUE(report.failures.empty());
-    EXPECT_FALSE(report.summary());
-    EXPECT_EQ(f.progress, (std::vector<std::string>{"Entferne: a", "Entferne: b",
-                                                    "Admin-Schritte (eine Passwortabfrage)"}));
+    EXPECT_EQ(report.failures, (std::vector<std::string>{"ohne Pfad: Kein Pfad", "x: " + refused}));
+    EXPECT_EQ(report.summary(), "2 Einträge konnten nicht entfernt werden.");
+    EXPECT_EQ(f.progress, (std::vector<std::string>{"Entferne: ohne Pfad", "Entferne: x", "Entferne: a",
+                                                    "Entferne: b", "Admin-Schritte (eine Passwortabfrage)"}));
 }
 
 TEST(RemovalRunner, ReportsProgressFreedBytesAndFailuresInOrder) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <set>
 
 using namespace velmora;
@@ -92,32 +93,32 @@ TEST(ToolRemover, RunsTheCommandOnceAndSharesItsOutcome) {
         ASSERT_EQ(f.runner->calls().size(), 1u);
         EXPECT_EQ(f.runner->calls()[0].timeout, 60s);
     }
-    {
+    // Every other end of the one run is every item's end; a dry run runs nothing.
+    auto slow = npm;
+    std::get<RemovalMethod::Tool>(slow.method.value).command.timeout = 150ms;
+    const auto simctl = toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
+    const struct {
+        Finding finding;
+        std::function<void(ScriptedCommandRunner&)> script;
+        std::string expected;
+        bool dryRun = false;
+    } cases[] = {
+        {simctl, [](auto& r) { r.expect("/usr/bin/xcrun").returns(3, "", "Error"); },
+         "fehlgeschlagen: Exit 3"},
+        {slow, [](auto& r) { r.expect("/usr/local/bin/npm").hangs(); }, "fehlgeschlagen: Zeitüberschreitung"},
+        {npm,
+         [](auto& r) {
+             r.expect("/usr/local/bin/npm").fails(CommandError::Kind::launchFailed, "Zugriff verweigert");
+         },
+         "fehlgeschlagen: Zugriff verweigert"},
+        {npm, [](auto&) {}, "übersprungen: Trockenlauf", true},
+    };
+    for (const auto& c : cases) {
         Fixture f;
-        f.runner->expect("/usr/bin/xcrun").returns(3, "", "Error");
-        const auto simctl =
-            toolFinding("xcrun", {"simctl", "delete", "unavailable"}, twoItems(), "simulators.x");
-        EXPECT_EQ(outcomeTexts(f.remove(simctl, installed)),
-                  (std::vector<std::string>{"fehlgeschlagen: Exit 3", "fehlgeschlagen: Exit 3"}));
-    }
-    {
-        Fixture f;
-        f.runner->expect("/usr/local/bin/npm").hangs();
-        auto slow = npm;
-        std::get<RemovalMethod::Tool>(slow.method.value).command.timeout = 150ms;
-        EXPECT_EQ(outcomeTexts(f.remove(slow, installed))[0], "fehlgeschlagen: Zeitüberschreitung");
-    }
-    {
-        Fixture f;
-        f.runner->expect("/usr/local/bin/npm").fails(CommandError::Kind::launchFailed, "Zugriff verweigert");
-        EXPECT_EQ(outcomeTexts(f.remove(npm, installed))[1], "fehlgeschlagen: Zugriff verweigert");
-    }
-    {
-        // Dry run: nothing runs.
-        Fixture f;
-        EXPECT_EQ(outcomeTexts(f.remove(npm, installed, true)),
-                  (std::vector<std::string>{"übersprungen: Trockenlauf", "übersprungen: Trockenlauf"}));
-        EXPECT_TRUE(f.runner->calls().empty());
+        c.script(*f.runner);
+        EXPECT_EQ(outcomeTexts(f.remove(c.finding, installed, c.dryRun)),
+                  (std::vector<std::string>{c.expected, c.expected}));
+        EXPECT_EQ(f.runner->calls().size(), c.dryRun ? 0u : 1u);
     }
 }
 
