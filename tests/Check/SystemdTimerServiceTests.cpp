@@ -25,14 +25,7 @@ struct UserUnits {
     SystemdTimerService service{
         {runner, fs::path("/usr/bin/systemctl"), folder, fs::path("/opt/velmora/bin/velmora")}};
 
-    std::vector<std::string> unitFiles() const {
-        std::vector<std::string> names;
-        std::error_code ec;
-        for (const auto& entry : fs::directory_iterator(folder, ec))
-            names.push_back(entry.path().filename().string());
-        std::ranges::sort(names);
-        return names;
-    }
+    std::vector<std::string> unitFiles() const { return velmora::testing::namesIn(folder); }
 };
 
 } // namespace

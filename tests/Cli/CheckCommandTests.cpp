@@ -20,15 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> namesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(folder, ec))
-        names.push_back(entry.path().filename().string());
-    std::ranges::sort(names);
-    return names;
-}
-
 // A Linux home in a temp tree; every command runs with a scripted command runner, so no real tool
 // (systemctl, notify-send …) is ever started.
 struct LinuxHome {

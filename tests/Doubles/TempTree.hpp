@@ -135,6 +135,16 @@ inline std::string contentOf(const std::filesystem::path& path) {
     return out.str();
 }
 
+// The sorted names in `folder`; none when it is missing.
+inline std::vector<std::string> namesIn(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+        names.push_back(entry.path().filename().string());
+    std::ranges::sort(names);
+    return names;
+}
+
 // True when `path` names anything, a dangling link included.
 inline bool present(const std::filesystem::path& path) {
     struct stat st {};
