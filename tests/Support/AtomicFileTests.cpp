@@ -4,20 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 using namespace velmora;
+using velmora::testing::contentOf;
 using velmora::testing::TempTree;
 
 namespace {
-
-std::string contentsOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 std::filesystem::perms permissionsOf(const std::filesystem::path& file) {
     return std::filesystem::status(file).permissions() & std::filesystem::perms::all;
@@ -27,14 +18,14 @@ TEST(AtomicFile, CreatesFoldersReplacesKeepingTheModeAndReportsTheStepThatFailed
     TempTree tree;
     const auto file = tree("/a/b/data.json");
     ASSERT_TRUE(writeFileAtomically(file, "first"));
-    EXPECT_EQ(contentsOf(file), "first");
+    EXPECT_EQ(contentOf(file), "first");
     using std::filesystem::perms;
     EXPECT_EQ(permissionsOf(file),
               perms::owner_read | perms::owner_write | perms::group_read | perms::others_read);
 
     std::filesystem::permissions(file, perms::owner_read | perms::owner_write);
     ASSERT_TRUE(writeFileAtomically(file, std::string(100'000, 'z')));
-    EXPECT_EQ(contentsOf(file), std::string(100'000, 'z'));
+    EXPECT_EQ(contentOf(file), std::string(100'000, 'z'));
     EXPECT_EQ(permissionsOf(file), perms::owner_read | perms::owner_write);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(tree("/a/b")), {}), 1);
 
@@ -49,7 +40,7 @@ TEST(AtomicFile, CreatesFoldersReplacesKeepingTheModeAndReportsTheStepThatFailed
     const auto onFolder = writeFileAtomically(tree("/target"), "x");
     ASSERT_FALSE(onFolder);
     EXPECT_EQ(onFolder.error().step, AtomicWriteError::Step::replace);
-    EXPECT_EQ(contentsOf(tree("/target/inside")), "keep me");
+    EXPECT_EQ(contentOf(tree("/target/inside")), "keep me");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(tree.root()), {}), 3);
 }
 
