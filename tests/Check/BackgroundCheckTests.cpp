@@ -35,9 +35,18 @@ struct CheckBench {
             "languages.npm", ScannerPhase::specific, [this](const ScanContext&, StopToken) {
                 return std::vector<Finding>{makeFinding("languages.npm", {"/npm"}, cacheSize)};
             });
+        // A kept finding and a hint never count, however big.
+        auto archives =
+            FakeScanner::returning("xcode.archives", {makeFinding("xcode.archives", {"/a"}, 50 * GB)});
+        auto hint = FakeScanner::returning(
+            "toolchains.docker", {makeFinding("toolchains.docker", {"/v"}, 80 * GB, Risk::hintOnly)});
         dependencies.engine = std::make_shared<const ScanEngine>(
-            std::vector<std::shared_ptr<Scanner>>{scanner}, std::chrono::seconds{5});
+            std::vector<std::shared_ptr<Scanner>>{scanner, archives, hint}, std::chrono::seconds{5});
         dependencies.keepList = std::make_shared<KeepList>(tree / "Velmora2/keep.json");
+        (void)dependencies.keepList->add(FindingID{"xcode.archives", ""});
+        dependencies.orphanedServices = [] {
+            return std::optional<std::vector<std::string>>{{"com.z", "com.a"}};
+        };
         dependencies.history = std::make_shared<CheckHistory>(
             historyFile.empty() ? tree / "Velmora2/history.json" : historyFile);
         dependencies.diskSpace = std::make_shared<FakeDiskSpace>(DiskSpace{400 * GB, 1000 * GB});
@@ -103,8 +112,15 @@ TEST(BackgroundCheck, PostsOnlyWhenAStoredSnapshotCallsForItAndNeverTouchesTheFi
     CheckBench bench(NotificationAuthorization::authorized);
     bench.tree.file("npm/_cacache/index", "cache");
     const auto before = snapshot(bench.tree / "npm");
+    // Written under a clock a year ahead: never the previous check.
+    CheckSnapshot future;
+    future.date = bench.now + std::chrono::days{365};
+    future.sizes = {{"languages.npm", 9 * GB}};
+    ASSERT_TRUE(bench.dependencies.history->append(future));
     auto outcome = BackgroundCheck::run(bench.dependencies);
     ASSERT_TRUE(outcome);
+    EXPECT_EQ(outcome->snapshot.sizes, (std::map<std::string, std::int64_t>{{"languages.npm", GB / 2}}));
+    EXPECT_EQ(outcome->snapshot.orphanedServiceLabels, (std::vector<std::string>{"com.a", "com.z"}));
     EXPECT_TRUE(outcome->notificationsAllowed);
     EXPECT_EQ(outcome->notification, std::nullopt); // half a GB on a roomy disk is not worth a word
     EXPECT_TRUE(bench.notifier->posted.empty());
@@ -114,6 +130,8 @@ TEST(BackgroundCheck, PostsOnlyWhenAStoredSnapshotCallsForItAndNeverTouchesTheFi
     outcome = BackgroundCheck::run(bench.dependencies);
     ASSERT_TRUE(outcome);
     EXPECT_TRUE(outcome->posted);
+    EXPECT_EQ(outcome->snapshot.alerts.at(0),
+              (CheckAlert{CheckAlert::Growth{"languages.npm", "languages.npm", GB / 2, 7 * GB}}));
     ASSERT_EQ(bench.notifier->posted.size(), 1u);
     EXPECT_EQ(bench.notifier->posted[0], *outcome->notification);
     EXPECT_EQ(snapshot(bench.tree / "npm"), before);
@@ -124,7 +142,7 @@ TEST(BackgroundCheck, PostsOnlyWhenAStoredSnapshotCallsForItAndNeverTouchesTheFi
     outcome = BackgroundCheck::run(bench.dependencies);
     ASSERT_TRUE(outcome);
     EXPECT_FALSE(outcome->posted);
-    EXPECT_EQ(bench.dependencies.history->all().size(), 3u);
+    EXPECT_EQ(bench.dependencies.history->all().size(), 4u);
 
     // Denied notifications: the snapshot is still stored and the text still made, but nothing posted.
     CheckBench denied(NotificationAuthorization::denied);
