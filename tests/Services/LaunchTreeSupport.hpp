@@ -54,20 +54,19 @@ inline std::string plistBytes(plist_t root, bool binary) {
 
 inline std::string plistBytes(const AgentPlist& plist) {
     plist_t dict = plist_new_dict();
-    if (plist.label)
-        plist_dict_set_item(dict, "Label", plist_new_string(plist.label->c_str()));
-    if (plist.program)
-        plist_dict_set_item(dict, "Program", plist_new_string(plist.program->c_str()));
-    if (plist.arguments)
-        plist_dict_set_item(dict, "ProgramArguments", stringArray(*plist.arguments));
-    if (plist.bundleIDs)
-        plist_dict_set_item(dict, "AssociatedBundleIdentifiers", stringArray(*plist.bundleIDs));
-    if (plist.bundleProgram)
-        plist_dict_set_item(dict, "BundleProgram", plist_new_string(plist.bundleProgram->c_str()));
-    if (plist.runAtLoad)
-        plist_dict_set_item(dict, "RunAtLoad", plist_new_bool(*plist.runAtLoad));
-    if (plist.keepAlive)
-        plist_dict_set_item(dict, "KeepAlive", plist_new_bool(*plist.keepAlive));
+    for (const auto& [key, text] : {std::pair{"Label", &plist.label},
+                                    {"Program", &plist.program},
+                                    {"BundleProgram", &plist.bundleProgram}})
+        if (*text)
+            plist_dict_set_item(dict, key, plist_new_string((*text)->c_str()));
+    for (const auto& [key, list] :
+         {std::pair{"ProgramArguments", &plist.arguments}, {"AssociatedBundleIdentifiers", &plist.bundleIDs}})
+        if (*list)
+            plist_dict_set_item(dict, key, stringArray(**list));
+    for (const auto& [key, flag] :
+         {std::pair{"RunAtLoad", &plist.runAtLoad}, {"KeepAlive", &plist.keepAlive}})
+        if (*flag)
+            plist_dict_set_item(dict, key, plist_new_bool(**flag));
     if (plist.keepAliveConditions) {
         plist_t conditions = plist_new_dict();
         for (const auto& [key, value] : *plist.keepAliveConditions)
