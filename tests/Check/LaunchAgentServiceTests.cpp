@@ -48,7 +48,6 @@ TEST(LaunchAgentService, TheAgentsPropertyListStartsTheProgramWithCheckAtTheSche
         EXPECT_EQ(plistInteger(interval, "Weekday"), schedule == CheckSchedule::weekly ? 0 : -1);
         EXPECT_EQ(plistInteger(interval, "Day"), schedule == CheckSchedule::monthly ? 1 : -1);
     }
-    EXPECT_EQ(LaunchAgentService::label(weekly), "de.tobrenlux.velmora2.check.weekly");
 }
 
 TEST(LaunchAgentService, RegisterBootstrapsTheWrittenPlistAndUnregisterBootsItOut) {

@@ -77,7 +77,6 @@ TEST(RemovalMethod, ToolCommandTimeoutUsesTheTwoIntegerAttosecondForm) {
 
 TEST(RemovalMethod, RowTextsAndCommandLines) {
     EXPECT_EQ(RemovalMethod::trash().rowText(), "In den Papierkorb");
-    EXPECT_EQ(RemovalMethod::deleteDirectly().rowText(), "Wird direkt gelöscht – nicht im Papierkorb");
     EXPECT_EQ(RemovalMethod::deleteDirectly().rowSymbol(), "exclamationmark.octagon");
     EXPECT_EQ(RemovalMethod::admin({}).rowText(), "Braucht dein Admin-Passwort (eine Abfrage)");
     EXPECT_EQ(RemovalMethod::hint(HintAction{HintAction::OpenURL{"x"}}).rowText(), std::nullopt);
