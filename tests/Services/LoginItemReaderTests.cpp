@@ -40,7 +40,6 @@ TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitchOneEachWithBlanksTrimm
         LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-several-users.txt"), 501));
     ASSERT_EQ(items.size(), 4u);
 
-    EXPECT_EQ(items[0].id, "loginItem/com.getdropbox.dropbox");
     EXPECT_EQ(items[0].displayName, "Dropbox");
     EXPECT_EQ(items[1].displayName, "Spotify");
     const std::vector<std::tuple<std::string, std::vector<std::string>, const char*>> expected{
