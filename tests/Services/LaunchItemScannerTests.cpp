@@ -83,7 +83,8 @@ protected:
     std::vector<LaunchItem> items;
 };
 
-TEST_F(LaunchItemVerdicts, TheFirstRuleThatHoldsGivesTheSentenceAndOnlyGoneProgramsOrphan) {
+TEST_F(LaunchItemVerdicts,
+       TheFirstRuleThatHoldsGivesTheSentenceOnlyGoneProgramsOrphanAndItemsNameTheirAppAndFiles) {
     const std::string uninstalled = ". Es wurde vermutlich deinstalliert.",
                       deleted = ". Die App wurde vermutlich gelöscht.";
     const std::string missing = "Das Programm fehlt: ", noApp = "Gehört zu keiner erkennbaren App.";
@@ -116,9 +117,7 @@ TEST_F(LaunchItemVerdicts, TheFirstRuleThatHoldsGivesTheSentenceAndOnlyGoneProgr
         EXPECT_EQ(item(id).hasNoKnownApp, explanation == noApp) << id;
         EXPECT_EQ(item(id).isOwnAgent, id.ends_with("velmora2.check.weekly")) << id;
     }
-}
 
-TEST_F(LaunchItemVerdicts, ItemsNameTheirAppProgramAndStartFile) {
     const auto& present = item("user/com.example.present");
     EXPECT_EQ(present.appURL, tree.real("/Applications/Present.app"));
     EXPECT_EQ(present.displayName, "Present");

@@ -14,7 +14,7 @@ std::string fixture(const std::string& name) {
     return velmora::testing::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "launchctl" / name);
 }
 
-TEST(LaunchdService, ParsesTheServicesOwnBlockOnly) {
+TEST(LaunchdService, ParsesItsOwnBlockTargetsByScopeAndTellsNotLoadedFromUnclear) {
     const auto running = LaunchdService::parse(fixture("print-running.txt"));
     EXPECT_TRUE(running.isRunning);
     EXPECT_EQ(running.program, "/Applications/Example Sync.app/Contents/MacOS/sync-agent");
@@ -26,9 +26,7 @@ TEST(LaunchdService, ParsesTheServicesOwnBlockOnly) {
 
     EXPECT_EQ(LaunchdService::parse(""), LaunchdService{});
     EXPECT_EQ(LaunchdService::parse("}\n}\n{\npath = /x\n"), (LaunchdService{false, std::nullopt, "/x"}));
-}
 
-TEST(LaunchdService, TargetsByScopeAndAQueryTellsNotLoadedFromUnclear) {
     EXPECT_EQ(LaunchdService::target(LaunchScope::user, 501, "a.b"), "gui/501/a.b");
     EXPECT_EQ(LaunchdService::target(LaunchScope::allUsers, 502, "a.b"), "gui/502/a.b");
     EXPECT_EQ(LaunchdService::target(LaunchScope::system, 501, "a.b"), "system/a.b");

@@ -17,12 +17,12 @@ std::string fixture(const std::string& name) {
     return velmora::testing::contentOf(std::filesystem::path(VELMORA_FIXTURES) / "sfltool" / name);
 }
 
-TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {
+TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSectionIntoLoginItemsWithBlanksTrimmed) {
     const auto dump = fixture("dumpbtm-several-users.txt");
     const auto entries = LoginItemReader::parse(dump, 501);
     ASSERT_EQ(entries.size(), 8u);
     // Values keep what follows the first colon; "(null)" and empty values count as absent. What the
-    // login items make of the other fields shows in the next test.
+    // login items make of the other fields shows below.
     EXPECT_EQ(entries[1].value("URL"), "file:///Applications/Dropbox.app/");
     EXPECT_EQ(entries[4].value("#1"), "16.com.docker.vmnetd");
     EXPECT_FALSE(entries[6].value("Name"));
@@ -33,11 +33,8 @@ TEST(LoginItemReader, ParsesOnlyTheCurrentUsersSection) {
     EXPECT_TRUE(LoginItemReader::parse(dump, 4294967294u).empty()); // "-2" is not a number we match
     EXPECT_TRUE(LoginItemReader::parse(fixture("dumpbtm-no-sections.txt"), 501).empty());
     EXPECT_TRUE(LoginItemReader::parse("", 501).empty());
-}
 
-TEST(LoginItemReader, LoginItemsWithTheirLabelAppAndSwitchOneEachWithBlanksTrimmed) {
-    const auto items =
-        LoginItemReader::loginItems(LoginItemReader::parse(fixture("dumpbtm-several-users.txt"), 501));
+    const auto items = LoginItemReader::loginItems(entries);
     ASSERT_EQ(items.size(), 4u);
 
     EXPECT_EQ(items[0].displayName, "Dropbox");

@@ -54,7 +54,8 @@ protected:
     std::vector<LaunchItem> items;
 };
 
-TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrderAndBlockedOrphansMakeNoFinding) {
+TEST_F(OrphanedServicesTree,
+       BlockReasonsFollowTheirOrderBlockedOrphansMakeNoFindingAndFindingsSplitUserFromAdmin) {
     std::map<std::string, std::optional<std::string>> reasons;
     for (const auto& item : items)
         reasons[item.id] = scanner.removalBlockReason(item);
@@ -96,9 +97,7 @@ TEST_F(OrphanedServicesTree, BlockReasonsFollowTheirOrderAndBlockedOrphansMakeNo
     LaunchItem daemon = item("system/org.example.daemon");
     daemon.scope = LaunchScope::allUsers;
     EXPECT_EQ(scanner.removalBlockReason(daemon), misplaced);
-}
 
-TEST_F(OrphanedServicesTree, FindingsSplitUserAgentsFromAdminServices) {
     const auto findings = OrphanedServices::findings(scanner, items);
     ASSERT_EQ(findings.size(), 2u);
 

@@ -11,7 +11,7 @@ using namespace velmora;
 
 namespace {
 
-TEST(Text, TrimmedDropsUnicodeBlanksAndRemovingMarksOnlyMarks) {
+TEST(Text, TrimmedRemovingMarksPrintableAndFinderOrder) {
     EXPECT_EQ(Text::trimmed(" \t\u00a0Name: x\u2009\r"), "Name: x");
     EXPECT_EQ(Text::trimmed("   "), "");
     EXPECT_EQ(Text::trimmed(""), "");
@@ -26,9 +26,7 @@ TEST(Text, TrimmedDropsUnicodeBlanksAndRemovingMarksOnlyMarks) {
     EXPECT_TRUE(Text::isValidUTF8("Grüße"));
     EXPECT_FALSE(Text::isValidUTF8("Gr\xFC\xDF"
                                    "e"));
-}
 
-TEST(Text, PrintableShowsWhatCouldFakeALineAndFinderOrderSortsNumbersByValueUmlautsWithTheirLetter) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"Grüße 日本 a\\b ~/x y", "Grüße 日本 a\\b ~/x y"}, // text and blanks stay as they are
         {"a\nb\r\tc\x1b[2K\x1b[1A\x7f\b", "a\\nb\\r\\tc\\x1b[2K\\x1b[1A\\x7f\\x08"},
