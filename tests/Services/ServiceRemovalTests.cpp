@@ -110,14 +110,19 @@ TEST_F(ServiceRemovalTest, OnlyAnOrphanThatIsNotLoadedOrStopsIsTrashed) {
     std::vector<LaunchItem> items;
     for (const char* label : {"other", "unclear", "stuck", "idle", "present", "gone"})
         items.push_back(item("user/com.example." + std::string(label)));
+    items.push_back(items.back());
+    items.back().label = "com.apple.fake";
     // The app came back after the list was made.
     tree.app("/Applications/Gone.app", "com.example.gone", "Contents/MacOS/gone");
 
     // Which block reason applies is the orphan finding's business; here any one stops the removal.
-    const std::vector<std::pair<std::string_view, char>> expected{
-        {ServiceRemovalText::otherAppLoaded, 's'}, {ServiceRemovalText::stateUnclear, 's'},
-        {ServiceRemovalText::stopFailed, 'f'},     {ServiceRemovalText::trashed, 'r'},
-        {"Der Dienst ist nicht verwaist.", 's'},   {ServiceRemovalText::noLongerOrphaned, 's'}};
+    const std::vector<std::pair<std::string_view, char>> expected{{ServiceRemovalText::otherAppLoaded, 's'},
+                                                                  {ServiceRemovalText::stateUnclear, 's'},
+                                                                  {ServiceRemovalText::stopFailed, 'f'},
+                                                                  {ServiceRemovalText::trashed, 'r'},
+                                                                  {"Der Dienst ist nicht verwaist.", 's'},
+                                                                  {ServiceRemovalText::noLongerOrphaned, 's'},
+                                                                  {"Gehört zu macOS.", 's'}};
     const auto outcomes = this->removal().remove(items, false);
     ASSERT_EQ(outcomes.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
