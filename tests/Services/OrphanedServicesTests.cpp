@@ -109,15 +109,14 @@ TEST_F(OrphanedServicesTree,
               "Die zugehörige App wurde gelöscht. Der Dienst wird gestoppt und seine Startdatei in "
               "den Papierkorb gelegt.");
     EXPECT_EQ(user.method, RemovalMethod::trash());
-    ASSERT_EQ(user.items.size(), 3u);
+    ASSERT_EQ(user.items.size(), 2u);
     for (const auto& item : user.items) {
         EXPECT_EQ(item.url, itemOf(items, item.id).plistURL);
         EXPECT_GT(item.size.value_or(0), 0);
     }
     EXPECT_EQ(user.items[0].detail, "Das Programm fehlt: /opt/gone/tool. Es wurde vermutlich deinstalliert.");
     EXPECT_EQ(user.commandPreview, "/bin/launchctl bootout gui/501/" + user.items[0].id.substr(5) + "\n" +
-                                       "/bin/launchctl bootout gui/501/" + user.items[1].id.substr(5) + "\n" +
-                                       "/bin/launchctl bootout gui/501/" + user.items[2].id.substr(5));
+                                       "/bin/launchctl bootout gui/501/" + user.items[1].id.substr(5));
 
     const Finding& admin = findings[1];
     EXPECT_EQ(admin.id, (FindingID{"services.orphaned", "admin"}));
