@@ -12,12 +12,6 @@
 
 namespace velmora::test {
 
-// Usage:
-//   ScriptedCommandRunner runner;
-//   runner.expect("/usr/bin/brew", {"list", "--cask"}).returns(0, "firefox\n");
-//   runner.expect("/usr/bin/brew").returns(1, "", "Error: …");   // any arguments
-//   runner.expect("/usr/bin/tmutil").hangs();                   // ends by time limit or stop token
-//
 // A call is answered by the first expectation, in the order they were declared, that matches its
 // executable (and its arguments, where given) and is not used up (see `once`). Calls nobody expected
 // fail with `launchFailed` and a message naming the command line; `unscripted` changes that.

@@ -38,10 +38,9 @@ public:
                     text.replace(at, from.size(), to);
         }
         const auto result = runner_.run("/bin/sh", {"-c", text}, std::chrono::seconds(30), std::move(stop));
-        std::lock_guard lock(mutex_);
-        scripts_.push_back(script);
         if (!result)
             return adminRunResult(result.error());
+        std::lock_guard lock(mutex_);
         outputs_.push_back(result->standardOutput);
         if (result->exitCode != 0)
             return AdminRunResult::failed("Exit " + std::to_string(result->exitCode));
@@ -49,10 +48,6 @@ public:
             AdminScriptBuilder::parseStatuses(result->standardOutput, script.nonce, script.stepCount));
     }
 
-    std::vector<AdminScript> scripts() const {
-        std::lock_guard lock(mutex_);
-        return scripts_;
-    }
     // Standard output of every run that ended on its own, for messages of failing assertions.
     std::vector<std::string> outputs() const {
         std::lock_guard lock(mutex_);
@@ -63,7 +58,6 @@ private:
     ProcessCommandRunner runner_;
     mutable std::mutex mutex_;
     std::vector<std::pair<std::string, std::string>> standIns_;
-    std::vector<AdminScript> scripts_;
     std::vector<std::string> outputs_;
 };
 

@@ -1,7 +1,5 @@
-// A throw-away folder for building test trees, removed again when the test ends (deep, locked and
-// oddly named parts included, links never followed), with helpers to build nasty trees in it, to take
-// an exact snapshot of a tree, to make a folder unchangeable even for root, and to lose root's power
-// to read any folder.
+// A throw-away folder for test trees, removed when the test ends (deep and locked parts included, links
+// never followed), with helpers to snapshot a tree, freeze a folder and bind even root by permissions.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -42,7 +40,6 @@ namespace velmora::testing {
 
 class TempTree {
 public:
-    // `base` defaults to the system's temp folder.
     explicit TempTree(const std::filesystem::path& base = std::filesystem::temp_directory_path()) {
         std::string pattern = (base / "velmora-test-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr)
@@ -50,8 +47,7 @@ public:
         root_ = pattern;
     }
     ~TempTree() {
-        // rm handles what std::filesystem cannot: chains deeper than PATH_MAX. Folders locked by a
-        // test are opened up first; neither tool follows links met on the way.
+        // rm handles chains deeper than PATH_MAX; locked folders are opened first; no link is followed.
         const std::string path = root_.string();
         const char* chmodArgs[] = {"chmod", "-R", "u+rwx", path.c_str(), nullptr};
         const char* rmArgs[] = {"rm", "-rf", path.c_str(), nullptr};
@@ -104,6 +100,21 @@ public:
         return path;
     }
 
+    // A chain of `depth` folders "d" made through descriptors (its path is far beyond PATH_MAX);
+    // `inEach(fd, level)` runs in the root and each folder but the last before the next is made.
+    void chain(int depth, const std::function<void(int, int)>& inEach) const {
+        int fd = ::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        for (int level = 0; level < depth && fd >= 0; ++level) {
+            inEach(fd, level);
+            ::mkdirat(fd, "d", 0755);
+            const int next = ::openat(fd, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            ::close(fd);
+            fd = next;
+        }
+        ASSERT_GE(fd, 0) << std::strerror(errno);
+        ::close(fd);
+    }
+
     static void writeFile(int dirFd, const char* name, std::size_t bytes) {
         const int fd = ::openat(dirFd, name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         ASSERT_GE(fd, 0) << name << ": " << std::strerror(errno);
@@ -151,8 +162,7 @@ inline bool present(const std::filesystem::path& path) {
     return ::lstat(path.c_str(), &st) == 0;
 }
 
-// Every entry below `root` (links not followed) with its kind and, for files, content and for links,
-// target: two equal snapshots mean nothing in the tree changed.
+// Every entry below `root` (links not followed) with its kind and content or link target.
 inline std::map<std::string, std::string> snapshot(const std::filesystem::path& root) {
     namespace fs = std::filesystem;
     std::map<std::string, std::string> result;
@@ -198,9 +208,8 @@ inline std::filesystem::path memoryBackedTempBase() {
     return std::filesystem::temp_directory_path();
 }
 
-// Makes `folder` refuse changes to its entries: read-only permissions for a normal user, the
-// immutable attribute for root (whom permissions do not stop). Undone on destruction. `active()` is
-// false when neither works here (then the test must skip).
+// Makes `folder` refuse changes: read-only for a normal user, immutable for root (whom permissions do
+// not stop); undone on destruction. `active()` is false when neither works (the test must skip).
 class FrozenFolder {
 public:
     explicit FrozenFolder(std::filesystem::path folder) : folder_(std::move(folder)) {
@@ -240,9 +249,8 @@ private:
     bool active_ = false;
 };
 
-// Runs `work` on a thread that obeys file permissions even when the tests run as root (the thread
-// gives up the capabilities that let root read and enter any folder; threads it starts inherit
-// that). Returns false when the permissions cannot be made to bind.
+// Runs `work` on a thread that obeys file permissions even as root (it drops the capabilities that let
+// root read any folder; its threads inherit that). False when permissions cannot be made to bind.
 inline bool runBoundByPermissions(const std::function<void()>& work) {
     if (::geteuid() != 0) {
         work();

@@ -42,8 +42,6 @@ TEST(AppBundleOfProcess, OnlyTheMainExecutableOfTheInnermostBundleIsItsApp) {
         {"/Applications/Xcode.app/Contents/MacOS/Xcode", xcodeApp},
         {"/Applications/Xcode.app/Contents/MacOS/xcode", xcodeApp}, // APFS ignores case
         {"/Applications/Xcode.app/Contents/Developer/Toolchains/XcodeDefault.xctoolchain/usr/bin/clang", {}},
-        {"/Applications/Xcode.app/Contents/SharedFrameworks/SourceKit.framework/Versions/A/sourcekit-lsp",
-         {}},
         {"/Applications/Xcode.app/Contents/MacOS/XCBBuildService", {}},
         {"/Applications/Xcode.app/Contents/Developer/Applications/Simulator.app/Contents/MacOS/Simulator",
          App{"com.apple.iphonesimulator", ""}},
@@ -55,7 +53,6 @@ TEST(AppBundleOfProcess, OnlyTheMainExecutableOfTheInnermostBundleIsItsApp) {
         {"/Applications/Up.app/Contents/MacOS/..", {}},
         {"/Applications/Anonymous.app/Contents/MacOS/Anonymous", {}},
         {"/Applications/Garbage.app/Contents/MacOS/Garbage", {}},
-        {"/Applications/Missing.app/Contents/MacOS/Missing", {}},
         {"Applications/Xcode.app/Contents/MacOS/Xcode", {}},
         {"", {}},
     };

@@ -7,7 +7,7 @@ using namespace velmora;
 using namespace velmora::testing;
 namespace fs = std::filesystem;
 
-TEST(FileIdentity, TellsKindsApartAndTakesALinkAsItself) {
+TEST(FileIdentity, TellsKindsApartStaysWithTheContentAndChangesWithTheObject) {
     TempTree tree;
     const auto file = FileIdentity::of(tree.file("folder/file.txt"));
     const auto folder = FileIdentity::of(tree / "folder");
@@ -19,10 +19,7 @@ TEST(FileIdentity, TellsKindsApartAndTakesALinkAsItself) {
     EXPECT_NE(link->inode, folder->inode);
     EXPECT_FALSE(FileIdentity::of(tree / "missing"));
     EXPECT_FALSE(FileIdentity::of(""));
-}
 
-TEST(FileIdentity, StaysWhileTheContentChangesAndChangesWithTheObject) {
-    TempTree tree;
     tree.file("cache/old.bin");
     const auto scanned = FileIdentity::of(tree / "cache");
     ASSERT_TRUE(scanned);

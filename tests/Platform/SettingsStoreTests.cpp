@@ -11,7 +11,7 @@ using namespace velmora;
 using velmora::test::ScriptedCommandRunner;
 using velmora::testing::TempTree;
 
-TEST(JsonSettingsStore, RoundTripsBothSettingsAndKeepsWhatElseIsInTheFile) {
+TEST(JsonSettingsStore, RoundTripsKeepsOtherKeysSetsGarbageAsideAndSurvivesAFailedWrite) {
     TempTree tree;
     JsonSettingsStore store(JsonSettingsStore::defaultFile(tree / ".config"));
     EXPECT_EQ(store.file(), tree / ".config/velmora2/settings.json");
@@ -29,26 +29,19 @@ TEST(JsonSettingsStore, RoundTripsBothSettingsAndKeepsWhatElseIsInTheFile) {
     EXPECT_EQ(JsonSettingsStore(store.file()).stringValue(checkScheduleKey), "monthly");
     EXPECT_EQ(nlohmann::json::parse(velmora::testing::contentOf(store.file())),
               nlohmann::json::parse(R"({"checkSchedule": "monthly", "dryRun": false, "theme": "dunkel"})"));
-}
 
-TEST(JsonSettingsStore, AFileThatIsNoSettingsObjectIsSetAsideNotOverwritten) {
-    TempTree tree;
-    JsonSettingsStore store(tree / "velmora2/settings.json");
+    // A file that is no settings object is set aside, not overwritten.
     for (const std::string& garbage :
          std::vector<std::string>{"[1, 2", "[\"weekly\"]", std::string("\xff\xfe\0", 3)}) {
-        tree.file("velmora2/settings.json", garbage);
+        tree.file(".config/velmora2/settings.json", garbage);
         EXPECT_EQ(store.stringValue(checkScheduleKey), std::nullopt);
         ASSERT_TRUE(store.setString(checkScheduleKey, "weekly"));
         EXPECT_EQ(velmora::testing::contentOf(store.quarantineFile()), garbage);
         EXPECT_EQ(store.stringValue(checkScheduleKey), "weekly");
     }
-}
 
-TEST(JsonSettingsStore, AFailedWriteLeavesTheStoredValue) {
-    TempTree tree;
-    JsonSettingsStore store(tree / "velmora2/settings.json");
-    ASSERT_TRUE(store.setString(checkScheduleKey, "weekly"));
-    velmora::testing::FrozenFolder frozen(tree / "velmora2");
+    // A failed write leaves the stored value.
+    velmora::testing::FrozenFolder frozen(tree / ".config/velmora2");
     if (!frozen.active())
         GTEST_SKIP() << "cannot make a folder unchangeable here";
     const auto failed = store.setString(checkScheduleKey, "off");

@@ -54,22 +54,7 @@ TEST(ToolLocator, FindsTheFirstOfTheDefaultFoldersAndOnlyPlainNames) {
     EXPECT_EQ((ToolLocator{{}, nullptr}).pathVariable(), "");
 }
 
-TEST(ToolLocator, LiveLocatorFindsOnlyExecutableFiles) {
-    velmora::testing::TempTree home;
-    const auto bin = home.folder(".local/bin");
-    ::chmod(home.file(".local/bin/velmora-test-tool", "#!/bin/sh\n").c_str(), 0755);
-    home.file(".local/bin/velmora-test-plain", "#!/bin/sh\n");
-    home.folder(".local/bin/velmora-test-folder");
-    home.link(".local/bin/velmora-test-link", bin / "velmora-test-tool"); // Homebrew links its tools
-
-    const auto locator = ToolLocator::live(home.root(), true);
-    for (const char* name : {"velmora-test-tool", "velmora-test-link"})
-        EXPECT_EQ(locator.locate(name), bin / name);
-    for (const char* name : {"velmora-test-plain", "velmora-test-folder", "velmora-test-missing"})
-        EXPECT_EQ(locator.locate(name), std::nullopt) << name;
-}
-
-TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
+TEST(SealedRoot, ExecutableToolsAreLookedForAndStartedInsideTheRootOnly) {
     namespace fs = std::filesystem;
     velmora::testing::TempTree tree;
     const auto& root = tree.root();
@@ -77,6 +62,10 @@ TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
         ::chmod(tree.file(tool, "#!/bin/sh\n").c_str(), 0755);
     fs::create_symlink("/bin/sh", tree.folder("bin") / "sh"); // a real tool of this machine
     fs::create_symlink("../usr/bin/pkexec", root / "bin/x");  // stays inside
+    // The live locator takes only executable files, links to them included (Homebrew links its tools).
+    tree.file("home/anna/.local/bin/plain", "#!/bin/sh\n");
+    tree.folder("home/anna/.local/bin/folder");
+    tree.link("home/anna/.local/bin/linked", "uv");
     const SealedRoot sealed(root.string() + "/");
 
     auto scripted = std::make_shared<test::ScriptedCommandRunner>();
@@ -93,6 +82,9 @@ TEST(SealedRoot, SystemToolsAreLookedForAndStartedInsideTheRootOnly) {
     const auto locator = sealed.locator(ToolLocator::live(root / "home/anna", true));
     EXPECT_EQ(locator.locate("pkexec"), root / "usr/bin/pkexec");
     EXPECT_EQ(locator.locate("uv"), root / "home/anna/.local/bin/uv");
+    EXPECT_EQ(locator.locate("linked"), root / "home/anna/.local/bin/linked");
+    for (const char* name : {"plain", "folder", "missing"})
+        EXPECT_EQ(locator.locate(name), std::nullopt) << name;
     EXPECT_EQ(locator.locate("sh"), std::nullopt);  // leads out of the root
     EXPECT_EQ(locator.locate("env"), std::nullopt); // this machine's own /usr/bin/env is not seen
 }
