@@ -72,20 +72,18 @@ inline std::string layoutName(const ::testing::TestParamInfo<PlatformLayout>& in
     return info.param == PlatformLayout::macOS ? "macOS" : "Linux";
 }
 
-inline FindingItem itemAt(const fs::path& path, std::optional<std::int64_t> size = 1000) {
-    FindingItem item;
-    item.id = path.string();
-    item.url = path;
-    item.name = path.filename().string();
-    item.size = size;
-    return item;
-}
-
 inline FindingItem itemWithoutPath(std::string id, std::optional<std::int64_t> size = 1000) {
     FindingItem item;
     item.id = id;
     item.name = std::move(id);
     item.size = size;
+    return item;
+}
+
+inline FindingItem itemAt(const fs::path& path, std::optional<std::int64_t> size = 1000) {
+    auto item = itemWithoutPath(path.string(), size);
+    item.url = path;
+    item.name = path.filename().string();
     return item;
 }
 
