@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace velmora;
 using namespace velmora::removaltest;
 
@@ -197,10 +199,8 @@ TEST(RemovalRunner, AfterAStopEveryItemNotYetStartedIsCancelled) {
 
 TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirStepsServe) {
     RunnerFixture f;
-    const auto p1 = f.cacheFile("d1.plist");
-    const auto p2 = f.cacheFile("d2.plist");
-    const auto p3 = f.cacheFile("w1");
-    const auto p4 = f.cacheFile("w2");
+    const auto [p1, p2, p3, p4] =
+        std::array{f.cacheFile("d1.plist"), f.cacheFile("d2.plist"), f.cacheFile("w1"), f.cacheFile("w2")};
     const auto rm = [](const fs::path& p, std::optional<std::string> id) {
         return AdminStep{"/bin/rm", {"-f", p.string()}, std::move(id), false};
     };
