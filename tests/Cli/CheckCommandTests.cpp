@@ -14,7 +14,6 @@
 using namespace velmora;
 using namespace velmora::testing;
 using velmora::test::ScriptedCommandRunner;
-using velmora::testing::TempTree;
 
 namespace {
 

@@ -9,7 +9,6 @@
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::testing::TempTree;
 
 namespace {
 

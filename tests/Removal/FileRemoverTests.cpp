@@ -18,11 +18,8 @@
 using namespace velmora;
 using namespace velmora::removaltest;
 using velmora::testing::contentOf;
-using velmora::testing::present;
 
 namespace {
-
-constexpr const char* changed = "Hat sich seit dem Scan verändert – nicht angefasst";
 
 class FileRemoval : public ::testing::TestWithParam<PlatformLayout> {
 protected:
@@ -207,7 +204,7 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningOrLiesBehindALinkIsLeftAloneAndTheRe
     const auto& t = h.tree;
     t.file(h.documents / "secret.txt", "geheim");
     auto keep = std::make_shared<KeepList>(t / "keep.json");
-    const std::string changedText = std::string("übersprungen: ") + changed;
+    const std::string changedText = "übersprungen: Hat sich seit dem Scan verändert – nicht angefasst";
     const std::string outOfBounds = "fehlgeschlagen: Gesperrt: Symlink zeigt aus dem erlaubten Ordner heraus";
 
     for (const auto& method : {RemovalMethod::trash(), RemovalMethod::deleteDirectly()}) {

@@ -17,7 +17,7 @@ using namespace velmora::removaltest;
 namespace {
 
 // A runner on a Linux-shaped home with the real removers, fakes for running apps and keep list, and an
-// admin group that records what it was handed and reports every item removed.
+// admin group that records the items it was handed and reports every item removed.
 struct RunnerFixture {
     RunnerFixture() {
         services.trash = std::make_shared<TrashRemover>(home.trash, home.guard);
@@ -25,13 +25,15 @@ struct RunnerFixture {
         services.runningApps = apps;
         services.readKeepList = [this] { return KeepList::Contents{kept, false}; };
         services.admin = [this](const std::vector<FindingSelection>& selections, bool dryRun, StopToken) {
-            adminCalls.push_back(selections);
+            auto& call = adminCalls.emplace_back();
             std::vector<ItemResult> results;
             for (const auto& s : selections)
-                for (const auto& item : s.items)
+                for (const auto& item : s.items) {
+                    call.push_back(item.id);
                     results.push_back(ItemResult{s.finding.id, item.id,
                                                  dryRun ? ItemOutcome::skipped("Trockenlauf")
                                                         : ItemOutcome::removed(item.size)});
+                }
             return results;
         };
     }
@@ -49,18 +51,10 @@ struct RunnerFixture {
     Home home{PlatformLayout::linux};
     std::shared_ptr<FakeRunningApps> apps = std::make_shared<FakeRunningApps>();
     KeepList::IDs kept;
-    std::vector<std::vector<FindingSelection>> adminCalls;
+    std::vector<std::vector<std::string>> adminCalls; // the item ids of each call
     std::vector<std::string> progress;
     RemovalRunner::Services services;
 };
-
-std::vector<std::string> adminItemIDs(const std::vector<FindingSelection>& call) {
-    std::vector<std::string> ids;
-    for (const auto& s : call)
-        for (const auto& item : s.items)
-            ids.push_back(item.id);
-    return ids;
-}
 
 Finding adminFinding(std::string scannerID, std::vector<AdminStep> steps, std::vector<FindingItem> items) {
     return findingOf(std::move(scannerID), RemovalMethod::admin(std::move(steps)), std::move(items));
@@ -220,7 +214,7 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     const auto report = RemovalRunner(f.services).run(plan);
 
     ASSERT_EQ(f.adminCalls.size(), 1u);
-    EXPECT_EQ(adminItemIDs(f.adminCalls[0]), std::vector<std::string>{p2.string()});
+    EXPECT_EQ(f.adminCalls[0], std::vector<std::string>{p2.string()});
     const auto outcomes = outcomesByItem(report.results);
     EXPECT_EQ(outcomes.at(p1.string()), "übersprungen: Hat sich seit dem Scan verändert – nicht angefasst");
     EXPECT_EQ(outcomes.at(p2.string()), "entfernt");
