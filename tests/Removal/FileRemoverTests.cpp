@@ -1,6 +1,7 @@
 #include "Doubles/FakeTrash.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Platform/ParentDirectory.hpp"
+#include "Removal/DeleteRemover.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalRunner.hpp"
 #include "Removal/RemovalTestSupport.hpp"
@@ -293,8 +294,9 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
                 .results);
         EXPECT_EQ(outcomes.at(file.string()), noGuard);
         EXPECT_EQ(outcomes.at(other.string()), noGuard);
-        if (!dryRun)
+        if (!dryRun) {
             EXPECT_EQ(outcomes.at("log"), "fehlgeschlagen: Nicht ausgeführt");
+        }
     }
     EXPECT_TRUE(present(other));
     EXPECT_TRUE(present(file));
