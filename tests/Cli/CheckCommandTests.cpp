@@ -14,7 +14,6 @@
 using namespace velmora;
 using namespace velmora::testing;
 using velmora::test::ScriptedCommandRunner;
-using velmora::testing::TempTree;
 
 namespace {
 
@@ -58,11 +57,6 @@ bool allocate(const fs::path& file, std::int64_t bytes) {
 #endif
 }
 
-std::int64_t allocatedBytes(const fs::path& file) {
-    struct stat st {};
-    return ::stat(file.c_str(), &st) == 0 ? static_cast<std::int64_t>(st.st_blocks) * 512 : 0;
-}
-
 const std::string weeklyLabel = "de.tobrenlux.velmora2.check.weekly";
 
 } // namespace
@@ -81,7 +75,7 @@ TEST(CheckCommand, ACacheGrownBySixGigabytesLeavesTwoSnapshotsAndTheGrowthNotifi
     ASSERT_EQ(first.status, 0) << first.err;
     EXPECT_THAT(first.out, HasSubstr("Funde: 1\n"));
     const auto big = linux.home / ".cache/pip/http/big";
-    if (!allocate(big, growth) || allocatedBytes(big) < growth)
+    if (!allocate(big, growth) || occupiedBytes(big) < growth)
         GTEST_SKIP() << "the temp file system cannot allocate space without writing it";
 
     const auto second = linux.run({"check"});

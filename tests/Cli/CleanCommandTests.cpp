@@ -12,9 +12,6 @@
 
 using namespace velmora;
 using namespace velmora::testing;
-using velmora::testing::snapshot;
-using velmora::testing::TempTree;
-using velmora::testing::without;
 
 namespace {
 

@@ -67,7 +67,7 @@ private:
 
 } // namespace
 
-TEST(AdminRemover, EveryItemGetsItsOwnOutcomeAndOnlyAcceptedStepsEnterTheOneScript) {
+TEST(AdminRemover, EveryItemGetsItsOwnOutcomeOnlyAcceptedStepsEnterTheOneScriptAndItsEndIsTheirs) {
     auto fake = std::make_shared<FakePrivilegedExecutor>(AdminRunResult::completed({113, 0, 5, 125, 0}));
     AdminRemover remover(fake, allowAll);
 
@@ -107,6 +107,17 @@ TEST(AdminRemover, EveryItemGetsItsOwnOutcomeAndOnlyAcceptedStepsEnterTheOneScri
                                           bootout("org.example.b", "b"), rmPlist("org.example.b", "b"),
                                           step("/usr/bin/log", {"erase", "--all"})};
     EXPECT_EQ(script.text, AdminScriptBuilder::script(accepted, script.nonce));
+
+    // A failed or cancelled run gives every runnable item the same end.
+    for (const auto& [run, end] : std::vector<std::pair<AdminRunResult, ItemOutcome>>{
+             {AdminRunResult::failed("Zeitüberschreitung"), ItemOutcome::failed("Zeitüberschreitung")},
+             {AdminRunResult::cancelled(), ItemOutcome::cancelled()}}) {
+        fake->respond(run);
+        EXPECT_EQ(remover.remove({twoDaemons(), snapshot}, false),
+                  (std::vector<ItemResult>{
+                      result("daemons", "a", end), result("daemons", "b", end),
+                      result("snapshot", "s", ItemOutcome::failed("Unbekanntes Admin-Werkzeug"))}));
+    }
 }
 
 TEST(AdminRemover, StatusesMapBackToItems) {
@@ -134,21 +145,6 @@ TEST(AdminRemover, StatusesMapBackToItems) {
               ItemOutcome::failed("Exit 3"));
     EXPECT_EQ(AdminRemover::results(cache, AdminRunResult::completed({113})).at(0).outcome,
               ItemOutcome::failed("Exit 113"));
-}
-
-TEST(AdminRemover, AFailedOrCancelledRunGivesEveryRunnableItemTheSameEnd) {
-    const auto invalid = adminFinding("bad", {item("x")}, {bootout("com.apple.foo")});
-    auto fake = std::make_shared<FakePrivilegedExecutor>(AdminRunResult::failed("Zeitüberschreitung"));
-    AdminRemover remover(fake, allowAll);
-    EXPECT_EQ(remover.remove({twoDaemons(), invalid}, false),
-              (std::vector<ItemResult>{result("daemons", "a", ItemOutcome::failed("Zeitüberschreitung")),
-                                       result("daemons", "b", ItemOutcome::failed("Zeitüberschreitung")),
-                                       result("bad", "x", ItemOutcome::failed("Ungültiges Dienst-Label"))}));
-    fake->respond(AdminRunResult::cancelled());
-    EXPECT_EQ(remover.remove({twoDaemons(), invalid}, false),
-              (std::vector<ItemResult>{result("daemons", "a", ItemOutcome::cancelled()),
-                                       result("daemons", "b", ItemOutcome::cancelled()),
-                                       result("bad", "x", ItemOutcome::failed("Ungültiges Dienst-Label"))}));
 }
 
 TEST(AdminRemover, NoPromptWhenNothingIsToRunOrInADryRun) {

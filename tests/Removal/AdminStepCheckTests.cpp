@@ -43,16 +43,9 @@ struct RecordingGuard {
 };
 
 void expectAll(const AdminStepCheck& check, const std::vector<Case>& cases) {
-    for (const auto& c : cases) {
-        const auto got = check.check(c.step);
-        std::string line = c.step.executable;
-        for (const auto& a : c.step.arguments)
-            line += " ⟨" + a + "⟩";
-        if (c.expected)
-            EXPECT_EQ(got, std::optional<std::string>(c.expected)) << line;
-        else
-            EXPECT_EQ(got, std::nullopt) << line;
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(check.check(c.step), c.expected ? std::optional<std::string>(c.expected) : std::nullopt)
+            << c.step.executable << ' ' << ::testing::PrintToString(c.step.arguments);
 }
 
 AdminStep rm(std::vector<std::string> arguments) {

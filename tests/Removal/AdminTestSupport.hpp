@@ -4,7 +4,6 @@
 
 #include "Findings/AdminStep.hpp"
 #include "Removal/ItemOutcome.hpp"
-#include "Removal/PrivilegedExecutor.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,19 +21,6 @@ inline void PrintTo(const ItemOutcome& outcome, std::ostream* out) {
 inline void PrintTo(const ItemResult& result, std::ostream* out) {
     *out << result.findingID.text() << " / " << result.itemID << ": " << result.outcome.text();
 }
-inline void PrintTo(const AdminRunResult& run, std::ostream* out) {
-    if (const auto* completed = std::get_if<AdminRunResult::Completed>(&run.value)) {
-        *out << "completed {";
-        for (const auto& status : completed->statuses)
-            *out << ' ' << (status ? std::to_string(*status) : "-");
-        *out << " }";
-    } else if (const auto* failed = std::get_if<AdminRunResult::Failed>(&run.value)) {
-        *out << "failed: " << failed->reason;
-    } else {
-        *out << "cancelled";
-    }
-}
-
 } // namespace velmora
 
 namespace velmora::test {

@@ -17,23 +17,20 @@ const AdminScript oneStep{"/bin/true; ks_rc=$?; echo \"KS_STEP n 0 $ks_rc\"", "n
 
 } // namespace
 
-TEST(AppleScriptPrivilegedExecutor, PassesTheScriptAsOneEscapedLiteralToOsascript) {
+TEST(AppleScriptPrivilegedExecutor, PassesTheScriptAsOneEscapedLiteralAndMapsHowOsascriptEnded) {
     // A real script: ShellQuote's '\'' and the status line's double quotes both need escaping.
-    const std::string nonce = "n";
     const auto script =
-        AdminScriptBuilder::script({step("/bin/rm", {"-f", "/Library/Caches/it's \"q\" \\ ä\nx"})}, nonce);
+        AdminScriptBuilder::script({step("/bin/rm", {"-f", "/Library/Caches/it's \"q\" \\ ä\nx"})}, "n");
     const std::string expected =
         "do shell script \"/bin/rm -f '/Library/Caches/it'\\\\''s \\\"q\\\" \\\\ ä\nx'; "
         "ks_rc=$?; echo \\\"KS_STEP n 0 $ks_rc\\\"\" with administrator privileges";
     auto runner = std::make_shared<ScriptedCommandRunner>();
     runner->expect("/usr/bin/osascript", {"-e", expected}).returns(0, "KS_STEP n 0 0");
-    AppleScriptPrivilegedExecutor executor(runner, 90s);
-    EXPECT_EQ(executor.run(AdminScript{script, nonce, 1}, {}), AdminRunResult::completed({0}));
+    EXPECT_EQ(AppleScriptPrivilegedExecutor(runner, 90s).run(AdminScript{script, "n", 1}, {}),
+              AdminRunResult::completed({0}));
     ASSERT_EQ(runner->calls().size(), 1u);
     EXPECT_EQ(runner->calls()[0].timeout, 90s);
-}
 
-TEST(AppleScriptPrivilegedExecutor, MapsHowOsascriptEnded) {
     const auto runWith = [](auto configure) {
         auto runner = std::make_shared<ScriptedCommandRunner>();
         configure(runner->expect("/usr/bin/osascript"));

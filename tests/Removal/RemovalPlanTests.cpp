@@ -95,25 +95,3 @@ TEST(RemovalPlan, OnlyTrashItemsOfKnownSizeAboveTenGigabytesAreDeletedDirectly) 
     EXPECT_EQ(direct.totalSize, plain.totalSize);
     EXPECT_EQ(direct.commandPreview()[2], "rm -rf /m/above");
 }
-
-TEST(RemovalPlan, RecordsWhatLiesAtEveryPathWhenItIsBuilt) {
-    velmora::testing::TempTree tree;
-    const auto folder = tree.folder("cache");
-    tree.link("link", "cache");
-    const auto finding =
-        findingOf("appCaches.x", RemovalMethod::trash(),
-                  {itemAt(folder), itemAt(tree / "link"), itemAt(tree / "missing"), itemWithoutPath("np")});
-    const auto plan = RemovalPlan::build({allOf(finding)}, {});
-    const auto& items = plan.trashSteps.at(0).items;
-    ASSERT_EQ(items.size(), 4u);
-    EXPECT_EQ(items[0].identity, FileIdentity::of(folder));
-    EXPECT_EQ(items[1].identity, FileIdentity::of(tree / "link"));
-    EXPECT_FALSE(items[3].identity);
-    EXPECT_FALSE(items[0].changeReason());
-    EXPECT_FALSE(items[1].changeReason());
-
-    // A path that was empty when planning is never confirmed, whatever appears there later.
-    EXPECT_EQ(items[2].changeReason(), "Existiert nicht mehr");
-    tree.file("missing", "new");
-    EXPECT_EQ(items[2].changeReason(), "Hat sich seit dem Scan verändert – nicht angefasst");
-}

@@ -34,23 +34,17 @@ struct Home {
         home = tree.folder(logicalHome.relative_path());
         cache = tree.folder((logicalHome / (mac ? "Library/Caches" : ".cache")).relative_path());
         documents = tree.folder((logicalHome / "Documents").relative_path());
-        if (mac) {
-            SafetyGuard::Setup setup;
-            setup.layout = layout;
-            setup.rootPrefix = tree.root();
-            setup.home = logicalHome;
-            guard = std::make_shared<SafetyGuard>(setup);
-            trash = std::make_shared<HomeTrash>(home);
-            trashFolder = home / ".Trash";
-        } else {
-            guard = std::make_shared<SafetyGuard>(SafetyGuard::live(layout, tree.root(), logicalHome));
+        trashFolder = home / (mac ? ".Trash" : ".local/share/Trash");
+        if (!mac)
             tree.folder((logicalHome / ".local/share").relative_path()); // as on every desktop
+        guard = std::make_shared<SafetyGuard>(SafetyGuard::live(layout, tree.root(), logicalHome));
+        if (mac)
+            trash = std::make_shared<HomeTrash>(home);
+        else
             trash = std::make_shared<FreedesktopTrash>(
                 home / ".local/share",
                 [] { return std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000)); },
                 home);
-            trashFolder = home / ".local/share/Trash";
-        }
     }
 
     // Where the Trash keeps the moved items themselves.
@@ -72,20 +66,18 @@ inline std::string layoutName(const ::testing::TestParamInfo<PlatformLayout>& in
     return info.param == PlatformLayout::macOS ? "macOS" : "Linux";
 }
 
-inline FindingItem itemAt(const fs::path& path, std::optional<std::int64_t> size = 1000) {
-    FindingItem item;
-    item.id = path.string();
-    item.url = path;
-    item.name = path.filename().string();
-    item.size = size;
-    return item;
-}
-
 inline FindingItem itemWithoutPath(std::string id, std::optional<std::int64_t> size = 1000) {
     FindingItem item;
     item.id = id;
     item.name = std::move(id);
     item.size = size;
+    return item;
+}
+
+inline FindingItem itemAt(const fs::path& path, std::optional<std::int64_t> size = 1000) {
+    auto item = itemWithoutPath(path.string(), size);
+    item.url = path;
+    item.name = path.filename().string();
     return item;
 }
 
