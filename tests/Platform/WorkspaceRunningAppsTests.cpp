@@ -30,8 +30,10 @@ TEST(WorkspaceRunningApps, FindsThisTestProcessAndSkipsWhatCannotBeReadAndKernel
     proc.file("100/comm", "editor\n");
     proc.file("100/cmdline", std::string("/usr/bin/editor\0file.txt\0", 25));
     proc.link("100/exe", "/usr/bin/editor (deleted)");
-    // Vanished between listing /proc and reading it.
+    // Vanished between listing /proc and reading it, or between opening and reading its name (read
+    // fails after open succeeded, as with a folder).
     proc.folder("200");
+    proc.folder("500/comm");
     // A kernel thread: a name, no program, no command line.
     proc.file("300/comm", "kworker/0:1\n");
     proc.file("300/cmdline", "");
