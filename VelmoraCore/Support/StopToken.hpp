@@ -103,7 +103,6 @@ class StopToken {
 public:
     StopToken() noexcept = default;
     bool stop_requested() const noexcept { return state_ && state_->requested(); }
-    bool stop_possible() const noexcept { return state_ != nullptr; }
 
 private:
     friend class StopSource;
@@ -155,12 +154,6 @@ public:
     explicit JoiningThread(F&& f, Args&&... args)
         : thread_(std::forward<F>(f), std::forward<Args>(args)...) {}
     JoiningThread(JoiningThread&&) noexcept = default;
-    JoiningThread& operator=(JoiningThread&& other) noexcept {
-        if (thread_.joinable())
-            thread_.join();
-        thread_ = std::move(other.thread_);
-        return *this;
-    }
     ~JoiningThread() {
         if (thread_.joinable())
             thread_.join();
