@@ -18,6 +18,9 @@
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
+#include "SystemData/LinuxVolumeInventory.hpp"
+#include "SystemData/Scanners/SystemCleanupScanners.hpp"
+#include "SystemData/VolumeInventory.hpp"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -93,6 +96,22 @@ SafetyGuard LiveEnvironment::safetyGuard() const {
     return SafetyGuard::live(setting_.layout, setting_.rootPrefix, setting_.logicalHome);
 }
 
+SystemDataScan LiveEnvironment::systemDataScan() const {
+    SystemDataScan::Dependencies dependencies;
+    if (setting_.layout == PlatformLayout::macOS) {
+        dependencies.volumes = std::make_shared<const VolumeInventory>(
+            runner_, sealed_.toolPath(std::string(VolumeInventory::diskutilTool)));
+        dependencies.snapshots =
+            std::make_shared<const LocalSnapshots>(runner_, sealed_.toolPath(std::string("/usr/bin/tmutil")));
+    } else {
+        dependencies.volumes = std::make_shared<const LinuxVolumeInventory>(setting_.rootPrefix, setting_.home);
+    }
+    dependencies.measurer = std::make_shared<const SystemDataMeasurer>(sizer_);
+    dependencies.cleanup = std::make_shared<const ScanEngine>(
+        SystemCleanupScanners::forLayout(setting_.layout), perScannerTimeout);
+    return SystemDataScan(std::move(dependencies));
+}
+
 fs::path LiveEnvironment::appDataFolder() const {
     // Below a test root the caller's own XDG_DATA_HOME would point outside the tree.
     return velmora::appDataFolder(setting_.layout, setting_.home,
@@ -159,7 +178,23 @@ CheckDependencies LiveEnvironment::checkDependencies() const {
     dependencies.engine = std::make_shared<const ScanEngine>(scanEngine());
     dependencies.keepList = std::make_shared<KeepList>(keepListFile());
     dependencies.history = std::make_shared<CheckHistory>(checkHistoryFile());
-    dependencies.measureSystemRoots = {}; // the system-data measurer is not built yet
+    dependencies.measureSystemRoots = [this](const ScanContext& context, StopToken stop) {
+        const auto report = systemDataScan().run(context, stop);
+        CheckRunner::SystemRoots roots;
+        roots.findings = report.findings;
+        for (const auto& area : report.areas) {
+            // The home and the apps are not system data; their growth is the user's own doing.
+            if (!area.size || area.area.kind != AreaKind::system)
+                continue;
+            roots.areaSizes[area.area.id] = *area.size;
+            roots.areaTitles[area.area.id] = area.area.title;
+            if (area.lowerBound)
+                roots.lowerBoundIDs.insert(area.area.id);
+        }
+        for (const auto& failure : report.failures)
+            roots.lowerBoundIDs.insert(failure.scannerID);
+        return roots;
+    };
     dependencies.diskSpace = std::make_shared<const DiskInfo>();
     dependencies.makeContext = [this] { return scanContext(); };
     dependencies.notifier = notifier();

@@ -16,6 +16,7 @@
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/ScanEngine.hpp"
+#include "SystemData/SystemDataScan.hpp"
 
 #include <chrono>
 #include <memory>
@@ -33,6 +34,9 @@ public:
     ScanContext scanContext() const;
     ScanEngine scanEngine() const;
     SafetyGuard safetyGuard() const;
+    // The system data of this machine (or of the tree): diskutil, tmutil and the clean-up tools are
+    // taken from inside the root like every other tool.
+    SystemDataScan systemDataScan() const;
     // Runs external tools: the live process runner, or the stand-in of the run setting; below a test
     // root it is only ever asked for executables inside the root.
     std::shared_ptr<CommandRunner> commandRunner() const { return runner_; }
@@ -48,8 +52,8 @@ public:
     std::shared_ptr<SettingsStore> settingsStore() const;
     std::shared_ptr<AgentService> agentService() const;
     std::shared_ptr<Notifier> notifier() const;
-    // Everything the headless check needs; valid while this environment lives. The system-data measurer and
-    // the orphan detection of the background services do not exist yet: they contribute nothing.
+    // Everything the headless check needs; valid while this environment lives. The orphan detection of
+    // the background services is not wired in yet: it contributes nothing.
     CheckDependencies checkDependencies() const;
 
 private:

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds a small Mac-shaped tree below DIR (default: a new temp folder) and prints its path: a home
-# at DIR/Users/anna with Xcode data, developer caches, an app's leftovers and an app bundle. Use it
-# to look at what the macOS rules find, on any machine:
+# at DIR/Users/anna with Xcode data, developer caches, an app's leftovers and an app bundle, system
+# areas (caches, logs, the unified log, assets, swap, another user) and stand-ins for diskutil and
+# tmutil that print output recorded on real Macs. Use it to look at what the macOS rules find, on
+# any machine:
 #   velmora scan --platform macos --root "$(scripts/mac-shaped-home.sh)" --home /Users/anna
+#   velmora system --platform macos --root "$(scripts/mac-shaped-home.sh)" --home /Users/anna
 set -euo pipefail
 root="${1:-$(mktemp -d "${TMPDIR:-/tmp}/velmora-mac.XXXXXX")}"
 home="$root/Users/anna"
@@ -31,4 +34,26 @@ cat >"$root/Applications/Xcode.app/Contents/Info.plist" <<'PLIST'
 </dict></plist>
 PLIST
 : >"$root/Applications/Xcode.app/Contents/MacOS/Xcode"
+
+# System areas. Old enough to count as old logs and old temporary files.
+fill "$root/Library/Caches/com.example.agent/cache.db" 512
+fill "$root/Library/Logs/Example/old.log" 64
+touch -d "90 days ago" "$root/Library/Logs/Example/old.log"
+fill "$root/private/var/log/system.log" 32
+fill "$root/private/var/db/diagnostics/Persist/0000000000000001.tracev3" 1024
+fill "$root/private/var/db/uuidtext/00/0123456789ABCDEF" 64
+fill "$root/private/var/vm/swapfile0" 1024
+fill "$root/System/Library/AssetsV2/com_apple_MobileAsset_iOSSimulatorRuntime/a.asset/blob" 768
+fill "$root/System/Library/AssetsV2/com_apple_MobileAsset_Font7/b.asset/font" 128
+fill "$root/Library/Updates/old-update/payload" 256
+fill "$root/Users/bob/Music/song.m4a" 256
+
+# Stand-ins for the system tools: below a --root only tools inside the tree are started.
+fixtures="$(cd "$(dirname "$0")/../tests/fixtures/systemdata" && pwd)"
+mkdir -p "$root/usr/sbin" "$root/usr/bin" "$root/.recorded"
+cp "$fixtures/volumes/apfs-list-applesilicon-nixstore.plist" "$root/.recorded/apfs-list.plist"
+cp "$fixtures/tmutil-listlocalsnapshots-volumegroup-2021.txt" "$root/.recorded/tmutil.txt"
+printf '#!/bin/sh\nexec cat "%s"\n' "$root/.recorded/apfs-list.plist" >"$root/usr/sbin/diskutil"
+printf '#!/bin/sh\nexec cat "%s"\n' "$root/.recorded/tmutil.txt" >"$root/usr/bin/tmutil"
+chmod +x "$root/usr/sbin/diskutil" "$root/usr/bin/tmutil"
 echo "$root"

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <istream>
+#include <iterator>
 #include <map>
 #include <ostream>
 #include <set>
@@ -138,7 +139,12 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     const LiveEnvironment environment(setting);
     if (damagedKeepListStops(environment.keepListFile(), err))
         return exitFailure;
-    const auto report = environment.scanEngine().run(environment.scanContext());
+    auto report = environment.scanEngine().run(environment.scanContext());
+    // The system clean-up findings come from measuring the system data, which a plain scan leaves out.
+    if (std::ranges::any_of(options.ids, [](const std::string& id) { return id.starts_with("systemdata."); })) {
+        auto system = environment.systemDataScan().run(environment.scanContext());
+        std::ranges::move(system.findings, std::back_inserter(report.findings));
+    }
     auto keep = std::make_shared<KeepList>(environment.keepListFile());
     const auto selection = select(report, *keep, options);
     if (!selection.unknown.empty()) {

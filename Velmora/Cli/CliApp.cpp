@@ -9,6 +9,7 @@
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
+#include "Cli/SystemCommand.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -34,6 +35,7 @@ constexpr const char* footer =
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
+    "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -100,6 +102,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* schedule = addScheduleCommand(app, scheduleOptions);
     ServicesOptions servicesOptions;
     auto* services = addServicesCommand(app, servicesOptions);
+    SystemOptions systemOptions;
+    auto* systemData = addSystemCommand(app, systemOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -144,6 +148,9 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     if (command == scan)
         return runScanCommand(scanOptions, *setting, out, err,
                               ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
+    if (command == systemData)
+        return runSystemCommand(systemOptions, *setting, out, err,
+                                ::isatty(STDERR_FILENO) == 1 && &err == &std::cerr);
     if (command == clean)
         return runCleanCommand(cleanOptions, *setting, std::cin, out, err,
                                ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&

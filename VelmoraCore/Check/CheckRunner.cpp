@@ -17,12 +17,16 @@ CheckRunner::CheckRunner(std::shared_ptr<const ScanEngine> engine, std::shared_p
 std::expected<CheckSnapshot, CheckHistoryError> CheckRunner::run(const ScanContext& context,
                                                                  StopToken stop) const {
     auto report = engine_->run(context, stop);
-    if (measureSystemRoots_)
-        for (auto& finding : measureSystemRoots_(context, stop))
-            report.findings.push_back(std::move(finding));
-
     CheckSnapshot snapshot;
     snapshot.date = context.now;
+    if (measureSystemRoots_) {
+        auto roots = measureSystemRoots_(context, stop);
+        for (auto& finding : roots.findings)
+            report.findings.push_back(std::move(finding));
+        snapshot.sizes.insert(roots.areaSizes.begin(), roots.areaSizes.end());
+        snapshot.titles.insert(roots.areaTitles.begin(), roots.areaTitles.end());
+        snapshot.lowerBoundIDs.insert(roots.lowerBoundIDs.begin(), roots.lowerBoundIDs.end());
+    }
     const auto kept = keepList_ ? keepList_->ids() : KeepList::IDs{};
     for (const auto& finding : report.findings) {
         if (kept.contains(finding.id))

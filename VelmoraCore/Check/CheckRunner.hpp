@@ -10,9 +10,12 @@
 #include "Support/StopToken.hpp"
 
 #include <expected>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,9 +23,15 @@ namespace velmora {
 
 class CheckRunner {
 public:
-    // Findings for the system areas ("systemdata.…"); until the system-data measurer exists the live
-    // one contributes nothing.
-    using MeasureSystemRoots = std::function<std::vector<Finding>(const ScanContext&, StopToken)>;
+    // What the system-data measurer reports: its clean-up findings count like any other finding; the
+    // sizes of the system areas ("systemdata.…") are watched for growth but are not cleanable.
+    struct SystemRoots {
+        std::vector<Finding> findings;
+        std::map<std::string, std::int64_t> areaSizes;
+        std::map<std::string, std::string> areaTitles;
+        std::set<std::string> lowerBoundIDs; // areas cut short or partly unreadable, failed clean-up scanners
+    };
+    using MeasureSystemRoots = std::function<SystemRoots(const ScanContext&, StopToken)>;
     // Labels of the orphaned background services; nothing when services were not examined.
     using OrphanedServices = std::function<std::optional<std::vector<std::string>>()>;
 

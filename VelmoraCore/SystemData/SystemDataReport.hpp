@@ -1,0 +1,51 @@
+// What the "Systemdaten" figure is made of: the disk and its volumes, the system areas by size with
+// their verdicts, what no area explains, and what can safely go.
+#pragma once
+
+#include "Findings/Finding.hpp"
+#include "Scanning/ScanReport.hpp"
+#include "SystemData/APFSVolume.hpp"
+#include "SystemData/SystemArea.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+struct SystemDataNotice {
+    std::string id;
+    std::string text; // German
+
+    bool operator==(const SystemDataNotice&) const = default;
+};
+
+struct MeasuredArea {
+    SystemArea area;
+    std::optional<std::int64_t> size; // nothing: the system does not tell (local snapshots)
+    bool lowerBound = false;          // cut short or partly unreadable: at least this much
+    // On the disk the container figures describe; only these are taken off the used space.
+    bool onContainer = true;
+    std::string detail; // German, e.g. the number of local snapshots or the biggest system assets
+};
+
+struct SystemDataReport {
+    // The start container (macOS) or the root file system (Linux); nothing when it could not be read.
+    std::optional<std::int64_t> containerSize;
+    std::optional<std::int64_t> containerFree;
+    std::vector<APFSVolume> volumes;
+    std::vector<APFSVolume> simulatorVolumes;
+    std::vector<MeasuredArea> areas; // biggest first, unknown sizes last
+    // Used space minus what the areas explain; nothing when the disk figures are unknown. It can only
+    // be too big, never too small, when an area is a lower bound.
+    std::optional<std::int64_t> unassigned;
+    bool unassignedUpperBound = false;
+    std::vector<Finding> findings;
+    std::vector<ScanFailure> failures;
+    std::vector<SystemDataNotice> notices;
+
+    std::optional<std::int64_t> usedBytes() const;
+};
+
+} // namespace velmora

@@ -1,0 +1,159 @@
+#include "Check/CheckRunner.hpp"
+#include "Doubles/FakeScanner.hpp"
+#include "Doubles/ScriptedCommandRunner.hpp"
+#include "Doubles/TempTree.hpp"
+#include "Platform/SizeMeter.hpp"
+#include "SystemData/SystemDataScan.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace velmora;
+using namespace velmora::testing;
+
+namespace {
+
+namespace fs = std::filesystem;
+constexpr std::int64_t GB = 1'000'000'000;
+
+MeasuredArea area(std::string id, std::optional<std::int64_t> size, bool lowerBound = false,
+                  bool onContainer = true) {
+    MeasuredArea measured;
+    measured.area.id = std::move(id);
+    measured.size = size;
+    measured.lowerBound = lowerBound;
+    measured.onContainer = onContainer;
+    return measured;
+}
+
+struct FailingVolumes final : VolumeSource {
+    std::expected<VolumeInventoryResult, VolumeInventoryError> load(StopToken) const override {
+        return std::unexpected(VolumeInventoryError::invalidPlist);
+    }
+};
+
+} // namespace
+
+// The remainder is what the used space leaves once the areas on the container (and on a Mac the
+// volumes beside the data volume) are taken off; it never hides behind a negative number.
+TEST(SystemDataScan, RemainderTakesOffOnlyWhatLiesOnTheContainer) {
+    SystemDataReport mac;
+    mac.containerSize = 200 * GB;
+    mac.containerFree = 50 * GB;
+    mac.volumes = {{"Macintosh HD", VolumeRole::system, 10 * GB},
+                   {"Preboot", VolumeRole::preboot, 1 * GB},
+                   {"VM", VolumeRole::vm, 2 * GB},
+                   {"Data", VolumeRole::data, 137 * GB}};
+    mac.areas = {area("systemdata.snapshots", std::nullopt, true, false), area("systemdata.home", 60 * GB),
+                 area("systemdata.vm", 2 * GB, false, false), area("systemdata.libraryCaches", 5 * GB, true),
+                 area("systemdata.applications", 10 * GB)};
+    SystemDataScan::settle(mac, PlatformLayout::macOS);
+    EXPECT_EQ(mac.unassigned, 150 * GB - 13 * GB - 75 * GB);
+    EXPECT_TRUE(mac.unassignedUpperBound);
+    std::vector<std::string> order;
+    for (const auto& a : mac.areas)
+        order.push_back(a.area.id);
+    EXPECT_EQ(order, (std::vector<std::string>{"systemdata.home", "systemdata.applications",
+                                               "systemdata.libraryCaches", "systemdata.vm",
+                                               "systemdata.snapshots"}));
+
+    // On Linux the volumes are other file systems, never part of the root's used space.
+    SystemDataReport linux = mac;
+    SystemDataScan::settle(linux, PlatformLayout::linux);
+    EXPECT_EQ(linux.unassigned, 150 * GB - 75 * GB);
+
+    SystemDataReport overExplained;
+    overExplained.containerSize = 10 * GB;
+    overExplained.containerFree = 9 * GB;
+    overExplained.areas = {area("systemdata.programs", 3 * GB)};
+    SystemDataScan::settle(overExplained, PlatformLayout::linux);
+    EXPECT_EQ(overExplained.unassigned, 0);
+    EXPECT_FALSE(overExplained.unassignedUpperBound);
+
+    SystemDataReport unknown;
+    unknown.areas = {area("systemdata.programs", 3 * GB)};
+    SystemDataScan::settle(unknown, PlatformLayout::linux);
+    EXPECT_EQ(unknown.unassigned, std::nullopt);
+}
+
+TEST(LocalSnapshots, NamesComeFromTheRecordedOutputAndNothingElse) {
+    std::ifstream file(fs::path(VELMORA_FIXTURES) / "systemdata/tmutil-listlocalsnapshots-volumegroup-2021.txt");
+    std::stringstream recorded;
+    recorded << file.rdbuf();
+    const auto names = LocalSnapshots::parse(recorded.str() + "\r\n\nkein Name\nx\x01y\n");
+    ASSERT_EQ(names.size(), 4u);
+    EXPECT_EQ(names.front(), "com.apple.TimeMachine.2021-07-23-151043.local");
+    EXPECT_EQ(names.back(), "com.apple.TimeMachine.2021-08-23-084026.local");
+
+    auto runner = std::make_shared<test::ScriptedCommandRunner>();
+    runner->expect("/usr/bin/tmutil", {"listlocalsnapshots", "/"}).returns(1, "", "No such volume");
+    const auto failed = LocalSnapshots(runner).list();
+    ASSERT_FALSE(failed);
+    EXPECT_NE(failed.error().find("Exit 1"), std::string::npos);
+}
+
+// A Mac-shaped tree whose volumes cannot be read: the areas are still measured, the remainder stays
+// unknown and the notice says why, word for word.
+TEST(SystemDataScan, UnreadableVolumesLeaveTheRemainderUnknownAndSaySo) {
+    TempTree tree;
+    tree.file("Users/anna/Documents/a.txt", std::string(40'000, 'a'));
+    tree.file("Library/Caches/com.example/cache.db", std::string(300'000, 'c'));
+    auto runner = std::make_shared<test::ScriptedCommandRunner>();
+    runner->expect("/usr/bin/tmutil").returns(0, "Snapshots for disk /:\ncom.apple.TimeMachine.2026-11-01-100000.local\n");
+    SystemDataScan scan({std::make_shared<FailingVolumes>(), std::make_shared<LocalSnapshots>(runner),
+                         std::make_shared<SystemDataMeasurer>(std::make_shared<SizeMeter>()), nullptr});
+    ScanContext context;
+    context.layout = PlatformLayout::macOS;
+    context.rootPrefix = tree.root();
+    context.home = tree / "Users/anna";
+    context.sizer = std::make_shared<SizeMeter>();
+    std::vector<double> shares;
+    const auto report = scan.run(context, {}, [&](double share) { shares.push_back(share); });
+
+    ASSERT_EQ(report.notices.size(), 1u);
+    EXPECT_EQ(report.notices[0].id, "systemdata.volumes");
+    EXPECT_EQ(report.notices[0].text, "Die Volumes konnten nicht gelesen werden (" +
+                                          std::string(text(VolumeInventoryError::invalidPlist)) +
+                                          "). Der nicht zugeordnete Anteil bleibt unbekannt.");
+    EXPECT_EQ(report.unassigned, std::nullopt);
+    std::map<std::string, const MeasuredArea*> byID;
+    for (const auto& a : report.areas)
+        byID[a.area.id] = &a;
+    ASSERT_TRUE(byID.contains("systemdata.libraryCaches"));
+    EXPECT_GE(byID["systemdata.libraryCaches"]->size.value_or(0), 300'000);
+    ASSERT_TRUE(byID.contains("systemdata.snapshots"));
+    EXPECT_EQ(byID["systemdata.snapshots"]->size, std::nullopt);
+    EXPECT_NE(byID["systemdata.snapshots"]->detail.find("1 lokaler Schnappschuss"), std::string::npos);
+    EXPECT_TRUE(std::ranges::is_sorted(shares));
+    EXPECT_EQ(shares.back(), 1.0);
+}
+
+// Area sizes are watched for growth but never counted as cleanable; their lower bounds are kept.
+TEST(CheckRunner, SystemAreasEnterTheSnapshotButNotTheCleanableTotal) {
+    TempTree tree;
+    auto engine = std::make_shared<const ScanEngine>(
+        std::vector<std::shared_ptr<Scanner>>{FakeScanner::returning("languages.npm", {makeFinding("languages.npm", {"/n"}, GB)})},
+        std::chrono::seconds{5});
+    auto history = std::make_shared<CheckHistory>(tree / "history.json");
+    const CheckRunner runner(engine, std::make_shared<KeepList>(tree / "keep.json"), history,
+                             [](const ScanContext&, StopToken) {
+                                 CheckRunner::SystemRoots roots;
+                                 roots.findings = {makeFinding("systemdata.oldTempFiles", {"/t"}, 2 * GB)};
+                                 roots.areaSizes = {{"systemdata.logs", 7 * GB}};
+                                 roots.areaTitles = {{"systemdata.logs", "Protokolle"}};
+                                 roots.lowerBoundIDs = {"systemdata.logs"};
+                                 return roots;
+                             },
+                             nullptr, nullptr);
+    ScanContext context;
+    context.home = tree.root();
+    const auto snapshot = runner.run(context);
+    ASSERT_TRUE(snapshot);
+    EXPECT_EQ(snapshot->cleanableTotal, 3 * GB);
+    EXPECT_EQ(snapshot->sizes.at("systemdata.logs"), 7 * GB);
+    EXPECT_EQ(snapshot->sizes.at("systemdata.oldTempFiles"), 2 * GB);
+    EXPECT_EQ(snapshot->titles.at("systemdata.logs"), "Protokolle");
+    EXPECT_TRUE(snapshot->lowerBoundIDs.contains("systemdata.logs"));
+}
