@@ -100,7 +100,7 @@ SystemDataScan LiveEnvironment::systemDataScan() const {
     SystemDataScan::Dependencies dependencies;
     if (setting_.layout == PlatformLayout::macOS) {
         dependencies.volumes = std::make_shared<const VolumeInventory>(
-            runner_, sealed_.toolPath(std::string(VolumeInventory::diskutilTool)));
+            runner_, sealed_.toolPath(std::string("/usr/sbin/diskutil")));
         dependencies.snapshots =
             std::make_shared<const LocalSnapshots>(runner_, sealed_.toolPath(std::string("/usr/bin/tmutil")));
     } else {

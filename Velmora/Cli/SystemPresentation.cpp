@@ -71,7 +71,7 @@ nlohmann::json systemDataReportJSON(const SystemDataReport& report, const KeepLi
 void printSystemDataReport(std::ostream& out, const SystemDataReport& report, const KeepList::IDs& kept) {
     if (report.containerSize && report.containerFree)
         out << "Speicher: " << ByteFormat::fileSize(*report.containerSize) << ", davon belegt "
-            << ByteFormat::fileSize(report.usedBytes().value_or(0)) << ", frei "
+            << ByteFormat::fileSize(report.containerUsed.value_or(0)) << ", frei "
             << ByteFormat::fileSize(*report.containerFree) << "\n";
     if (!report.volumes.empty()) {
         out << "\nVolumes\n";

@@ -34,6 +34,9 @@ struct SystemDataReport {
     // The start container (macOS) or the root file system (Linux); nothing when it could not be read.
     std::optional<std::int64_t> containerSize;
     std::optional<std::int64_t> containerFree;
+    // Bytes in use. Not always capacity minus free: ext4 keeps blocks for the administrator that are
+    // neither used nor free to the user, so on Linux it is what the root file system reports as used.
+    std::optional<std::int64_t> containerUsed;
     std::vector<APFSVolume> volumes;
     std::vector<APFSVolume> simulatorVolumes;
     std::vector<MeasuredArea> areas; // biggest first, unknown sizes last
@@ -44,8 +47,6 @@ struct SystemDataReport {
     std::vector<Finding> findings;
     std::vector<ScanFailure> failures;
     std::vector<SystemDataNotice> notices;
-
-    std::optional<std::int64_t> usedBytes() const;
 };
 
 } // namespace velmora

@@ -49,12 +49,6 @@ std::vector<fs::path> swapFiles(const std::vector<APFSVolume>& volumes, const Sc
 
 } // namespace
 
-std::optional<std::int64_t> SystemDataReport::usedBytes() const {
-    if (!containerSize || !containerFree)
-        return std::nullopt;
-    return std::max<std::int64_t>(0, *containerSize - std::min(*containerSize, *containerFree));
-}
-
 SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop, const Progress& progress) const {
     double done = 0;
     const auto report = [&](double share) {
@@ -69,6 +63,12 @@ SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
         if (auto inventory = dependencies_.volumes->load(stop)) {
             result.containerSize = inventory->containerSize;
             result.containerFree = inventory->containerFree;
+            // The Linux inventory lists the root file system first, with what it reports as used.
+            if (context.layout == PlatformLayout::linux && !inventory->volumes.empty())
+                result.containerUsed = inventory->volumes.front().consumed;
+            else
+                result.containerUsed =
+                    inventory->containerSize - std::min(inventory->containerSize, inventory->containerFree);
             result.volumes = std::move(inventory->volumes);
             result.simulatorVolumes = std::move(inventory->simulatorVolumes);
         } else {
@@ -153,7 +153,7 @@ void SystemDataScan::settle(SystemDataReport& report, PlatformLayout layout) {
             return a.size.has_value();
         return a.size && *a.size > *b.size;
     });
-    const auto used = report.usedBytes();
+    const auto used = report.containerUsed;
     if (!used) {
         report.unassigned.reset();
         return;

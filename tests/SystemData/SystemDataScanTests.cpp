@@ -42,6 +42,7 @@ TEST(SystemDataScan, RemainderTakesOffOnlyWhatLiesOnTheContainer) {
     SystemDataReport mac;
     mac.containerSize = 200 * GB;
     mac.containerFree = 50 * GB;
+    mac.containerUsed = 150 * GB;
     mac.volumes = {{"Macintosh HD", VolumeRole::system, 10 * GB},
                    {"Preboot", VolumeRole::preboot, 1 * GB},
                    {"VM", VolumeRole::vm, 2 * GB},
@@ -67,6 +68,7 @@ TEST(SystemDataScan, RemainderTakesOffOnlyWhatLiesOnTheContainer) {
     SystemDataReport overExplained;
     overExplained.containerSize = 10 * GB;
     overExplained.containerFree = 9 * GB;
+    overExplained.containerUsed = 1 * GB;
     overExplained.areas = {area("systemdata.programs", 3 * GB)};
     SystemDataScan::settle(overExplained, PlatformLayout::linux);
     EXPECT_EQ(overExplained.unassigned, 0);
