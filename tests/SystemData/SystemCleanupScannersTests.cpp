@@ -123,7 +123,7 @@ TEST(SystemCleanupScanners, MacShapedTreeOffersOldUnusedThingsAndWhatTheGuardPro
     dated(t.file(temp / "mixedDir/b"), recent); // one recent file keeps the whole folder
     dated(t.file(temp / "fresh.txt"), recent);
     dated(t.file(temp / "Cellar/x"), old); // the guard leaves this to Homebrew
-    t.folder(temp / "agent");
+    dated(t.file(temp / "agent/state"), old);
     ASSERT_EQ(::mkfifo((t / temp / "agent/pipe").c_str(), 0600), 0); // a program may still use it
     t.file("Library/Caches/com.example.app/data");
     t.file("Library/Caches/Caskroom/x");
