@@ -38,8 +38,8 @@ ItemOutcome completedOutcome(const AdminRemover::Unit& unit, const std::vector<A
 } // namespace
 
 AdminRemover::AdminRemover(std::shared_ptr<PrivilegedExecutor> executor, SafetyCheck safety,
-                           std::filesystem::path rootPrefix)
-    : executor_(std::move(executor)), check_(std::move(safety), std::move(rootPrefix)) {}
+                           PlatformLayout layout, std::filesystem::path rootPrefix)
+    : executor_(std::move(executor)), check_(std::move(safety), layout, std::move(rootPrefix)) {}
 
 AdminRemover::Prepared AdminRemover::prepare(const std::vector<FindingSelection>& findings) const {
     Prepared prepared;

@@ -5,6 +5,7 @@
 #include "Findings/AdminStep.hpp"
 #include "Findings/FindingID.hpp"
 #include "Findings/FindingItem.hpp"
+#include "Platform/PlatformLayout.hpp"
 #include "Removal/AdminStepCheck.hpp"
 #include "Removal/FindingSelection.hpp"
 #include "Removal/ItemOutcome.hpp"
@@ -45,9 +46,9 @@ public:
         bool operator==(const Prepared&) const = default;
     };
 
-    // `safety` is asked about every rm target exactly as the step names it; `rootPrefix` stands for
-    // "/" when the rm rules look at a target (see AdminStepCheck).
-    AdminRemover(std::shared_ptr<PrivilegedExecutor> executor, SafetyCheck safety,
+    // `safety` is asked about every rm target exactly as the step names it; `layout` picks the
+    // allow-list; `rootPrefix` stands for "/" when the rm rules look at a target (see AdminStepCheck).
+    AdminRemover(std::shared_ptr<PrivilegedExecutor> executor, SafetyCheck safety, PlatformLayout layout,
                  std::filesystem::path rootPrefix = "/");
 
     // Units for every selected item, in the order of the findings and their selected items. Items of

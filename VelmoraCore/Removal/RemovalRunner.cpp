@@ -64,8 +64,10 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
         return std::optional<std::string>(SafetyReason::invalidConfiguration);
     };
     std::filesystem::path rootPrefix = "/";
+    PlatformLayout layout = hostLayout();
     if (guard) {
         rootPrefix = guard->rootPrefix();
+        layout = guard->layout();
         safety = [guard](const std::filesystem::path& path) { return guard->check(path); };
     }
     Services services;
@@ -75,7 +77,7 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
     // Without an executor no admin step can run; the admin items then fail instead of crashing the run.
     if (executor)
         services.admin =
-            adminRemoval(std::make_shared<AdminRemover>(std::move(executor), safety, rootPrefix));
+            adminRemoval(std::make_shared<AdminRemover>(std::move(executor), safety, layout, rootPrefix));
     services.runningApps = std::move(runningApps);
     if (keepList)
         services.readKeepList = [keepList] { return KeepList::read(keepList->fileURL()); };

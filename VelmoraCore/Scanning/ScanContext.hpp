@@ -15,6 +15,8 @@
 
 namespace velmora {
 
+class SafetyGuard;
+
 struct ScanContext {
     // home, userCacheDir and userTempDir are paths on the real file system, i.e. already below
     // rootPrefix; rootPrefix stands for "/" when a rule names an absolute system path.
@@ -31,6 +33,9 @@ struct ScanContext {
     bool hasFullDiskAccess = true;
     bool includeSlowChecks = false;
     PlatformLayout layout = hostLayout();
+    // The guard removal will ask. Scanners that offer system locations ask it first, so that they
+    // never offer what removal would refuse; without one, nothing they find counts as removable.
+    std::shared_ptr<const SafetyGuard> safety;
 
     // An absolute system path ("/Library/Developer") as it lies below the root prefix.
     std::filesystem::path underRoot(const std::filesystem::path& absolute) const {

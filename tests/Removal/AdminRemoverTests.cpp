@@ -69,7 +69,7 @@ private:
 
 TEST(AdminRemover, EveryItemGetsItsOwnOutcomeOnlyAcceptedStepsEnterTheOneScriptAndItsEndIsTheirs) {
     auto fake = std::make_shared<FakePrivilegedExecutor>(AdminRunResult::completed({113, 0, 5, 125, 0}));
-    AdminRemover remover(fake, allowAll);
+    AdminRemover remover(fake, allowAll, PlatformLayout::macOS);
 
     auto daemons = twoDaemons();
     daemons.finding.items.push_back(item("c")); // no step names it
@@ -121,7 +121,7 @@ TEST(AdminRemover, EveryItemGetsItsOwnOutcomeOnlyAcceptedStepsEnterTheOneScriptA
 }
 
 TEST(AdminRemover, StatusesMapBackToItems) {
-    AdminRemover remover(std::make_shared<FakePrivilegedExecutor>(), allowAll);
+    AdminRemover remover(std::make_shared<FakePrivilegedExecutor>(), allowAll, PlatformLayout::macOS);
     const auto prepared = remover.prepare({twoDaemons()});
     const auto outcomes = [&](std::vector<std::optional<std::int32_t>> statuses) {
         std::vector<ItemOutcome> list;
@@ -150,10 +150,13 @@ TEST(AdminRemover, StatusesMapBackToItems) {
 TEST(AdminRemover, NoPromptWhenNothingIsToRunOrInADryRun) {
     auto fake = std::make_shared<FakePrivilegedExecutor>(AdminRunResult::completed({0, 0, 0, 0}));
     int guardCalls = 0;
-    AdminRemover remover(fake, [&](const std::filesystem::path&) -> std::optional<std::string> {
-        ++guardCalls;
-        return "Gesperrt";
-    });
+    AdminRemover remover(
+        fake,
+        [&](const std::filesystem::path&) -> std::optional<std::string> {
+            ++guardCalls;
+            return "Gesperrt";
+        },
+        PlatformLayout::macOS);
     const auto cache = adminFinding("cache", {item("c")}, {step("/bin/rm", {"-rf", "/Library/Caches/c"})});
     const auto bad = adminFinding("bad", {item("x")}, {bootout("com.apple.foo")});
 
@@ -193,7 +196,7 @@ TEST(AdminRemover, RealShellRemovesExactlyTheNamedPathHoweverItIsSpelt) {
     std::filesystem::create_directories(caches / (hostile + ".d") / "inner");
 
     auto shell = std::make_shared<ShellPrivilegedExecutor>();
-    AdminRemover remover(shell, allowAll, root.root());
+    AdminRemover remover(shell, allowAll, PlatformLayout::macOS, root.root());
     const auto finding =
         adminFinding("hostile", {item("file"), item("folder")},
                      {step("/bin/rm", {"-f", (caches / hostile).string()}, "file"),

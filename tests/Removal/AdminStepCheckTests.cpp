@@ -2,6 +2,7 @@
 
 #include "Doubles/TempTree.hpp"
 #include "Removal/AdminTestSupport.hpp"
+#include "Safety/SafetyGuard.hpp"
 
 #include <gtest/gtest.h>
 
@@ -56,7 +57,7 @@ AdminStep rm(std::vector<std::string> arguments) {
 
 TEST(AdminStepCheck, OnlyTheListedToolsWithTheirExactArgumentsPass) {
     RecordingGuard guard;
-    AdminStepCheck check(guard.check());
+    AdminStepCheck check(guard.check(), PlatformLayout::macOS);
     expectAll(check,
               {
                   {bootout("org.example.daemon"), ok},
@@ -90,16 +91,19 @@ TEST(AdminStepCheck, OnlyTheListedToolsWithTheirExactArgumentsPass) {
                   {step("rm", {"-f", "/Library/Caches/x"}), unknownTool},
                   {step("/bin/sh", {"-c", "true"}), unknownTool},
                   {step("/bin/launchctl ", {"bootout", "system/org.example.x"}), unknownTool},
+                  // The Linux clean-up commands have no place on a Mac.
+                  {step("/usr/bin/apt-get", {"clean"}), unknownTool},
+                  {step("/usr/bin/journalctl", {"--vacuum-time=4weeks"}), unknownTool},
               });
     EXPECT_TRUE(guard.asked->empty()) << "only rm targets go to the guard";
     // Without a guard nothing may be removed at all.
-    EXPECT_EQ(AdminStepCheck(SafetyCheck{}).check(rm({"-rf", "/Library/Caches/a"})),
+    EXPECT_EQ(AdminStepCheck(SafetyCheck{}, PlatformLayout::macOS).check(rm({"-rf", "/Library/Caches/a"})),
               "Keine Sicherheitsprüfung verfügbar");
 }
 
 TEST(AdminStepCheck, RmRulesAnswerInTheirOrder) {
     RecordingGuard guard{"/Library/Caches/Protected"};
-    AdminStepCheck check(guard.check());
+    AdminStepCheck check(guard.check(), PlatformLayout::macOS);
     expectAll(
         check,
         {
@@ -159,7 +163,7 @@ TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndOnlyPassingPaths
     RecordingGuard guard{root / "/Library/Caches/Protected"};
     for (const auto& prefix : {root.root(), std::filesystem::path(r + "/")}) {
         guard.asked->clear();
-        AdminStepCheck check(guard.check(), prefix);
+        AdminStepCheck check(guard.check(), PlatformLayout::macOS, prefix);
         expectAll(
             check,
             {
@@ -179,4 +183,70 @@ TEST(AdminStepCheck, BelowARootPrefixTheRulesSeeTheSystemPathAndOnlyPassingPaths
                                     r + "/Library/Caches/a", r + "/Library/Caches/Protected",
                                     r + "/Library/LaunchDaemons/org.example.x.plist"}));
     }
+}
+
+TEST(AdminStepCheck, TheLinuxListAddsExactlyTheCleanUpCommandsAndSingleCrashDumps) {
+    TempTree tree;
+    tree.folder("home/anna");
+    const std::string r = tree.root().string();
+    const std::string dumps = tree.folder("var/lib/systemd/coredump").string();
+    SafetyGuard::Setup setup;
+    setup.layout = PlatformLayout::linux;
+    setup.rootPrefix = tree.root();
+    setup.home = "/home/anna";
+    const auto guard = std::make_shared<const SafetyGuard>(setup);
+    const AdminStepCheck check([guard](const std::filesystem::path& p) { return guard->check(p); },
+                               PlatformLayout::linux, tree.root());
+    const std::string core = dumps + "/core.bash.1000.b00t.42.1700000000000000.zst";
+    const std::vector<std::string> flatpak{"uninstall", "--unused", "--system", "--assumeyes",
+                                           "--noninteractive"};
+    auto flatpakWith = [&](std::string extra) {
+        auto arguments = flatpak;
+        arguments.push_back(std::move(extra));
+        return step("/usr/bin/flatpak", arguments);
+    };
+    const char* onlyCore = "Nur rm -f auf ein einzelnes Absturzabbild erlaubt";
+    const char* systemFolder = "Geschützter Systemordner";
+    expectAll(check,
+              {
+                  {step("/usr/bin/apt-get", {"clean"}), ok},
+                  {step("/usr/bin/apt-get", {"autoclean"}), unknownTool},
+                  {step("/usr/bin/apt-get", {"clean", "-y"}), unknownTool},
+                  {step("/bin/apt-get", {"clean"}), unknownTool},
+                  {step("/usr/bin/journalctl", {"--vacuum-time=4weeks"}), ok},
+                  {step("/usr/bin/journalctl", {"--vacuum-time=1s"}), unknownTool},
+                  {step("/usr/bin/journalctl", {"--vacuum-time=4weeks", "--rotate"}), unknownTool},
+                  {step("/usr/bin/flatpak", flatpak), ok},
+                  {step("/usr/bin/flatpak", {"uninstall", "--unused"}), unknownTool},
+                  {flatpakWith("--delete-data"), unknownTool},
+                  {flatpakWith("org.example.App"), unknownTool},
+                  {bootout("org.example.daemon"), unknownTool},
+                  {step("/usr/bin/tmutil", {"deletelocalsnapshots", "2024-05-01-123456"}), unknownTool},
+                  {step("/usr/bin/log", {"erase", "--all"}), unknownTool},
+                  {rm({"-f", core}), ok},
+                  {rm({"-f", "--", core}), ok},
+                  {rm({"-rf", core}), onlyCore},
+                  {rm({"-f", "-f", core}), onlyCore},
+                  {rm({core, "-f"}), onlyCore},
+                  {rm({"-f", core, dumps + "/core.b"}), onlyCore},
+                  {rm({"-f", dumps + "/sub/core.x"}), onlyCore},
+                  {rm({"-f", dumps + "/x.core.zst"}), onlyCore},
+                  {rm({"-f", dumps + "/core."}), onlyCore},
+                  {rm({"-f", dumps}), onlyCore},
+                  {rm({"-f", dumps + "/../core.x"}), ambiguous},
+                  {rm({"-f", r + "/var/lib/systemd/other/core.x"}), systemFolder},
+                  {rm({"-f", r + "/var/lib/systemd/Coredump/core.x"}), systemFolder},
+                  {rm({"-f", "/var/lib/systemd/coredump/core.x"}), outside},
+                  {rm({"-rf", r + "/home/anna/.cache/x"}), ok}, // the guard still rules the home
+              });
+    // With the macOS layout the crash-dump rule does not exist: the guard decides.
+    EXPECT_EQ(AdminStepCheck(RecordingGuard{core}.check(), PlatformLayout::macOS, tree.root())
+                  .check(rm({"-f", core})),
+              "Systemordner – wird nie angetastet");
+    // A link on the way could lead the removal anywhere.
+    std::filesystem::rename(dumps, dumps + "-real");
+    tree.link("var/lib/systemd/coredump", dumps + "-real");
+    EXPECT_EQ(check.check(rm({"-f", core})), "Symlink zeigt aus dem erlaubten Ordner heraus");
+    std::filesystem::remove(dumps);
+    EXPECT_EQ(check.check(rm({"-f", core})), "Pfad lässt sich nicht sicher auflösen");
 }

@@ -103,7 +103,8 @@ TEST(RemovalRunner, DryRunAsksTheGuardAndChangesNothingThenTheRunReportsInOrder)
     RunnerFixture f;
     auto executor = std::make_shared<test::FakePrivilegedExecutor>(AdminRunResult::completed({0}));
     f.services.admin = RemovalRunner::adminRemoval(std::make_shared<AdminRemover>(
-        executor, [](const fs::path&) { return std::optional<std::string>(); }, f.home.tree.root()));
+        executor, [](const fs::path&) { return std::optional<std::string>(); }, PlatformLayout::macOS,
+        f.home.tree.root()));
     auto fakeTrash = std::make_shared<FakeTrash>();
     fakeTrash->failWith(TrashError::make(TrashError::Kind::otherVolume));
     f.services.trash = std::make_shared<TrashRemover>(fakeTrash, f.home.guard);

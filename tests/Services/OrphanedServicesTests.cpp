@@ -142,7 +142,8 @@ TEST_F(OrphanedServicesTree,
                          true}));
 
     // Every step passes the administrator allow-list.
-    const AdminStepCheck check([](const std::filesystem::path&) { return std::nullopt; }, tree.root());
+    const AdminStepCheck check([](const std::filesystem::path&) { return std::nullopt; },
+                               PlatformLayout::macOS, tree.root());
     for (const auto& step : steps)
         EXPECT_EQ(check.check(step), std::nullopt) << step.executable << " " << step.arguments.back();
 }

@@ -1,0 +1,15 @@
+// The children of /Library/Caches (macOS), each removed through the administrator script.
+#pragma once
+
+#include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
+
+namespace velmora {
+
+class LibraryCachesScanner : public Scanner {
+public:
+    std::string id() const override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, StopToken stop) override;
+};
+
+} // namespace velmora

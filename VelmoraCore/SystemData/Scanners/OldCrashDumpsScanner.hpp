@@ -1,0 +1,15 @@
+// Crash dumps of systemd-coredump older than three days, each removed through the administrator script.
+#pragma once
+
+#include "Scanning/Scanner.hpp"
+#include "Support/StopToken.hpp"
+
+namespace velmora {
+
+class OldCrashDumpsScanner : public Scanner {
+public:
+    std::string id() const override;
+    std::expected<std::vector<Finding>, ScanError> scan(const ScanContext& context, StopToken stop) override;
+};
+
+} // namespace velmora
