@@ -82,6 +82,8 @@ ScanContext LiveEnvironment::scanContext() const {
     context.tools = tools_;
     context.sizer = sizer_;
     context.runningApps = runningApps_;
+    // The clean-up scanners offer for removal only what the guard would let go.
+    context.safety = std::make_shared<const SafetyGuard>(safetyGuard());
     context.claims = std::make_shared<PathClaims>();
     context.now = std::chrono::system_clock::now();
     context.hasFullDiskAccess = FullDiskAccess(setting_.layout).hasFullDiskAccess(setting_.home);
