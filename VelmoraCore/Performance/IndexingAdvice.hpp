@@ -48,11 +48,12 @@ public:
         PlatformLayout layout = hostLayout();
         std::filesystem::path home; // a real path
         std::shared_ptr<const SizeMeasurer> sizes;
-        std::vector<std::string> runningPrograms{}; // executable file names or short names of running processes
-        std::int64_t minimumSize = 200'000'000;   // smaller folders cost too little to mention
-        std::size_t maxHints = 10;                // the biggest ones
-        int maxDepth = 8;                         // folder levels below each indexed folder
-        std::size_t maxFolders = 50'000; // folders listed in all, so a huge home cannot stall the walk
+        std::vector<std::string>
+            runningPrograms{};                  // executable file names or short names of running processes
+        std::int64_t minimumSize = 200'000'000; // smaller folders cost too little to mention
+        std::size_t maxHints = 10;              // the biggest ones
+        int maxDepth = 8;                       // folder levels below each indexed folder
+        std::size_t maxFolders = 50'000;        // folders listed in all, so a huge home cannot stall the walk
     };
 
     // The hints, biggest folder first. When `stop` is requested the walk ends early with what it found.

@@ -245,8 +245,7 @@ std::optional<ProcessSample> LiveProcessSampler::State::read(int rootFd, const c
 
 LiveProcessSampler::LiveProcessSampler() : LiveProcessSampler("/proc") {}
 
-LiveProcessSampler::LiveProcessSampler(std::filesystem::path procRoot)
-    : state_(std::make_unique<State>()) {
+LiveProcessSampler::LiveProcessSampler(std::filesystem::path procRoot) : state_(std::make_unique<State>()) {
     state_->procRoot = std::move(procRoot);
 }
 
