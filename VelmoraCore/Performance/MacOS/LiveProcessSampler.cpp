@@ -111,7 +111,7 @@ std::vector<ProcessSample> LiveProcessSampler::sample() {
         sample.uid = entry.kp_eproc.e_pcred.p_ruid;
 
         proc_taskinfo info{};
-        const int got = ::proc_pidinfo(pid, PROC_PIDTASKINFO, 0, &info, sizeof info);
+        const int got = ::proc_pidinfo(pid, PROC_PIDTASKINFO, 0, &info, static_cast<int>(sizeof info));
         if (got <= 0 && errno == ESRCH)
             continue; // ended since the table was read
         sample.name = Text::repairUTF8(nameOf(entry));
