@@ -1,7 +1,7 @@
 // Running processes on Linux, read from /proc/<pid>/comm, exe and cmdline.
 #include "Platform/WorkspaceRunningApps.hpp"
 
-#include "Platform/UniqueFd.hpp"
+#include "Platform/SmallFile.hpp"
 #include "Support/Text.hpp"
 
 #include <cerrno>
@@ -12,8 +12,6 @@
 #include <system_error>
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace velmora {
 
@@ -30,28 +28,6 @@ std::optional<pid_t> pidFromName(std::string_view name) {
     if (error != std::errc{} || end != name.data() + name.size() || pid <= 0)
         return std::nullopt;
     return pid;
-}
-
-// At most `limit` bytes. Plain read(2) on purpose: a process that ends between open and read makes
-// the read fail with ESRCH, which libstdc++'s filebuf turns into an exception that an
-// istreambuf_iterator does not catch.
-std::optional<std::string> readSmallFile(const std::filesystem::path& file, std::size_t limit = 64 * 1024) {
-    const UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0)
-        return std::nullopt;
-    std::string content;
-    char buffer[4096];
-    while (content.size() < limit) {
-        const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return std::nullopt;
-        if (got == 0)
-            break;
-        content.append(buffer, static_cast<std::size_t>(got));
-    }
-    return content;
 }
 
 // The process's executable; empty when it is a kernel thread, a zombie, or not ours to read.
