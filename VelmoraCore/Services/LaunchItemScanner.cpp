@@ -270,8 +270,6 @@ std::optional<fs::path> LaunchItemScanner::folder(LaunchScope scope) const {
 }
 
 AppPresence LaunchItemScanner::presence(const std::string& bundleID) const {
-    if (isInstalledOverride)
-        return isInstalledOverride(bundleID) ? AppPresence::installed : AppPresence::notInstalled;
     return sources_.apps ? sources_.apps->presence(bundleID) : AppPresence::notInstalled;
 }
 
@@ -281,7 +279,7 @@ std::optional<LocatedApp> LaunchItemScanner::installedApp(const std::vector<std:
             continue;
         if (auto app = sources_.apps ? sources_.apps->find(bundleID) : std::nullopt)
             return app;
-        // Installed by the override's word, but the locator cannot say where: known by its identifier.
+        // Installed, but the locator cannot say where: known by its identifier.
         return LocatedApp{{}, bundleID};
     }
     return std::nullopt;

@@ -12,7 +12,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,10 +42,6 @@ public:
     };
 
     explicit LaunchItemScanner(Sources sources);
-
-    // Replaces the app locator's answer to "is an app with this bundle identifier installed"; an app
-    // it calls installed is still looked up through the locator for its place and name.
-    std::function<bool(const std::string& bundleID)> isInstalledOverride;
 
     // The services list with the login-item failure flag; sorted by scope, then name in Finder order,
     // then label, then id. A stop request ends the scan early with what it has.

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using namespace velmora;
 using velmora::test::ScriptedCommandRunner;
 using velmora::testing::TempTree;

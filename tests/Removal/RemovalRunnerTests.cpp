@@ -190,6 +190,27 @@ TEST(RemovalRunner, AfterAStopEveryItemNotYetStartedIsCancelled) {
         EXPECT_TRUE(present(f.home.cache / name)) << name;
     EXPECT_EQ(report.failures.size(), 4u);
     EXPECT_EQ(report.failures[0], "a: Abgebrochen");
+
+    // A stop that comes while the admin items are checked (here: asking which apps run) still keeps
+    // the password prompt away.
+    struct StopWhenAsked final : RunningAppsSource {
+        StopSource* source;
+        std::vector<RunningAppInfo> runningApplications() const override {
+            source->request_stop();
+            return {};
+        }
+        std::vector<RunningProcessInfo> runningProcesses() const override { return {}; }
+        bool terminateApplications(std::string_view) override { return false; }
+    };
+    StopSource late;
+    auto asking = std::make_shared<StopWhenAsked>();
+    asking->source = &late;
+    f.services.runningApps = asking;
+    auto blocked = admin;
+    blocked.blockingApps = {AppRef{"com.example.app", "app", "App"}};
+    const auto lateReport = f.run({allOf(blocked)}, {}, late.get_token());
+    EXPECT_EQ(outcomesByItem(lateReport.results).at("log"), "abgebrochen");
+    EXPECT_TRUE(f.adminCalls.empty());
 }
 
 TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirStepsServe) {

@@ -9,7 +9,6 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <string>

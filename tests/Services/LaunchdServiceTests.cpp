@@ -27,9 +27,7 @@ TEST(LaunchdService, ParsesItsOwnBlockTargetsByScopeAndTellsNotLoadedFromUnclear
     EXPECT_EQ(LaunchdService::parse(""), LaunchdService{});
     EXPECT_EQ(LaunchdService::parse("}\n}\n{\npath = /x\n"), (LaunchdService{false, std::nullopt, "/x"}));
 
-    EXPECT_EQ(LaunchdService::target(LaunchScope::user, 501, "a.b"), "gui/501/a.b");
     EXPECT_EQ(LaunchdService::target(LaunchScope::allUsers, 502, "a.b"), "gui/502/a.b");
-    EXPECT_EQ(LaunchdService::target(LaunchScope::system, 501, "a.b"), "system/a.b");
     EXPECT_EQ(LaunchdService::target(LaunchScope::loginItem, 501, "a.b"), std::nullopt);
 
     auto runner = std::make_shared<ScriptedCommandRunner>();
