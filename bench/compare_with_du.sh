@@ -3,13 +3,21 @@
 # location's file system) against `du -s` on the same folder, in the same run, both on a warm cache.
 #
 # Usage: bench/compare_with_du.sh [FOLDER]        (FOLDER defaults to /usr)
-# Environment: RUNS (default 7).
+# Environment: RUNS (default 7), BOOST (default 1, see below).
 #
 # Builds the release preset's size_meter_bench, runs every tool once to fill the caches, then RUNS
 # interleaved rounds, and prints the medians, the ratio ours / du and whether ours took at most half
-# of du's time. Wall-clock times include process start. Other work on the machine distorts them:
-# the load is printed at the start and the end.
+# of du's time. Wall-clock times include process start. Other work on the machine distorts them, and
+# it hurts our meter more than du: du walks on one core, ours on all of them. The load is printed at
+# the start and the end; as root the script runs itself in a session of its own whose scheduling
+# group gets nice -20 (BOOST=0 turns that off), so that compilers and other sessions take little of
+# the CPU from the tools being timed – both tools alike.
 set -euo pipefail
+
+if [ "${BOOST:-1}" = 1 ] && [ "$(id -u)" -eq 0 ] && [ -z "${VELMORA_BENCH_BOOSTED:-}" ] && [ -w /proc/self/autogroup ]; then
+  export VELMORA_BENCH_BOOSTED=1
+  exec setsid -w bash -c 'echo -20 >/proc/self/autogroup && exec nice -n -20 "$0" "$@"' "$0" "$@"
+fi
 
 FOLDER=$(realpath "${1:-/usr}")
 RUNS="${RUNS:-7}"
@@ -27,6 +35,7 @@ BENCH=build/release/bench/size_meter_bench
 ours=("$BENCH" "$FOLDER" --one-file-system 1)
 
 echo "== load: $(uptime)"
+[ -n "${VELMORA_BENCH_BOOSTED:-}" ] && echo "== running in a scheduling group of its own at nice -20"
 echo "== totals (not timed)"
 echo "ours:      $("${ours[@]}")"
 echo "du -sx -B1: $(du -sx -B1 "$FOLDER" 2>/dev/null | cut -f1) bytes"
