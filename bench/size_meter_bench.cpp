@@ -2,6 +2,7 @@
 // compare_size_meter.sh.
 //
 // Usage: size_meter_bench TREE [--threads N] [--runs R] [--open-directories N] [--parallel-after N]
+//                         [--one-file-system 0|1]
 // Prints one line per run: "bytes=… files=… directories=… unreadable=… threads=… seconds=…".
 #include "Platform/SizeMeter.hpp"
 
@@ -15,7 +16,8 @@
 int main(int argc, char** argv) {
     if (argc < 2) {
         fmt::print(stderr,
-                   "usage: {} TREE [--threads N] [--runs R] [--open-directories N] [--parallel-after N]\n",
+                   "usage: {} TREE [--threads N] [--runs R] [--open-directories N] [--parallel-after N] "
+                   "[--one-file-system 0|1]\n",
                    argv[0]);
         return 2;
     }
@@ -33,6 +35,8 @@ int main(int argc, char** argv) {
             options.openDirectoriesPerThread = static_cast<unsigned>(value);
         else if (flag == "--parallel-after" && value >= 0)
             options.parallelAfterDirectories = static_cast<unsigned>(value);
+        else if (flag == "--one-file-system" && (value == 0 || value == 1))
+            options.oneFileSystem = value == 1;
         else {
             fmt::print(stderr, "unknown or bad option: {} {}\n", flag, argv[i + 1]);
             return 2;

@@ -63,7 +63,7 @@ struct EntryInfo {
     Kind kind = Kind::other;
     std::int64_t bytes = 0;
     bool hardLinked = false;
-    std::uint64_t device = 0;
+    std::uint64_t device = 0; // of every kind, so that the location tells which file system it is on
     std::uint64_t inode = 0;
 };
 
@@ -79,6 +79,7 @@ int examine(int dirFd, const char* name, EntryInfo& info) {
     info = {};
     if (!(sx.stx_mask & STATX_TYPE))
         return 0;
+    info.device = makedev(sx.stx_dev_major, sx.stx_dev_minor);
     if (S_ISDIR(sx.stx_mode)) {
         info.kind = EntryInfo::Kind::directory;
     } else if (S_ISREG(sx.stx_mode)) {
@@ -87,7 +88,6 @@ int examine(int dirFd, const char* name, EntryInfo& info) {
             info.bytes = static_cast<std::int64_t>(sx.stx_blocks) * 512;
         // A file whose identity the file system does not report counts normally.
         info.hardLinked = (sx.stx_mask & STATX_NLINK) && (sx.stx_mask & STATX_INO) && sx.stx_nlink >= 2;
-        info.device = makedev(sx.stx_dev_major, sx.stx_dev_minor);
         info.inode = sx.stx_ino;
     }
     return 0;
@@ -96,13 +96,13 @@ int examine(int dirFd, const char* name, EntryInfo& info) {
     if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
         return errno;
     info = {};
+    info.device = static_cast<std::uint64_t>(st.st_dev);
     if (S_ISDIR(st.st_mode)) {
         info.kind = EntryInfo::Kind::directory;
     } else if (S_ISREG(st.st_mode)) {
         info.kind = EntryInfo::Kind::regular;
         info.bytes = static_cast<std::int64_t>(st.st_blocks) * 512;
         info.hardLinked = st.st_nlink >= 2;
-        info.device = static_cast<std::uint64_t>(st.st_dev);
         info.inode = static_cast<std::uint64_t>(st.st_ino);
     }
     return 0;
@@ -211,7 +211,8 @@ struct FileKeyHash {
 // links seen so far, and the totals of the threads that finished.
 class Walk {
 public:
-    Walk(const SizeMeter::Options& options, StopToken stop) : options_(options), stop_(std::move(stop)) {}
+    Walk(const SizeMeter::Options& options, StopToken stop, std::uint64_t device)
+        : options_(options), stop_(std::move(stop)), device_(device) {}
 
     SizeMeter::Result run(std::string location);
 
@@ -239,6 +240,13 @@ public:
             startHelpers();
     }
     const SizeMeter::Options& options() const { return options_; }
+    // A folder the walk must not enter because it belongs to another file system.
+    bool foreign(int fd) const {
+        if (!options_.oneFileSystem)
+            return false;
+        struct stat st;
+        return ::fstat(fd, &st) == 0 && static_cast<std::uint64_t>(st.st_dev) != device_;
+    }
 
 private:
     void startHelpers();
@@ -246,6 +254,7 @@ private:
 
     const SizeMeter::Options options_;
     StopToken stop_;
+    const std::uint64_t device_; // the location's
     std::atomic<bool> stopped_{false};
     std::atomic<bool> parallel_{false};
     std::vector<std::thread> helpers_;
@@ -308,6 +317,10 @@ void Walker::walk(Job job) {
             ++tally_.unreadable;
         return;
     }
+    if (walk_.foreign(fd)) {
+        ::close(fd);
+        return;
+    }
     enter(fd);
     while (levels_ > 0) {
         if (walk_.stopRequested()) {
@@ -330,6 +343,10 @@ void Walker::walk(Job job) {
         if (child < 0) {
             if (!vanished(childError))
                 ++tally_.unreadable;
+            continue;
+        }
+        if (walk_.foreign(child)) {
+            ::close(child);
             continue;
         }
         enter(child);
@@ -564,8 +581,16 @@ SizeMeter::Result SizeMeter::measure(const std::filesystem::path& location, Stop
     case EntryInfo::Kind::directory:
         break;
     }
-    Walk walk(options_, std::move(stop));
+    Walk walk(options_, std::move(stop), info.device);
     return walk.run(std::move(path));
+}
+
+SizeMeasurer::Measurement SizeMeter::measureBounded(const std::filesystem::path& location, StopToken stop,
+                                                    bool oneFileSystem) const {
+    Options options = options_;
+    options.oneFileSystem = oneFileSystem;
+    const Result result = SizeMeter(options).measure(location, std::move(stop));
+    return Measurement{result.bytes, !result.stopped && result.unreadable == 0};
 }
 
 } // namespace velmora

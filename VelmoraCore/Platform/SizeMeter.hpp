@@ -17,7 +17,9 @@ namespace velmora {
 // - an entry that cannot be opened or examined counts 0 and the walk goes on; a vanished one is not
 //   an error;
 // - like `du`, the walk crosses into other file systems mounted below the location: removing the
-//   location removes what is visible there, and the totals stay comparable with `du -s`.
+//   location removes what is visible there, and the totals stay comparable with `du -s`. With
+//   `oneFileSystem` it stays on the location's own file system instead (`du -x`), for totals that
+//   are compared with that file system's used space.
 //
 // The walk never recurses and keeps a bounded number of descriptors open, so folder chains of any
 // depth work. Every thread walks its own subtree depth-first and hands folders to idle threads only
@@ -33,6 +35,8 @@ public:
         // Folder descriptors one thread keeps open along its current path; deeper folders are
         // re-entered through ".." (checked by device and inode) when the walk climbs back up.
         unsigned openDirectoriesPerThread = 16;
+        // Folders on another device than the location are skipped, neither counted nor unreadable.
+        bool oneFileSystem = false;
     };
 
     // What one measurement saw.
@@ -51,6 +55,9 @@ public:
 
     std::int64_t size(const std::filesystem::path& location, StopToken stop = {}) const override;
     Result measure(const std::filesystem::path& location, StopToken stop = {}) const;
+    // Complete when the walk neither stopped early nor met anything unreadable.
+    Measurement measureBounded(const std::filesystem::path& location, StopToken stop,
+                               bool oneFileSystem) const override;
 
     // Four threads per core, at least 4 and at most 16. On a warm cache the walk is bound by the cores
     // and extra threads cost next to nothing; on a cold one it waits for the disk, and more requests

@@ -87,6 +87,23 @@ TEST(SizeMeter, MatchesAnIndependentCountOnEveryThreadCount) {
     }
     EXPECT_EQ(SizeMeter().size(tree.root()), expected) << "default options";
     EXPECT_EQ(SizeMeter().size(tree.root().string() + "/"), expected) << "trailing slash";
+    const auto bounded = SizeMeter().measureBounded(tree.root(), {}, true);
+    EXPECT_EQ(bounded.bytes, expected);
+    EXPECT_TRUE(bounded.complete);
+}
+
+TEST(SizeMeter, OneFileSystemStaysOnTheLocationsDevice) {
+    // On Linux /dev/shm is a file system of its own below /dev: a crossing to test without mounting.
+    struct stat dev {
+    }, shm{};
+    if (::stat("/dev", &dev) != 0 || ::stat("/dev/shm", &shm) != 0 || dev.st_dev == shm.st_dev ||
+        ::access("/dev/shm", W_OK) != 0)
+        GTEST_SKIP() << "no writable file system of its own at /dev/shm";
+    TempTree tree("/dev/shm");
+    const std::int64_t payload = occupiedBytes(tree.filledFile("payload", 2'000'000));
+    const SizeMeter meter(stressed(4)); // the folders handed between threads are checked too
+    EXPECT_LT(meter.measureBounded("/dev", {}, true).bytes, payload);
+    EXPECT_GE(meter.measureBounded("/dev", {}, false).bytes, payload);
 }
 
 // What the location itself is decides: a link (with or without a trailing slash) is never followed,
@@ -137,6 +154,7 @@ TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
     std::filesystem::permissions(tree / "listable-only", std::filesystem::perms::owner_read);
 
     std::vector<SizeMeter::Result> results;
+    bool complete = true;
     const bool bound = velmora::testing::runBoundByPermissions([&] {
         // Effective rights: plain access() would answer for root's full set even here.
         if (::faccessat(AT_FDCWD, (tree / "locked").c_str(), R_OK, AT_EACCESS) == 0)
@@ -145,6 +163,7 @@ TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
             results.push_back(SizeMeter(stressed(threads)).measure(tree.root()));
         // The location itself unreadable.
         results.push_back(SizeMeter().measure(tree / "locked"));
+        complete = SizeMeter().measureBounded(tree.root(), {}, true).complete;
     });
     if (!bound || results.empty())
         GTEST_SKIP() << "cannot make a folder unreadable for this process";
@@ -155,6 +174,7 @@ TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
     }
     EXPECT_EQ(results[2].bytes, 0);
     EXPECT_EQ(results[2].unreadable, 1);
+    EXPECT_FALSE(complete);
 }
 
 TEST(SizeMeter, FolderChainTenThousandDeep) {
@@ -204,6 +224,7 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
     EXPECT_TRUE(none.stopped);
     EXPECT_EQ(none.bytes, 0);
     EXPECT_EQ(none.directories, 0);
+    EXPECT_FALSE(SizeMeter().measureBounded(tree.root(), stopped.get_token(), false).complete);
 
     // Stopped while walking, on one thread and on several: ends with part of the tree counted.
     for (unsigned threads : {1U, 4U}) {
