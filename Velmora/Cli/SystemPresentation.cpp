@@ -90,8 +90,9 @@ void printSystemDataReport(std::ostream& out, const SystemDataReport& report, co
             out << "    " << Text::printable(area.detail) << "\n";
         if (area.lowerBound)
             out << "    Nicht vollständig gemessen (Zeitlimit oder kein Zugriff) – mindestens so groß.\n";
-        if (area.size && !area.onContainer && area.area.kind != AreaKind::unmeasurable)
-            out << "    Liegt auf einem anderen Volume oder Dateisystem.\n";
+        if (area.size && area.bytesOnContainer < *area.size && area.area.kind != AreaKind::unmeasurable)
+            out << (area.bytesOnContainer == 0 ? "    Liegt auf einem anderen Volume oder Dateisystem.\n"
+                                               : "    Liegt zum Teil auf einem anderen Volume oder Dateisystem.\n");
     }
     if (report.unassigned)
         out << "\nNicht zugeordnet: " << (report.unassignedUpperBound ? "höchstens " : "")

@@ -25,8 +25,9 @@ struct MeasuredArea {
     SystemArea area;
     std::optional<std::int64_t> size; // nothing: the system does not tell (local snapshots)
     bool lowerBound = false;          // cut short or partly unreadable: at least this much
-    // On the disk the container figures describe; only these are taken off the used space.
-    bool onContainer = true;
+    // What of it lies on the disk the container figures describe; only this is taken off the used
+    // space (a /tmp in memory or a separate /home is not part of the root file system).
+    std::int64_t bytesOnContainer = 0;
     std::string detail; // German, e.g. the number of local snapshots or the biggest system assets
 };
 

@@ -98,11 +98,10 @@ SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
         if (areas[i].kind == AreaKind::unmeasurable) {
             if (dependencies_.snapshots)
                 area.detail = snapshotDetail(dependencies_.snapshots->list(stop));
-            area.onContainer = false;
         } else if (measurement) {
             area.size = measurement->bytes;
             area.lowerBound = measurement->lowerBound;
-            area.onContainer = measurement->onReferenceFileSystem;
+            area.bytesOnContainer = measurement->bytesOnReference;
         } else {
             area.lowerBound = true; // never measured: cancelled before its turn
             area.size = 0;
@@ -119,7 +118,7 @@ SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
             if (any) {
                 area.size = consumed;
                 area.lowerBound = false;
-                area.onContainer = false; // counted with the volumes
+                area.bytesOnContainer = 0; // counted with the volumes
             }
         }
         if (area.area.id == "systemdata.assets" && area.size && *area.size > 0 && !stop.stop_requested() &&
@@ -161,8 +160,8 @@ void SystemDataScan::settle(SystemDataReport& report, PlatformLayout layout) {
     std::int64_t explained = 0;
     bool upper = false;
     for (const auto& area : report.areas)
-        if (area.onContainer && area.size) {
-            explained = plus(explained, std::max<std::int64_t>(0, *area.size));
+        if (area.bytesOnContainer > 0) {
+            explained = plus(explained, area.bytesOnContainer);
             upper = upper || area.lowerBound;
         }
     if (layout == PlatformLayout::macOS)

@@ -24,7 +24,7 @@ MeasuredArea area(std::string id, std::optional<std::int64_t> size, bool lowerBo
     measured.area.id = std::move(id);
     measured.size = size;
     measured.lowerBound = lowerBound;
-    measured.onContainer = onContainer;
+    measured.bytesOnContainer = onContainer ? size.value_or(0) : 0;
     return measured;
 }
 
