@@ -3,6 +3,8 @@
 
 #include "SystemData/VolumeRole.hpp"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <string>
 
@@ -15,5 +17,8 @@ struct APFSVolume {
 
     bool operator==(const APFSVolume&) const = default;
 };
+
+// {"name", "role" (its raw value), "consumed"}
+void to_json(nlohmann::json& j, const APFSVolume& volume);
 
 } // namespace velmora

@@ -1,6 +1,16 @@
 #include "SystemData/VolumeInventoryResult.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace velmora {
+
+void to_json(nlohmann::json& j, const VolumeInventoryResult& result) {
+    j = nlohmann::json::object();
+    j["containerSize"] = result.containerSize;
+    j["containerFree"] = result.containerFree;
+    j["volumes"] = result.volumes;
+    j["simulatorVolumes"] = result.simulatorVolumes;
+}
 
 std::optional<std::int64_t> totalConsumed(const std::vector<APFSVolume>& volumes) {
     std::int64_t total = 0;

@@ -4,6 +4,8 @@
 
 #include "SystemData/APFSVolume.hpp"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -18,6 +20,9 @@ struct VolumeInventoryResult {
 
     bool operator==(const VolumeInventoryResult&) const = default;
 };
+
+// {"containerSize", "containerFree", "volumes", "simulatorVolumes"}
+void to_json(nlohmann::json& j, const VolumeInventoryResult& result);
 
 // The bytes the volumes hold together; nothing when the sum does not fit in 64 bits. Every result a
 // volume source hands out has sums that fit, so callers may rely on a value here.
