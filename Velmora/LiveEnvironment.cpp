@@ -106,7 +106,8 @@ SystemDataScan LiveEnvironment::systemDataScan() const {
         dependencies.snapshots =
             std::make_shared<const LocalSnapshots>(runner_, sealed_.toolPath(std::string("/usr/bin/tmutil")));
     } else {
-        dependencies.volumes = std::make_shared<const LinuxVolumeInventory>(setting_.rootPrefix, setting_.home);
+        dependencies.volumes =
+            std::make_shared<const LinuxVolumeInventory>(setting_.rootPrefix, setting_.home);
     }
     dependencies.measurer = std::make_shared<const SystemDataMeasurer>(sizer_);
     dependencies.cleanup = std::make_shared<const ScanEngine>(

@@ -141,7 +141,8 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
         return exitFailure;
     auto report = environment.scanEngine().run(environment.scanContext());
     // The system clean-up findings come from measuring the system data, which a plain scan leaves out.
-    if (std::ranges::any_of(options.ids, [](const std::string& id) { return id.starts_with("systemdata."); })) {
+    if (std::ranges::any_of(options.ids,
+                            [](const std::string& id) { return id.starts_with("systemdata."); })) {
         auto system = environment.systemDataScan().run(environment.scanContext());
         std::ranges::move(system.findings, std::back_inserter(report.findings));
     }

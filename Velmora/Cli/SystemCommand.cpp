@@ -15,7 +15,8 @@ namespace velmora::cli {
 
 CLI::App* addSystemCommand(CLI::App& app, SystemOptions& options) {
     auto* command = app.add_subcommand(
-        "system", "Erklärt die „Systemdaten“: Volumes, Systembereiche nach Größe, was davon weg kann (nur lesend)");
+        "system",
+        "Erklärt die „Systemdaten“: Volumes, Systembereiche nach Größe, was davon weg kann (nur lesend)");
     command->add_flag("--json", options.json, "Ergebnis als JSON für Skripte ausgeben");
     return command;
 }
@@ -33,7 +34,8 @@ int runSystemCommand(const SystemOptions& options, const RunSetting& setting, st
 
     const KeepList keep(environment.keepListFile());
     if (options.json) {
-        out << systemDataReportJSON(report, keep.ids()).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
+        out << systemDataReportJSON(report, keep.ids())
+                   .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
             << "\n";
     } else {
         out << "Velmora 2 – Systemdaten\n";

@@ -19,7 +19,8 @@ nlohmann::json bytesOrNull(const std::optional<std::int64_t>& bytes) {
 nlohmann::json volumesJSON(const std::vector<APFSVolume>& volumes) {
     auto list = nlohmann::json::array();
     for (const auto& volume : volumes)
-        list.push_back({{"name", volume.name}, {"role", rawValue(volume.role)}, {"consumed", volume.consumed}});
+        list.push_back(
+            {{"name", volume.name}, {"role", rawValue(volume.role)}, {"consumed", volume.consumed}});
     return list;
 }
 
@@ -31,8 +32,8 @@ std::string sizeText(const MeasuredArea& area) {
 
 void printVolumes(std::ostream& out, const std::vector<APFSVolume>& volumes) {
     for (const auto& volume : volumes)
-        out << "  " << Text::printable(volume.name.empty() ? std::string("(ohne Namen)") : volume.name) << " – "
-            << title(volume.role) << ", " << ByteFormat::fileSize(volume.consumed) << "\n";
+        out << "  " << Text::printable(volume.name.empty() ? std::string("(ohne Namen)") : volume.name)
+            << " – " << title(volume.role) << ", " << ByteFormat::fileSize(volume.consumed) << "\n";
 }
 
 } // namespace
@@ -91,24 +92,33 @@ void printSystemDataReport(std::ostream& out, const SystemDataReport& report, co
         if (area.lowerBound)
             out << "    Nicht vollständig gemessen (Zeitlimit oder kein Zugriff) – mindestens so groß.\n";
         if (area.size && area.bytesOnContainer < *area.size && area.area.kind != AreaKind::unmeasurable)
-            out << (area.bytesOnContainer == 0 ? "    Liegt auf einem anderen Volume oder Dateisystem.\n"
-                                               : "    Liegt zum Teil auf einem anderen Volume oder Dateisystem.\n");
+            out << (area.bytesOnContainer == 0
+                        ? "    Liegt auf einem anderen Volume oder Dateisystem.\n"
+                        : "    Liegt zum Teil auf einem anderen Volume oder Dateisystem.\n");
     }
     if (report.unassigned)
         out << "\nNicht zugeordnet: " << (report.unassignedUpperBound ? "höchstens " : "")
             << ByteFormat::fileSize(*report.unassigned)
-            << " – belegt, aber von keinem Bereich erklärt (Dateisystem-Verwaltung, Reserven, nicht "
-               "lesbare Ordner).\n";
+            << " – belegt, aber von keinem Bereich erklärt (Verwaltungsdaten des Dateisystems, Ordner "
+               "außerhalb der Bereiche, nicht lesbare Ordner).\n";
     else
         out << "\nNicht zugeordnet: unbekannt.\n";
 
-    out << "\nAufräumen";
+    out << "\nAufräumen\n";
     if (report.findings.empty())
-        out << "\n  Nichts, was sich gefahrlos entfernen ließe.\n";
-    else {
-        ScanReport findings{report.findings, {}};
-        printScanReport(out, findings, kept);
+        out << "  Nichts, was sich gefahrlos entfernen ließe.\n";
+    for (const auto& finding : report.findings) {
+        const std::string status = kept.contains(finding.id) ? "behalten" : std::string(label(finding.risk));
+        out << "  " << Text::printable(finding.title) << " – "
+            << (finding.size ? ByteFormat::fileSize(*finding.size) : std::string("Größe unbekannt")) << ", "
+            << status << ", " << entryCount(finding.items.size()) << "  ["
+            << Text::printable(finding.id.text()) << "]\n";
+        if (!finding.summary.empty())
+            out << "    " << Text::printable(finding.summary) << "\n";
     }
+    if (!report.findings.empty())
+        out << "Freigebbar: " << ByteFormat::fileSize(reclaimableBytes(ScanReport{report.findings, {}}, kept))
+            << " – entfernen mit „velmora clean KENNUNG“.\n";
     if (!report.notices.empty() || !report.failures.empty()) {
         out << "\nHinweise\n";
         for (const auto& notice : report.notices)

@@ -9,8 +9,8 @@
 #include "Scanning/ScanEngine.hpp"
 #include "Support/StopToken.hpp"
 
-#include <expected>
 #include <cstdint>
+#include <expected>
 #include <functional>
 #include <map>
 #include <memory>

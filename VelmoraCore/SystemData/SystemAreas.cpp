@@ -83,8 +83,8 @@ std::vector<Row> macRows() {
          {"/System/Library/AssetsV2"}},
         {"systemdata.updates",
          "Reste von Softwareupdates",
-         "Heruntergeladene macOS-Updates. Nach der Installation braucht sie niemand mehr; Velmora kann sie "
-         "mit Administratorrechten entfernen.",
+         "Heruntergeladene macOS-Updates. Nach der Installation braucht sie niemand mehr; macOS räumt sie "
+         "meist selbst auf, Velmora zeigt dir den Ordner.",
          {"/Library/Updates"}},
         {"systemdata.applicationSupport",
          "Programmdaten für alle Benutzer",

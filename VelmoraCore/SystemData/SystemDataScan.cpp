@@ -29,7 +29,8 @@ std::string snapshotDetail(const std::expected<std::vector<std::string>, std::st
     if (names->empty())
         return "Keine lokalen Schnappschüsse.";
     const auto count = names->size();
-    return (count == 1 ? std::string("1 lokaler Schnappschuss") : std::to_string(count) + " lokale Schnappschüsse") +
+    return (count == 1 ? std::string("1 lokaler Schnappschuss")
+                       : std::to_string(count) + " lokale Schnappschüsse") +
            " – ihre Größe nennt macOS nicht.";
 }
 
@@ -37,7 +38,8 @@ std::string snapshotDetail(const std::expected<std::vector<std::string>, std::st
 std::vector<fs::path> swapFiles(const std::vector<APFSVolume>& volumes, const ScanContext& context) {
     std::vector<fs::path> files;
     for (const auto& volume : volumes) {
-        if (volume.role != VolumeRole::vm || !volume.name.starts_with('/') || volume.name.starts_with("/dev/"))
+        if (volume.role != VolumeRole::vm || !volume.name.starts_with('/') ||
+            volume.name.starts_with("/dev/"))
             continue;
         std::error_code error;
         const auto file = context.underRoot(volume.name);
@@ -49,7 +51,8 @@ std::vector<fs::path> swapFiles(const std::vector<APFSVolume>& volumes, const Sc
 
 } // namespace
 
-SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop, const Progress& progress) const {
+SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
+                                     const Progress& progress) const {
     double done = 0;
     const auto report = [&](double share) {
         done = std::max(done, std::clamp(share, 0.0, 1.0));
@@ -93,8 +96,10 @@ SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
     report(0.8);
 
     for (std::size_t i = 0; i < areas.size(); ++i) {
-        MeasuredArea area{areas[i]};
-        const auto* measurement = i < measured.size() && measured[i].id == areas[i].id ? &measured[i] : nullptr;
+        MeasuredArea area;
+        area.area = areas[i];
+        const auto* measurement =
+            i < measured.size() && measured[i].id == areas[i].id ? &measured[i] : nullptr;
         if (areas[i].kind == AreaKind::unmeasurable) {
             if (dependencies_.snapshots)
                 area.detail = snapshotDetail(dependencies_.snapshots->list(stop));
@@ -137,7 +142,8 @@ SystemDataReport SystemDataScan::run(const ScanContext& context, StopToken stop,
     }
 
     if (dependencies_.cleanup && !stop.stop_requested()) {
-        auto cleanup = dependencies_.cleanup->run(context, stop, [&](double share) { report(0.8 + 0.2 * share); });
+        auto cleanup =
+            dependencies_.cleanup->run(context, stop, [&](double share) { report(0.8 + 0.2 * share); });
         result.findings = std::move(cleanup.findings);
         result.failures = std::move(cleanup.failures);
     }

@@ -29,7 +29,8 @@ public:
     explicit SystemDataScan(Dependencies dependencies) : dependencies_(std::move(dependencies)) {}
 
     // Never fails: what cannot be read becomes a notice, a failed clean-up scanner a failure.
-    SystemDataReport run(const ScanContext& context, StopToken stop = {}, const Progress& progress = {}) const;
+    SystemDataReport run(const ScanContext& context, StopToken stop = {},
+                         const Progress& progress = {}) const;
 
     // Sorts the areas (biggest first, unknown sizes last) and works out the unassigned remainder:
     // the used space minus the areas on the container and, with the macOS layout, minus the volumes

@@ -14,21 +14,22 @@ namespace {
 namespace fs = std::filesystem;
 
 // A Mac-shaped tree whose diskutil prints `plist`, the way a recorded output stands in for the tool.
-TempTree macTree(const fs::path& plist) {
-    TempTree tree;
+void fillMacTree(const TempTree& tree, const fs::path& plist) {
     tree.file("Users/anna/Documents/a.txt");
     tree.file("Library/Caches/com.example/cache.db", std::string(100'000, 'c'));
     fs::copy_file(plist, tree.file("recorded/apfs.plist"), fs::copy_options::overwrite_existing);
-    const auto tool = tree.file("usr/sbin/diskutil", "#!/bin/sh\nexec cat \"" + (tree / "recorded/apfs.plist").string() + "\"\n");
+    const auto tool = tree.file("usr/sbin/diskutil", "#!/bin/sh\nexec /bin/cat \"" +
+                                                         (tree / "recorded/apfs.plist").string() + "\"\n");
     ::chmod(tool.c_str(), 0755);
-    return tree;
 }
 
 } // namespace
 
 TEST(SystemCommand, RecordedVolumesAreReadThroughTheStandInAndABrokenPlistBecomesTheNotice) {
-    const auto recorded = fs::path(VELMORA_FIXTURES) / "systemdata/volumes/apfs-list-applesilicon-nixstore.plist";
-    auto tree = macTree(recorded);
+    const auto recorded =
+        fs::path(VELMORA_FIXTURES) / "systemdata/volumes/apfs-list-applesilicon-nixstore.plist";
+    TempTree tree;
+    fillMacTree(tree, recorded);
     auto run = runInTree({"system", "--json"}, tree.root(), "macos", "/Users/anna");
     ASSERT_EQ(run.status, 0) << run.err;
     const auto json = nlohmann::json::parse(run.out);
@@ -37,8 +38,9 @@ TEST(SystemCommand, RecordedVolumesAreReadThroughTheStandInAndABrokenPlistBecome
     std::vector<std::string> volumes;
     for (const auto& volume : json["volumes"])
         volumes.push_back(volume["name"].get<std::string>() + ":" + volume["role"].get<std::string>());
-    EXPECT_EQ(volumes, (std::vector<std::string>{"Macintosh HD:system", "Preboot:preboot", "Recovery:recovery",
-                                                 "Update:other", "Data:data", "VM:vm", "Nix Store:other"}));
+    EXPECT_EQ(volumes,
+              (std::vector<std::string>{"Macintosh HD:system", "Preboot:preboot", "Recovery:recovery",
+                                        "Update:other", "Data:data", "VM:vm", "Nix Store:other"}));
     EXPECT_TRUE(json["simulatorVolumes"].empty());
     EXPECT_TRUE(json["unassigned"].is_number());
     bool cachesListed = false;

@@ -81,7 +81,8 @@ TEST(SystemDataScan, RemainderTakesOffOnlyWhatLiesOnTheContainer) {
 }
 
 TEST(LocalSnapshots, NamesComeFromTheRecordedOutputAndNothingElse) {
-    std::ifstream file(fs::path(VELMORA_FIXTURES) / "systemdata/tmutil-listlocalsnapshots-volumegroup-2021.txt");
+    std::ifstream file(fs::path(VELMORA_FIXTURES) /
+                       "systemdata/tmutil-listlocalsnapshots-volumegroup-2021.txt");
     std::stringstream recorded;
     recorded << file.rdbuf();
     const auto names = LocalSnapshots::parse(recorded.str() + "\r\n\nkein Name\nx\x01y\n");
@@ -103,7 +104,8 @@ TEST(SystemDataScan, UnreadableVolumesLeaveTheRemainderUnknownAndSaySo) {
     tree.file("Users/anna/Documents/a.txt", std::string(40'000, 'a'));
     tree.file("Library/Caches/com.example/cache.db", std::string(300'000, 'c'));
     auto runner = std::make_shared<test::ScriptedCommandRunner>();
-    runner->expect("/usr/bin/tmutil").returns(0, "Snapshots for disk /:\ncom.apple.TimeMachine.2026-11-01-100000.local\n");
+    runner->expect("/usr/bin/tmutil")
+        .returns(0, "Snapshots for disk /:\ncom.apple.TimeMachine.2026-11-01-100000.local\n");
     SystemDataScan scan({std::make_shared<FailingVolumes>(), std::make_shared<LocalSnapshots>(runner),
                          std::make_shared<SystemDataMeasurer>(std::make_shared<SizeMeter>()), nullptr});
     ScanContext context;
@@ -135,20 +137,22 @@ TEST(SystemDataScan, UnreadableVolumesLeaveTheRemainderUnknownAndSaySo) {
 // Area sizes are watched for growth but never counted as cleanable; their lower bounds are kept.
 TEST(CheckRunner, SystemAreasEnterTheSnapshotButNotTheCleanableTotal) {
     TempTree tree;
-    auto engine = std::make_shared<const ScanEngine>(
-        std::vector<std::shared_ptr<Scanner>>{FakeScanner::returning("languages.npm", {makeFinding("languages.npm", {"/n"}, GB)})},
-        std::chrono::seconds{5});
+    auto engine =
+        std::make_shared<const ScanEngine>(std::vector<std::shared_ptr<Scanner>>{FakeScanner::returning(
+                                               "languages.npm", {makeFinding("languages.npm", {"/n"}, GB)})},
+                                           std::chrono::seconds{5});
     auto history = std::make_shared<CheckHistory>(tree / "history.json");
-    const CheckRunner runner(engine, std::make_shared<KeepList>(tree / "keep.json"), history,
-                             [](const ScanContext&, StopToken) {
-                                 CheckRunner::SystemRoots roots;
-                                 roots.findings = {makeFinding("systemdata.oldTempFiles", {"/t"}, 2 * GB)};
-                                 roots.areaSizes = {{"systemdata.logs", 7 * GB}};
-                                 roots.areaTitles = {{"systemdata.logs", "Protokolle"}};
-                                 roots.lowerBoundIDs = {"systemdata.logs"};
-                                 return roots;
-                             },
-                             nullptr, nullptr);
+    const CheckRunner runner(
+        engine, std::make_shared<KeepList>(tree / "keep.json"), history,
+        [](const ScanContext&, StopToken) {
+            CheckRunner::SystemRoots roots;
+            roots.findings = {makeFinding("systemdata.oldTempFiles", {"/t"}, 2 * GB)};
+            roots.areaSizes = {{"systemdata.logs", 7 * GB}};
+            roots.areaTitles = {{"systemdata.logs", "Protokolle"}};
+            roots.lowerBoundIDs = {"systemdata.logs"};
+            return roots;
+        },
+        nullptr, nullptr);
     ScanContext context;
     context.home = tree.root();
     const auto snapshot = runner.run(context);
