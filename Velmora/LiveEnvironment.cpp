@@ -169,4 +169,8 @@ CheckDependencies LiveEnvironment::checkDependencies() const {
     return dependencies;
 }
 
+PerformanceDependencies LiveEnvironment::performanceDependencies() const {
+    return {}; // the live samplers come with their own change
+}
+
 } // namespace velmora

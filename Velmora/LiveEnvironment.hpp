@@ -9,6 +9,7 @@
 #include "Check/BackgroundCheck.hpp"
 #include "Check/Notifier.hpp"
 #include "Cli/CommonOptions.hpp"
+#include "Performance/PerformanceDependencies.hpp"
 #include "Platform/SealedRoot.hpp"
 #include "Platform/SettingsStore.hpp"
 #include "Removal/RemovalRunner.hpp"
@@ -51,6 +52,10 @@ public:
     // Everything the headless check needs; valid while this environment lives. The system-data measurer and
     // the orphan detection of the background services do not exist yet: they contribute nothing.
     CheckDependencies checkDependencies() const;
+    // The samplers of this machine for the performance view: they read the running system, whatever
+    // the root. NOT WIRED YET: empty until the live samplers exist, so `velmora top` says it cannot
+    // measure.
+    PerformanceDependencies performanceDependencies() const;
 
 private:
     cli::RunSetting setting_;

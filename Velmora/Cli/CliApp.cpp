@@ -9,6 +9,7 @@
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
+#include "Cli/TopCommand.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -34,6 +35,7 @@ constexpr const char* footer =
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
+    "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -100,6 +102,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* schedule = addScheduleCommand(app, scheduleOptions);
     ServicesOptions servicesOptions;
     auto* services = addServicesCommand(app, servicesOptions);
+    TopOptions topOptions;
+    auto* top = addTopCommand(app, topOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -152,6 +156,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runServicesCommand(servicesOptions, *setting, std::cin, out, err,
                                   ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                       &err == &std::cerr);
+    if (command == top)
+        return runTopCommand(topOptions, *setting, out, err,
+                             ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1 &&
+                                 &out == &std::cout);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)
