@@ -53,8 +53,7 @@ public:
     // the orphan detection of the background services do not exist yet: they contribute nothing.
     CheckDependencies checkDependencies() const;
     // The samplers of this machine for the performance view: they read the running system, whatever
-    // the root. NOT WIRED YET: empty until the live samplers exist, so `velmora top` says it cannot
-    // measure.
+    // the root; desktop apps are named from the entries below the root.
     PerformanceDependencies performanceDependencies() const;
 
 private:
