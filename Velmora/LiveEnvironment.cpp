@@ -4,6 +4,9 @@
 #include "Check/LaunchAgentService.hpp"
 #include "Check/NotifySendNotifier.hpp"
 #include "Check/SystemdTimerService.hpp"
+#include "Performance/ActivityAggregator.hpp"
+#include "Performance/LiveProcessSampler.hpp"
+#include "Performance/LiveSystemSampler.hpp"
 #include "Platform/AppDataLocation.hpp"
 #include "Platform/DefaultsSettingsStore.hpp"
 #include "Platform/DiskInfo.hpp"
@@ -21,6 +24,7 @@
 #include "SystemData/LinuxVolumeInventory.hpp"
 #include "SystemData/Scanners/SystemCleanupScanners.hpp"
 #include "SystemData/VolumeInventory.hpp"
+#include "Services/WorkspaceAppLocator.hpp"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -204,6 +208,29 @@ CheckDependencies LiveEnvironment::checkDependencies() const {
     // The services scanner is not wired in yet; "not examined" keeps the history from treating every
     // orphan it will find later as new.
     dependencies.orphanedServices = [] { return std::optional<std::vector<std::string>>{}; };
+    return dependencies;
+}
+
+PerformanceDependencies LiveEnvironment::performanceDependencies() const {
+    ActivityAggregator::Setup setup;
+    setup.layout = setting_.layout;
+    setup.ownUid = setting_.overrides.uid.value_or(::getuid());
+    setup.ownPid = ::getpid();
+    if (setting_.layout == PlatformLayout::linux) {
+        auto apps =
+            std::make_shared<const WorkspaceAppLocator>(setting_.rootPrefix, setting_.home, setting_.layout);
+        setup.desktopName = [apps](const std::string& appID) -> std::optional<std::string> {
+            const auto app = apps->find(appID);
+            return app ? std::optional(app->name) : std::nullopt;
+        };
+    }
+    PerformanceDependencies dependencies;
+    dependencies.system = std::make_shared<LiveSystemSampler>();
+    dependencies.processes = std::make_shared<LiveProcessSampler>();
+    dependencies.aggregate = [setup](const std::vector<ProcessSample>& processes) {
+        return ActivityAggregator::aggregate(processes, setup);
+    };
+    dependencies.now = [] { return std::chrono::system_clock::now(); };
     return dependencies;
 }
 

@@ -9,6 +9,7 @@
 #include "Check/BackgroundCheck.hpp"
 #include "Check/Notifier.hpp"
 #include "Cli/CommonOptions.hpp"
+#include "Performance/PerformanceDependencies.hpp"
 #include "Platform/SealedRoot.hpp"
 #include "Platform/SettingsStore.hpp"
 #include "Removal/RemovalRunner.hpp"
@@ -55,6 +56,9 @@ public:
     // Everything the headless check needs; valid while this environment lives. The orphan detection of
     // the background services is not wired in yet: it contributes nothing.
     CheckDependencies checkDependencies() const;
+    // The samplers of this machine for the performance view: they read the running system, whatever
+    // the root; desktop apps are named from the entries below the root.
+    PerformanceDependencies performanceDependencies() const;
 
 private:
     cli::RunSetting setting_;

@@ -10,6 +10,7 @@
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
 #include "Cli/SystemCommand.hpp"
+#include "Cli/TopCommand.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -36,6 +37,7 @@ constexpr const char* footer =
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
+    "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -104,6 +106,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* services = addServicesCommand(app, servicesOptions);
     SystemOptions systemOptions;
     auto* systemData = addSystemCommand(app, systemOptions);
+    TopOptions topOptions;
+    auto* top = addTopCommand(app, topOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -159,6 +163,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runServicesCommand(servicesOptions, *setting, std::cin, out, err,
                                   ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                       &err == &std::cerr);
+    if (command == top)
+        return runTopCommand(topOptions, *setting, out, err,
+                             ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1 &&
+                                 &out == &std::cout);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
     if (command == keep.keep)

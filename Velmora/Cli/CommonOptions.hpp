@@ -2,11 +2,14 @@
 // describe once checked.
 #pragma once
 
+#include "Performance/PerformanceDependencies.hpp"
 #include "Platform/PlatformLayout.hpp"
 
+#include <chrono>
 #include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,8 +28,10 @@ namespace velmora::cli {
 // runner (so that no real systemctl, launchctl or notify-send is started) and a fixed program path.
 struct ServiceOverrides {
     std::shared_ptr<CommandRunner> runner;
-    std::optional<std::filesystem::path> executablePath; // what a scheduled check starts
-    std::optional<std::uint32_t> uid;                    // instead of getuid() (launchd domains)
+    std::optional<std::filesystem::path> executablePath;       // what a scheduled check starts
+    std::optional<std::uint32_t> uid;                          // instead of getuid() (launchd domains)
+    std::optional<PerformanceDependencies> performance = {};   // samplers and clock for `velmora top`
+    std::function<void(std::chrono::milliseconds)> pause = {}; // how `velmora top` waits between samples
 };
 
 struct CommonOptions {
