@@ -18,13 +18,14 @@ namespace {
 namespace fs = std::filesystem;
 constexpr std::int64_t GB = 1'000'000'000;
 
+// `onContainer` < 0: all of it lies on the container.
 MeasuredArea area(std::string id, std::optional<std::int64_t> size, bool lowerBound = false,
-                  bool onContainer = true) {
+                  std::int64_t onContainer = -1) {
     MeasuredArea measured;
     measured.area.id = std::move(id);
     measured.size = size;
     measured.lowerBound = lowerBound;
-    measured.bytesOnContainer = onContainer ? size.value_or(0) : 0;
+    measured.bytesOnContainer = onContainer < 0 ? size.value_or(0) : onContainer;
     return measured;
 }
 
@@ -47,23 +48,26 @@ TEST(SystemDataScan, RemainderTakesOffOnlyWhatLiesOnTheContainer) {
                    {"Preboot", VolumeRole::preboot, 1 * GB},
                    {"VM", VolumeRole::vm, 2 * GB},
                    {"Data", VolumeRole::data, 137 * GB}};
-    mac.areas = {area("systemdata.snapshots", std::nullopt, true, false), area("systemdata.home", 60 * GB),
-                 area("systemdata.vm", 2 * GB, false, false), area("systemdata.libraryCaches", 5 * GB, true),
-                 area("systemdata.applications", 10 * GB)};
+    mac.areas = {area("systemdata.snapshots", std::nullopt, true, 0),
+                 area("systemdata.home", 60 * GB),
+                 area("systemdata.vm", 2 * GB, false, 0),
+                 area("systemdata.libraryCaches", 5 * GB, true),
+                 area("systemdata.applications", 10 * GB),
+                 area("systemdata.otherUsers", 9 * GB, false, 4 * GB)};
     SystemDataScan::settle(mac, PlatformLayout::macOS);
-    EXPECT_EQ(mac.unassigned, 150 * GB - 13 * GB - 75 * GB);
+    EXPECT_EQ(mac.unassigned, 150 * GB - 13 * GB - 79 * GB);
     EXPECT_TRUE(mac.unassignedUpperBound);
     std::vector<std::string> order;
     for (const auto& a : mac.areas)
         order.push_back(a.area.id);
     EXPECT_EQ(order, (std::vector<std::string>{"systemdata.home", "systemdata.applications",
-                                               "systemdata.libraryCaches", "systemdata.vm",
-                                               "systemdata.snapshots"}));
+                                               "systemdata.otherUsers", "systemdata.libraryCaches",
+                                               "systemdata.vm", "systemdata.snapshots"}));
 
     // On Linux the volumes are other file systems, never part of the root's used space.
     SystemDataReport linux = mac;
     SystemDataScan::settle(linux, PlatformLayout::linux);
-    EXPECT_EQ(linux.unassigned, 150 * GB - 75 * GB);
+    EXPECT_EQ(linux.unassigned, 150 * GB - 79 * GB);
 
     SystemDataReport overExplained;
     overExplained.containerSize = 10 * GB;
