@@ -1,7 +1,12 @@
 #include "Scanning/Catalog.hpp"
 
 #include "Scanning/PathScanner.hpp"
+#include "Scanning/Scanners/CondaScanner.hpp"
+#include "Scanning/Scanners/HomebrewScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
+#include "Scanning/Scanners/OllamaScanner.hpp"
+#include "Scanning/Scanners/RustupScanner.hpp"
+#include "Scanning/Scanners/TexLiveScanner.hpp"
 
 #include <chrono>
 #include <cstdio>
@@ -394,6 +399,12 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
         else
             scanners.push_back(std::make_shared<PathScanner>(rule));
     }
+    const std::vector<std::shared_ptr<Scanner>> devTools = {
+        std::make_shared<HomebrewScanner>(), std::make_shared<CondaScanner>(),
+        std::make_shared<OllamaScanner>(),   std::make_shared<RustupScanner>(),
+        std::make_shared<TexLiveScanner>(),
+    };
+    scanners.insert(scanners.end(), devTools.begin(), devTools.end());
     return scanners;
 }
 
