@@ -21,10 +21,10 @@
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
+#include "Services/WorkspaceAppLocator.hpp"
 #include "SystemData/LinuxVolumeInventory.hpp"
 #include "SystemData/Scanners/SystemCleanupScanners.hpp"
 #include "SystemData/VolumeInventory.hpp"
-#include "Services/WorkspaceAppLocator.hpp"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -48,12 +48,26 @@ fs::path darwinFolder(int name) {
 }
 #endif
 
+// Below a test root the caller's own variables would point outside the tree.
+fs::path absoluteVariable(const cli::RunSetting& setting, const char* name) {
+    const auto value = setting.isLiveRoot() ? environment(name) : std::nullopt;
+    return value && fs::path(*value).is_absolute() ? fs::path(*value) : fs::path();
+}
+
+fs::path pnpmHome(const cli::RunSetting& setting) {
+    if (auto home = absoluteVariable(setting, "PNPM_HOME"); !home.empty())
+        return home;
+    const auto data = absoluteVariable(setting, "XDG_DATA_HOME");
+    return (data.empty() ? setting.home / ".local/share" : data) / "pnpm";
+}
+
 } // namespace
 
 LiveEnvironment::LiveEnvironment(cli::RunSetting setting)
     : setting_(std::move(setting)), sealed_(setting_.rootPrefix) {
+    const bool onLinux = setting_.layout == PlatformLayout::linux;
     auto locator =
-        sealed_.locator(ToolLocator::live(setting_.home, setting_.layout == PlatformLayout::linux));
+        sealed_.locator(ToolLocator::live(setting_.home, onLinux, onLinux ? pnpmHome(setting_) : fs::path()));
     ProcessCommandRunner::Options options;
     // Below a test root the caller's own PATH would lead a located tool's children out of the root.
     options.extraEnvironment = {{"PATH", sealed_.isLive() ? locator.pathVariable() + ":" +
@@ -72,9 +86,9 @@ ScanContext LiveEnvironment::scanContext() const {
     context.rootPrefix = setting_.rootPrefix;
     context.layout = setting_.layout;
     if (setting_.layout == PlatformLayout::linux) {
-        const auto cache = setting_.isLiveRoot() ? environment("XDG_CACHE_HOME") : std::nullopt;
-        context.userCacheDir =
-            cache && fs::path(*cache).is_absolute() ? fs::path(*cache) : setting_.home / ".cache";
+        const auto cache = absoluteVariable(setting_, "XDG_CACHE_HOME");
+        context.userCacheDir = cache.empty() ? setting_.home / ".cache" : cache;
+        context.pnpmHome = pnpmHome(setting_);
     }
 #ifdef __APPLE__
     if (setting_.layout == PlatformLayout::macOS && setting_.isLiveRoot()) {

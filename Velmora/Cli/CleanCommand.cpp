@@ -60,6 +60,16 @@ Selection select(const ScanReport& report, const KeepList& keep, const CleanOpti
             for (const auto& item : finding.items)
                 if (wantedItems.contains(item.id))
                     items.push_back(item);
+            // Its items only make sense together: taking some of them would leave a broken rest.
+            if (!items.empty() && !finding.itemsSelectable) {
+                for (const auto& item : items) {
+                    foundItems.insert(item.id);
+                    selection.notes.push_back(item.id + ": gehört zu „" + finding.title +
+                                              "“ und wird nur als Ganzes entfernt – wähle dafür den Fund " +
+                                              text);
+                }
+                continue;
+            }
         }
         if (named)
             foundIDs.insert(text);

@@ -30,6 +30,8 @@ struct Finding {
     bool keepSuggested = false;
     std::optional<std::string> commandPreview;
     bool needsFullDiskAccess = false;
+    // False when the items only make sense together: the finding is then removed whole or not at all.
+    bool itemsSelectable = true;
 
     bool operator==(const Finding&) const = default;
 };

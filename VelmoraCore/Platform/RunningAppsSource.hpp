@@ -12,7 +12,7 @@ namespace velmora {
 
 struct RunningAppInfo {
     pid_t pid = 0;
-    std::optional<std::string> bundleID; // none on Linux, and for processes outside an app bundle
+    std::optional<std::string> bundleID; // on Linux the desktop id of the app's systemd unit, if any
     std::string name;
 
     bool operator==(const RunningAppInfo&) const = default;

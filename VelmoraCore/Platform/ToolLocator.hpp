@@ -16,10 +16,18 @@ struct ToolLocator {
     std::function<bool(const std::filesystem::path&)> fileExists;
 
     // The default search path for a home folder: Homebrew first (Apple silicon before Intel), then the
-    // system folders, then the per-tool folders. `includeLocalBin` adds ~/.local/bin (the Linux layout).
+    // system folders, then the per-tool folders. `linuxLayout` adds the folders Linux installs use:
+    // ~/.local/bin, /usr/local/go/bin, pnpm's home (`pnpmHome`, default ~/.local/share/pnpm) and the bin
+    // folder of nvm's default Node version.
     static std::vector<std::filesystem::path> defaultSearchPaths(const std::filesystem::path& home,
-                                                                 bool includeLocalBin = false);
-    static ToolLocator live(const std::filesystem::path& home, bool includeLocalBin = false);
+                                                                 bool linuxLayout = false,
+                                                                 const std::filesystem::path& pnpmHome = {});
+    static ToolLocator live(const std::filesystem::path& home, bool linuxLayout = false,
+                            const std::filesystem::path& pnpmHome = {});
+
+    // The bin folder of the Node version nvm's "default" alias names (aliases followed, "20" or "node"
+    // meaning the newest installed match); nothing when nvm has none.
+    static std::optional<std::filesystem::path> nvmDefaultBin(const std::filesystem::path& home);
 
     // The first folder/name for which `fileExists` holds.
     std::optional<std::filesystem::path> locate(std::string_view name) const;

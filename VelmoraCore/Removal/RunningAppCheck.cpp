@@ -3,6 +3,8 @@
 #include "Removal/Remover.hpp"
 
 #include <algorithm>
+#include <cctype>
+#include <string_view>
 
 namespace velmora {
 
@@ -11,12 +13,20 @@ namespace {
 // Linux keeps TASK_COMM_LEN - 1 bytes of a command's name.
 constexpr std::size_t truncatedNameLength = 15;
 
+// Names and identifiers are compared without regard to case: the app row says "Spotify", Linux runs
+// "spotify", and a Flatpak's desktop id is "com.spotify.Client".
+bool sameText(std::string_view a, std::string_view b) {
+    return std::ranges::equal(
+        a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
 bool sameProcessName(const std::string& wanted, const RunningProcessInfo& process) {
-    if (process.name == wanted)
+    if (sameText(process.name, wanted))
         return true;
-    if (process.name.size() == truncatedNameLength && wanted.starts_with(process.name))
+    if (process.name.size() == truncatedNameLength && wanted.size() > truncatedNameLength &&
+        sameText(process.name, std::string_view(wanted).substr(0, truncatedNameLength)))
         return true;
-    return !process.executable.empty() && process.executable.filename() == wanted;
+    return !process.executable.empty() && sameText(process.executable.filename().string(), wanted);
 }
 
 } // namespace
@@ -35,8 +45,9 @@ bool RunningAppCheck::nothingToCheck(const Finding& finding, const std::vector<F
 
 bool RunningAppCheck::isRunning(const AppRef& app) const {
     if (app.bundleID && !app.bundleID->empty()) {
-        const bool byBundle = std::ranges::any_of(
-            apps_, [&](const RunningAppInfo& running) { return running.bundleID == app.bundleID; });
+        const bool byBundle = std::ranges::any_of(apps_, [&](const RunningAppInfo& running) {
+            return running.bundleID && sameText(*running.bundleID, *app.bundleID);
+        });
         if (byBundle)
             return true;
     }
@@ -44,7 +55,7 @@ bool RunningAppCheck::isRunning(const AppRef& app) const {
         return false;
     // Applications without a bundle identifier are known only by their name.
     const bool byAppName = std::ranges::any_of(apps_, [&](const RunningAppInfo& running) {
-        return !running.bundleID && running.name == *app.processName;
+        return !running.bundleID && sameText(running.name, *app.processName);
     });
     return byAppName || std::ranges::any_of(processes_, [&](const RunningProcessInfo& process) {
                return sameProcessName(*app.processName, process);

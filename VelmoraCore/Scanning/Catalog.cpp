@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 
 namespace velmora {
@@ -336,8 +337,8 @@ const std::map<std::string, std::vector<std::string>, std::less<>>& linuxPattern
         {"ai.huggingFace", {}},
         {"appCaches.spotify", {".cache/spotify/Data"}},
         {"languages.npm", {}},
-        {"languages.yarn", {".cache/yarn"}},
-        {"languages.pnpm", {".local/share/pnpm/store"}},
+        {"languages.yarn", {".cache/yarn", ".yarn/berry/cache"}},
+        {"languages.pnpm", {"store"}},
         {"languages.bun", {}},
         {"languages.pip", {".cache/pip"}},
         {"languages.uv", {}},
@@ -361,6 +362,115 @@ const std::map<std::string, std::vector<std::string>, std::less<>>& linuxPattern
     return patterns;
 }
 
+// Texts that point at macOS-only findings say what to do on Linux instead.
+const std::map<std::string, std::string, std::less<>>& linuxSummaries() {
+    static const std::map<std::string, std::string, std::less<>> summaries = {
+        {"languages.androidSdk",
+         "Das Android-SDK mit Plattformen und Werkzeugen. Nur entfernen, wenn du keine Android-Apps mehr "
+         "entwickelst. Über die Paketverwaltung oder Snap installiert? Dann entferne es besser dort."},
+        {"languages.flutter",
+         "Paket-Cache und Werkzeugdaten von Flutter und Dart. Werden bei Bedarf neu geladen. Ein per Snap "
+         "oder Paketverwaltung installiertes Flutter-SDK entfernst du dort."},
+        {"languages.ruby",
+         "Installierte Gems. Prüfe, ob deine Projekte sie noch brauchen. Deine RubyGems-Zugangsdaten bleiben "
+         "unangetastet. Mit rbenv installierte Ruby-Versionen entfernst du mit „rbenv uninstall“."},
+    };
+    return summaries;
+}
+
+// Rows that only exist on Linux.
+std::vector<PathRule> linuxOnlyRules() {
+    std::vector<PathRule> rules;
+
+    auto thumbnails = row("system.thumbnails", "Vorschaubilder", Risk::safe, del, {".cache/thumbnails"},
+                          "Vorschaubilder, die Dateimanager und Bildbetrachter für deine Dateien angelegt "
+                          "haben. Sie werden beim nächsten Anzeigen eines Ordners neu erstellt.");
+    rules.push_back(thumbnails);
+
+    auto flatpak = row("appCaches.flatpak", "Flatpak-Apps – Caches", Risk::safe, del, {".var/app/*/cache"},
+                       "Zwischenspeicher der per Flatpak installierten Apps, je App ein Eintrag. Deine "
+                       "Daten und Einstellungen bleiben erhalten; die App legt den Cache neu an.");
+    flatpak.grouping = Grouping::perMatch;
+    flatpak.matchName = MatchName::parentComponent;
+    rules.push_back(flatpak);
+
+    auto telegram =
+        row("appCaches.telegram", "Telegram – Medien-Cache", Risk::review, trash,
+            {".local/share/TelegramDesktop/tdata/user_data",
+             ".var/app/org.telegram.desktop/data/TelegramDesktop/tdata/user_data",
+             "snap/telegram-desktop/current/.local/share/TelegramDesktop/tdata/user_data"},
+            "Bilder, Videos und Dateien, die Telegram aus Chats zwischengespeichert hat. Sie liegen weiter "
+            "in der Cloud und werden beim Öffnen erneut geladen.");
+    telegram.blockingApps = {AppRef{"org.telegram.desktop", "telegram-desktop", "Telegram"}};
+    rules.push_back(telegram);
+
+    auto vscode = row("appCaches.vscode", "Visual Studio Code – Caches", Risk::safe, del, {},
+                      "Zwischenspeicher von VS Code (Webinhalte, übersetzter Code, heruntergeladene "
+                      "Erweiterungspakete). Einstellungen und Erweiterungen bleiben erhalten.");
+    for (const char* editor : {"Code", "Code - OSS", "VSCodium"})
+        for (const char* cache : {"Cache", "CachedData", "CachedExtensionVSIXs"})
+            vscode.patterns.push_back(std::string(".config/") + editor + "/" + cache);
+    vscode.blockingApps = {AppRef{"code", "code", "Visual Studio Code"},
+                           AppRef{"code-oss", "code-oss", "Code - OSS"},
+                           AppRef{"codium", "codium", "VSCodium"}};
+    rules.push_back(vscode);
+
+    auto jetbrains =
+        row("appCaches.jetbrains", "JetBrains-IDEs – Caches", Risk::safe, del, {".cache/JetBrains/*"},
+            "Indizes und Zwischenspeicher der JetBrains-IDEs, je IDE-Version ein Eintrag. Die IDE baut sie "
+            "beim nächsten Öffnen eines Projekts neu auf – das dauert eine Weile.");
+    jetbrains.grouping = Grouping::perMatch;
+    for (const char* ide : {"idea", "pycharm", "clion", "goland", "webstorm", "phpstorm", "rider",
+                            "rustrover", "rubymine", "datagrip"})
+        jetbrains.blockingApps.push_back(AppRef{std::nullopt, ide, ide});
+    rules.push_back(jetbrains);
+
+    rules.push_back(row("languages.ccache", "ccache", Risk::safe, del, {".cache/ccache", ".ccache"},
+                        "Zwischenergebnisse von C- und C++-Builds, die ccache aufbewahrt. Der nächste Build "
+                        "übersetzt wieder alles und füllt den Cache neu."));
+    rules.push_back(row("languages.sccache", "sccache", Risk::safe, del, {".cache/sccache"},
+                        "Zwischenergebnisse von Rust- und C++-Builds, die sccache aufbewahrt. Der nächste "
+                        "Build übersetzt wieder alles und füllt den Cache neu."));
+    rules.push_back(row("languages.clangModules", "Clang-Modul-Cache", Risk::safe, del,
+                        {".cache/clang/ModuleCache"},
+                        "Vorübersetzte Module des Compilers. Werden beim nächsten Build automatisch neu "
+                        "erstellt – der erste Build dauert dann etwas länger."));
+    rules.push_back(
+        row("languages.bazel", "Bazel", Risk::review, del, {".cache/bazel"},
+            "Build-Ausgaben, heruntergeladene Abhängigkeiten und Werkzeuge von Bazel. Der nächste "
+            "Build lädt und baut alles neu – das kann dauern und braucht Internet."));
+    rules.push_back(row("languages.nuget", "NuGet-Pakete", Risk::review, del,
+                        {".nuget/packages", ".local/share/NuGet/http-cache", ".local/share/NuGet/v3-cache",
+                         ".local/share/NuGet/plugins-cache"},
+                        "Heruntergeladene .NET-Pakete von NuGet. Der nächste Build lädt sie neu – das kann "
+                        "dauern und braucht Internet."));
+    rules.push_back(
+        row("languages.jvmCaches", "Ivy, Coursier und sbt", Risk::review, del,
+            {".ivy2/cache", ".cache/coursier", ".sbt/boot"},
+            "Heruntergeladene Java- und Scala-Bibliotheken von Ivy, Coursier und sbt. Der nächste "
+            "Build lädt sie neu – das kann dauern und braucht Internet."));
+    rules.push_back(
+        row("languages.deno", "Deno-Cache", Risk::safe, del, {".cache/deno"}, packageSummary("Deno")));
+    rules.push_back(row("languages.nodeGyp", "node-gyp-Header", Risk::safe, del,
+                        {".cache/node-gyp", ".node-gyp"},
+                        "Node.js-Header, die node-gyp zum Übersetzen nativer Module geladen hat. Werden beim "
+                        "nächsten Build bei Bedarf neu geladen."));
+
+    auto torch =
+        row("ai.torch", "PyTorch-Modelle", Risk::review, del, {".cache/torch/hub"},
+            "Vortrainierte Modelle, die PyTorch heruntergeladen hat. Wird eines noch gebraucht, lädt "
+            "das Programm es beim nächsten Mal erneut herunter.");
+    rules.push_back(torch);
+
+    auto datasets = row("ai.huggingFaceDatasets", "Hugging Face – Datensets", Risk::review, del,
+                        {".cache/huggingface/datasets/*"},
+                        "Ein heruntergeladenes oder aufbereitetes Datenset der Hugging-Face-Bibliothek "
+                        "„datasets“. Wird es noch gebraucht, lädt das Programm es erneut herunter.");
+    datasets.grouping = Grouping::perMatch;
+    rules.push_back(datasets);
+    return rules;
+}
+
 std::vector<PathRule> linuxRules() {
     std::vector<PathRule> rules;
     for (auto rule : macRules()) {
@@ -369,8 +479,29 @@ std::vector<PathRule> linuxRules() {
             continue;
         if (!it->second.empty())
             rule.patterns = it->second;
+        if (const auto summary = linuxSummaries().find(rule.id); summary != linuxSummaries().end())
+            rule.summary = summary->second;
         rule.needsFullDiskAccess = false;
         rules.push_back(std::move(rule));
+    }
+    std::ranges::move(linuxOnlyRules(), std::back_inserter(rules));
+    // pnpm's own folder moves with $PNPM_HOME and $XDG_DATA_HOME.
+    for (auto& rule : rules)
+        if (rule.id == "languages.pnpm")
+            rule.base = PathBase::pnpmHome;
+    // What lies below ~/.cache lies wherever $XDG_CACHE_HOME points.
+    constexpr std::string_view cache = ".cache/";
+    for (auto& rule : rules) {
+        if (rule.base != PathBase::home)
+            continue;
+        std::vector<std::string> homePatterns;
+        for (auto& pattern : rule.patterns) {
+            if (pattern.starts_with(cache))
+                rule.userCachePatterns.push_back(pattern.substr(cache.size()));
+            else
+                homePatterns.push_back(std::move(pattern));
+        }
+        rule.patterns = std::move(homePatterns);
     }
     return rules;
 }

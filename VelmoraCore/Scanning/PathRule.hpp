@@ -13,9 +13,9 @@
 
 namespace velmora {
 
-enum class PathBase { home, userCache, absolute };
+enum class PathBase { home, userCache, absolute, pnpmHome };
 enum class Grouping { single, perMatch };
-enum class MatchName { lastComponent, withoutExtension, huggingFace };
+enum class MatchName { lastComponent, withoutExtension, huggingFace, parentComponent };
 enum class ItemDate { none, xcodeArchive };
 
 struct PathRule {
@@ -25,6 +25,8 @@ struct PathRule {
     std::string summary;
     PathBase base = PathBase::home;
     std::vector<std::string> patterns; // "*" inside a component is a wildcard (fnmatch, no flags)
+    // Patterns below the user cache folder, for rows that keep data both there and below `base`.
+    std::vector<std::string> userCachePatterns;
     Risk risk = Risk::safe;
     RemovalMethod method = RemovalMethod::trash();
     std::vector<AppRef> blockingApps;

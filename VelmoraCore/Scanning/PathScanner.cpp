@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <dirent.h>
 #include <fnmatch.h>
+#include <iterator>
 #include <sys/stat.h>
 
 namespace velmora {
@@ -125,6 +126,8 @@ std::string PathScanner::displayName(const fs::path& match, MatchName rule) {
         return last;
     case MatchName::withoutExtension:
         return match.stem().string();
+    case MatchName::parentComponent:
+        return match.parent_path().filename().string();
     case MatchName::huggingFace: {
         const auto first = last.find("--");
         if (first == std::string::npos)
@@ -175,6 +178,7 @@ Finding PathScanner::findingFor(const PathRule& rule, std::vector<FindingItem> i
     finding.risk = rule.risk;
     finding.method = rule.method;
     finding.blockingApps = rule.blockingApps;
+    finding.itemsSelectable = rule.grouping == Grouping::perMatch;
     std::int64_t total = 0;
     for (const auto& item : items)
         total += item.size.value_or(0);
@@ -196,10 +200,16 @@ std::expected<std::vector<Finding>, ScanError> PathScanner::scan(const ScanConte
     case PathBase::absolute:
         start = context.rootPrefix;
         break;
+    case PathBase::pnpmHome:
+        start = context.pnpmHome;
+        break;
     }
-    if (start.empty())
-        return std::vector<Finding>{};
-    const auto resolution = resolve(start, rule_.patterns, rule_.excludeNames);
+    auto resolution = start.empty() ? Resolution{} : resolve(start, rule_.patterns, rule_.excludeNames);
+    if (!rule_.userCachePatterns.empty() && !context.userCacheDir.empty()) {
+        auto cached = resolve(context.userCacheDir, rule_.userCachePatterns, rule_.excludeNames);
+        std::ranges::move(cached.matches, std::back_inserter(resolution.matches));
+        resolution.permissionDenied = resolution.permissionDenied || cached.permissionDenied;
+    }
 
     const auto cutoff = context.now - std::chrono::seconds{std::int64_t{rule_.minAgeDays} * 86'400};
     std::vector<FindingItem> items;

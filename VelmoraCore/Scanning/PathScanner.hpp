@@ -29,7 +29,7 @@ public:
                                                      const std::vector<FindingItem>& items);
 
     // The finding of a rule with these items: the rule's texts, risk, method and blocking apps, the
-    // items' total size and the command preview.
+    // items' total size and the command preview; its items can be chosen one by one only for perMatch rules.
     static Finding findingFor(const PathRule& rule, std::vector<FindingItem> items);
 
     // The display name of a match.

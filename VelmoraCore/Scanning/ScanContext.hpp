@@ -23,6 +23,8 @@ struct ScanContext {
     std::filesystem::path home;
     std::filesystem::path userCacheDir;
     std::filesystem::path userTempDir;
+    // Where pnpm keeps its store on Linux: $PNPM_HOME, else ${XDG_DATA_HOME:-<home>/.local/share}/pnpm.
+    std::filesystem::path pnpmHome;
     std::filesystem::path rootPrefix = "/";
     std::shared_ptr<CommandRunner> runner;
     std::shared_ptr<const ToolLocator> tools;

@@ -117,6 +117,14 @@ TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {
     EXPECT_TRUE(fs::exists(t.home / "Library/Developer/Xcode/DerivedData/App-abc"));
     EXPECT_TRUE(fs::exists(t.home / "Library/Logs/CoreSimulator/sim.log"));
 
+    // A finding whose items only go together refuses to give one of them away.
+    const auto whole = (t.home / "Library/Application Support/Spotify/PersistentCache").string();
+    run = t.run({"clean", "--item", whole, "--yes"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.out, HasSubstr(whole + ": gehört zu „Spotify – Offline-Cache“ und wird nur als Ganzes "
+                                           "entfernt – wähle dafür den Fund appCaches.spotify"));
+    EXPECT_TRUE(fs::exists(whole));
+
     run = t.run({"clean", "languages.cobol", "--yes"});
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr("Kein solcher Fund oder Eintrag: languages.cobol"));

@@ -41,6 +41,8 @@ TEST(ToolLocator, FindsTheFirstOfTheDefaultFoldersAndOnlyPlainNames) {
         // ~/.local/bin only when asked for.
         {{"/home/anna/.local/bin/uv"}, "uv", "/home/anna/.local/bin/uv", true},
         {{"/home/anna/.local/bin/uv"}, "uv", std::nullopt},
+        {{"/usr/local/go/bin/go"}, "go", "/usr/local/go/bin/go", true},
+        {{"/home/anna/.local/share/pnpm/pnpm"}, "pnpm", "/home/anna/.local/share/pnpm/pnpm", true},
         {{"/bin/sh"}, "", std::nullopt},
         {{"/usr/bin/bin/brew"}, "bin/brew", std::nullopt},
         {{"/bin/sh"}, "../../bin/sh", std::nullopt},
@@ -52,6 +54,28 @@ TEST(ToolLocator, FindsTheFirstOfTheDefaultFoldersAndOnlyPlainNames) {
 
     EXPECT_EQ((ToolLocator{{"/a", "/b"}, nullptr}).pathVariable(), "/a:/b");
     EXPECT_EQ((ToolLocator{{}, nullptr}).pathVariable(), "");
+}
+
+// nvm's default alias, followed through other aliases; a partial version means its newest install.
+TEST(ToolLocator, FindsTheBinFolderOfNvmsDefaultVersion) {
+    const std::vector<std::pair<std::vector<std::pair<std::string, std::string>>, std::string>> cases = {
+        {{{"default", "20\n"}}, "v20.11.1"},
+        {{{"default", "node"}}, "v21.0.0"},
+        {{{"default", "lts/*"}, {"lts/*", "lts/iron"}, {"lts/iron", "v20.9.0"}}, "v20.9.0"},
+        {{{"default", "22"}}, ""},
+        {{}, ""},
+    };
+    for (const auto& [aliases, expected] : cases) {
+        velmora::testing::TempTree tree;
+        for (const char* version : {"v18.1.0", "v20.9.0", "v20.11.1", "v21.0.0"})
+            tree.folder(std::string(".nvm/versions/node/") + version + "/bin");
+        for (const auto& [name, target] : aliases)
+            tree.file(".nvm/alias/" + name, target);
+        const auto bin = ToolLocator::nvmDefaultBin(tree.root());
+        EXPECT_EQ(bin, expected.empty() ? std::nullopt
+                                        : std::optional(tree / (".nvm/versions/node/" + expected + "/bin")))
+            << expected;
+    }
 }
 
 TEST(SealedRoot, ExecutableToolsAreLookedForAndStartedInsideTheRootOnly) {

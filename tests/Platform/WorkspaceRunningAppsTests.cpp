@@ -23,13 +23,17 @@ TEST(WorkspaceRunningApps, FindsThisTestProcessAndSkipsWhatCannotBeReadAndKernel
     EXPECT_EQ(self->executable, std::filesystem::read_symlink("/proc/self/exe"));
     EXPECT_EQ(self->executable.filename().string().substr(0, 15), self->name)
         << "comm is the name, cut at 15";
-    EXPECT_FALSE(source.terminateApplications("de.tobrenlux.velmora2")) << "Linux has no bundle identifiers";
+    EXPECT_FALSE(source.terminateApplications("de.tobrenlux.velmora2")) << "Linux apps are not asked to quit";
 
     TempTree proc;
     // An ordinary process whose program was replaced while it runs.
     proc.file("100/comm", "editor\n");
     proc.file("100/cmdline", std::string("/usr/bin/editor\0file.txt\0", 25));
     proc.link("100/exe", "/usr/bin/editor (deleted)");
+    // Started by the desktop: its systemd unit names the desktop id ("-" escaped).
+    proc.file("100/cgroup", "12:pids:/user.slice\n1:name=systemd:/user.slice/user@1000.service/app.slice/"
+                            "app-flatpak-org.example.My\\x2dEditor-4242.scope\n0::/\n");
+    proc.file("400/cgroup", "0::/user.slice/user-1000.slice/session-2.scope\n");
     // Vanished between listing /proc and reading it, or between opening and reading its name (read
     // fails after open succeeded, as with a folder).
     proc.folder("200");
@@ -57,7 +61,7 @@ TEST(WorkspaceRunningApps, FindsThisTestProcessAndSkipsWhatCannotBeReadAndKernel
                                                   {400, "", "caf\xef\xbf\xbd"},
                                               }));
     EXPECT_EQ(byPid(fake.runningApplications()), (std::vector<RunningAppInfo>{
-                                                     {100, std::nullopt, "editor"},
+                                                     {100, "org.example.My-Editor", "editor"},
                                                      {400, std::nullopt, "caf\xef\xbf\xbd"},
                                                  }));
     EXPECT_TRUE(WorkspaceRunningApps(nullptr, proc / "missing").runningProcesses().empty());

@@ -75,15 +75,23 @@ TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
                                    {itemAt(f.cacheFile("software")), itemAt(f.cacheFile("firefox"))});
     softwareCache.items[0].blockingApp = software;
     softwareCache.items[1].blockingApp = firefox;
+    // Linux apps without regard to case: by process name, or by the desktop id a Flatpak runs under.
+    auto linuxCaches = findingOf("appCaches.linux", RemovalMethod::deleteDirectly(),
+                                 {itemAt(f.cacheFile("spotify")), itemAt(f.cacheFile("telegram"))});
+    linuxCaches.items[0].blockingApp = AppRef{"com.spotify.client", "Spotify", "Spotify"};
+    linuxCaches.items[1].blockingApp = AppRef{"org.telegram.desktop", "Telegram", "Telegram"};
     const auto sibling = findingOf("appCaches.other", RemovalMethod::trash(), {itemAt(f.cacheFile("other"))});
     auto daemon = adminFinding("services.slack", {}, {itemWithoutPath("daemon")});
     daemon.blockingApps = {slack};
 
-    f.apps->setApps({RunningAppInfo{7, "com.tinyspeck.slackmacgap", "Slack"}});
+    f.apps->setApps({RunningAppInfo{7, "com.tinyspeck.slackmacgap", "Slack"},
+                     RunningAppInfo{10, "org.Telegram.Desktop", "bwrap"}});
     f.apps->setProcesses({RunningProcessInfo{8, "/usr/libexec/gnome-softw", "gnome-software-"},
-                          RunningProcessInfo{9, "/usr/lib/firefox-esr/firefox-esr", "firefox-esr"}});
+                          RunningProcessInfo{9, "/usr/lib/firefox-esr/firefox-esr", "firefox-esr"},
+                          RunningProcessInfo{11, "/usr/share/spotify/spotify", "spotify"}});
 
-    const auto report = f.run({allOf(slackCache), allOf(softwareCache), allOf(sibling), allOf(daemon)});
+    const auto report =
+        f.run({allOf(slackCache), allOf(softwareCache), allOf(linuxCaches), allOf(sibling), allOf(daemon)});
 
     // The reasons are pinned by the failures; what ran shows on disk.
     EXPECT_TRUE(f.adminCalls.empty());
@@ -92,10 +100,11 @@ TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
     EXPECT_FALSE(present(f.home.cache / "firefox"));
     EXPECT_FALSE(present(f.home.cache / "other"));
     EXPECT_EQ(report.freedBytes, 2000);
-    EXPECT_EQ(report.failures, (std::vector<std::string>{"slack1: Slack läuft – vorher beenden",
-                                                         "slack2: Slack läuft – vorher beenden",
-                                                         "software: Software läuft – vorher beenden",
-                                                         "daemon: Slack läuft – vorher beenden"}));
+    EXPECT_EQ(report.failures,
+              (std::vector<std::string>{
+                  "slack1: Slack läuft – vorher beenden", "slack2: Slack läuft – vorher beenden",
+                  "software: Software läuft – vorher beenden", "spotify: Spotify läuft – vorher beenden",
+                  "telegram: Telegram läuft – vorher beenden", "daemon: Slack läuft – vorher beenden"}));
 }
 
 // A dry run still asks the guard, so that it shows what a real run would refuse.

@@ -216,9 +216,63 @@ TEST(Catalog, EveryRowIsFiledUnderItsIdentifiersCategory) {
     // The Linux layout keeps only rows that exist there, with their Linux places.
     for (const auto& rule : Catalog::rules(PlatformLayout::linux))
         EXPECT_FALSE(rule.id.starts_with("xcode.")) << rule.id;
-    EXPECT_EQ(Catalog::rule("languages.pip", PlatformLayout::linux).patterns,
-              std::vector<std::string>{".cache/pip"});
     EXPECT_EQ(Catalog::scanners(PlatformLayout::macOS).size(), rules.size() + 5); // and the developer tools
+}
+
+// A Linux home whose cache folder was moved ($XDG_CACHE_HOME) and whose pnpm lives elsewhere: each row
+// finds exactly its folders there, and what is left in ~/.cache is no longer looked at.
+TEST(Catalog, LinuxRowsLookInTheCacheFolderPnpmHomeAndTheHome) {
+    struct Case {
+        std::string id;
+        std::vector<std::string> files;    // below the tree
+        std::vector<std::string> expected; // item paths below the tree, sorted
+        bool selectable = false;
+    };
+    const std::vector<Case> cases = {
+        {"languages.pip", {"xdg/pip/http/a", "home/anna/.cache/pip/stale"}, {"xdg/pip"}},
+        {"ai.lmStudio",
+         {"home/anna/.lmstudio/models/org/m1/w", "xdg/lm-studio/x"},
+         {"home/anna/.lmstudio/models/org/m1", "xdg/lm-studio"},
+         true},
+        {"languages.pnpm", {"pnpm/store/v10/x", "home/anna/.local/share/pnpm/store/v3/x"}, {"pnpm/store"}},
+        {"system.thumbnails", {"xdg/thumbnails/large/a.png"}, {"xdg/thumbnails"}},
+        {"appCaches.flatpak",
+         {"home/anna/.var/app/org.gimp.GIMP/cache/x", "home/anna/.var/app/org.gimp.GIMP/data/keep",
+          "home/anna/.var/app/com.spotify.Client/cache/y"},
+         {"home/anna/.var/app/com.spotify.Client/cache", "home/anna/.var/app/org.gimp.GIMP/cache"},
+         true},
+        {"appCaches.vscode",
+         {"home/anna/.config/Code/CachedData/abc/x", "home/anna/.config/Code/User/settings.json"},
+         {"home/anna/.config/Code/CachedData"}},
+        {"appCaches.jetbrains", {"xdg/JetBrains/CLion2024.1/caches/x"}, {"xdg/JetBrains/CLion2024.1"}, true},
+        {"appCaches.telegram",
+         {"home/anna/.local/share/TelegramDesktop/tdata/user_data/media/x",
+          "home/anna/.local/share/TelegramDesktop/tdata/key_datas"},
+         {"home/anna/.local/share/TelegramDesktop/tdata/user_data"}},
+        {"languages.jvmCaches",
+         {"home/anna/.ivy2/cache/org/x", "xdg/coursier/v1/x"},
+         {"home/anna/.ivy2/cache", "xdg/coursier"}},
+        {"languages.clangModules", {"xdg/clang/ModuleCache/ABC/x.pcm"}, {"xdg/clang/ModuleCache"}},
+    };
+    for (const auto& c : cases) {
+        TempTree tree;
+        auto context = contextFor(tree);
+        context.home = tree / "home/anna";
+        context.userCacheDir = tree / "xdg";
+        context.pnpmHome = tree / "pnpm";
+        for (const auto& file : c.files)
+            tree.file(file, "data");
+        const auto findings = scan(Catalog::rule(c.id, PlatformLayout::linux), context);
+        ASSERT_EQ(findings.size(), 1u) << c.id;
+        std::vector<std::string> found;
+        for (const auto& item : findings[0].items)
+            found.push_back(item.url->lexically_relative(tree.root()).string());
+        std::ranges::sort(found);
+        EXPECT_EQ(found, c.expected) << c.id;
+        EXPECT_EQ(findings[0].itemsSelectable, c.selectable) << c.id;
+    }
+    EXPECT_EQ(PathScanner::displayName("/h/.var/app/org.gimp.GIMP/cache", MatchName::parentComponent),
+              "org.gimp.GIMP");
 }
 
 TEST(CatalogDeathTest, UnknownRuleIdStopsTheProgram) {
