@@ -2,6 +2,9 @@
 
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
+#include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
+#include "Scanning/Scanners/SimulatorsScanner.hpp"
+#include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <chrono>
 #include <cstdio>
@@ -394,6 +397,9 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
         else
             scanners.push_back(std::make_shared<PathScanner>(rule));
     }
+    scanners.push_back(std::make_shared<XcodeVersionsScanner>());
+    scanners.push_back(std::make_shared<SimulatorsScanner>());
+    scanners.push_back(std::make_shared<SimulatorRuntimesScanner>());
     return scanners;
 }
 
