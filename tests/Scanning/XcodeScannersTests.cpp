@@ -184,7 +184,7 @@ TEST(SimctlOutput, HostileOrMistypedOutputIsRefusedOrReadAgainstRemoval) {
         {"[]", false, 0, {}},
         {R"({"devices": []})", false, 0, {}},
         {R"({"devices": {"r": [)", false, 0, {}},
-        {std::string(5000, '[') + std::string(5000, ']'), false, 0, {}},
+        {R"({"devices":{"r":)" + std::string(5000, '[') + std::string(5000, ']') + "}}", false, 0, {}},
         {R"({"devices": {"r": 5, "s": [], "t": [7]}})", true, 0, {"r", "t"}},
         {fixture("simctl-list-devices-booted-json-xcode15.json"), true, 0, {booted}},
         {R"({"devices":{"r":[{"udid":5,"isAvailable":false},{"udid":"U","isAvailable":0}]}})",
