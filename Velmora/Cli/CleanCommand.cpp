@@ -60,8 +60,10 @@ Selection select(const ScanReport& report, const KeepList& keep, const CleanOpti
             for (const auto& item : finding.items)
                 if (wantedItems.contains(item.id))
                     items.push_back(item);
-            // Its items only make sense together: taking some of them would leave a broken rest.
-            if (!items.empty() && !finding.itemsSelectable) {
+            // Its items only make sense together: taking some of them would leave a broken rest. A
+            // tool's own clean-up command removes everything it lists, whatever was chosen.
+            const bool whole = !finding.itemsSelectable || finding.method.kind() == RemovalKind::tool;
+            if (!items.empty() && whole) {
                 for (const auto& item : items) {
                     foundItems.insert(item.id);
                     selection.notes.push_back(item.id + ": gehört zu „" + finding.title +

@@ -7,6 +7,9 @@
 #include "Scanning/Scanners/OllamaScanner.hpp"
 #include "Scanning/Scanners/RustupScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
+#include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
+#include "Scanning/Scanners/SimulatorsScanner.hpp"
+#include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <chrono>
 #include <cstdio>
@@ -536,6 +539,9 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
         std::make_shared<TexLiveScanner>(),
     };
     scanners.insert(scanners.end(), devTools.begin(), devTools.end());
+    scanners.push_back(std::make_shared<XcodeVersionsScanner>());
+    scanners.push_back(std::make_shared<SimulatorsScanner>());
+    scanners.push_back(std::make_shared<SimulatorRuntimesScanner>());
     return scanners;
 }
 

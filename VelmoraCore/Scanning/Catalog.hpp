@@ -19,7 +19,8 @@ public:
     // The rule with this id; an unknown id is a programming error and stops the program with
     // "Unbekannte PathRule-ID: <id>".
     static const PathRule& rule(std::string_view id, PlatformLayout layout = PlatformLayout::macOS);
-    // One scanner per rule, in table order ("system.oldLogs" counts single old files, not the folder).
+    // One scanner per rule, in table order ("system.oldLogs" counts single old files, not the folder),
+    // then the specialised scanners that read tools and bundles rather than match paths.
     static std::vector<std::shared_ptr<Scanner>> scanners(PlatformLayout layout);
 };
 
