@@ -6,9 +6,9 @@
 #include "Scanning/Scanners/OldLogsScanner.hpp"
 #include "Scanning/Scanners/OllamaScanner.hpp"
 #include "Scanning/Scanners/RustupScanner.hpp"
-#include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
 #include "Scanning/Scanners/SimulatorsScanner.hpp"
+#include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <chrono>
