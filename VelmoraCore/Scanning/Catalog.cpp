@@ -11,6 +11,7 @@
 #include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
