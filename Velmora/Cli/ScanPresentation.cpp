@@ -30,6 +30,7 @@ nlohmann::json findingJSON(const Finding& finding, bool kept) {
     j["method"] = finding.method;
     j["size"] = finding.size ? nlohmann::json(*finding.size) : nlohmann::json(nullptr);
     j["items"] = finding.items;
+    j["itemsSelectable"] = finding.itemsSelectable;
     j["blockingApps"] = finding.blockingApps;
     j["watchedApps"] = finding.watchedApps;
     j["keepSuggested"] = finding.keepSuggested;

@@ -81,6 +81,9 @@ TEST(ScanCommand, JsonAndTextReportTheFindingsWithAllocatedSizesAndKeptOnesLeave
     EXPECT_EQ(derived["size"], sum);
     EXPECT_TRUE(derived["commandPreview"].get<std::string>().starts_with("rm -rf "));
     EXPECT_EQ(byID["ai.huggingFace"]["items"][0]["name"], "org/model");
+    // A script must know which findings go only as a whole.
+    EXPECT_TRUE(derived["itemsSelectable"]);
+    EXPECT_FALSE(byID["languages.npm"]["itemsSelectable"]);
 
     std::int64_t total = 0;
     for (const auto& [id, finding] : byID)
