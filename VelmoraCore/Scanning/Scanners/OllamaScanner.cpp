@@ -3,6 +3,7 @@
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/Scanners/ToolOutput.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -30,10 +31,22 @@ std::vector<std::string_view> words(std::string_view text) {
 std::optional<std::int64_t> OllamaScanner::bytes(std::string_view number, std::string_view unit) {
     static constexpr std::array<std::pair<std::string_view, double>, 5> units = {
         {{"B", 1.0}, {"KB", 1e3}, {"MB", 1e6}, {"GB", 1e9}, {"TB", 1e12}}};
-    double value = 0;
-    const auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), value);
-    if (ec != std::errc{} || end != number.data() + number.size() || value < 0)
+    // "4.7" read by hand: libc++ (Apple's too) has no floating-point from_chars.
+    const auto point = number.find('.');
+    const auto whole = number.substr(0, point);
+    const auto fraction = point == std::string_view::npos ? std::string_view{} : number.substr(point + 1);
+    const auto digits = [](std::string_view text) {
+        return !text.empty() && text.size() <= 12 &&
+               std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+    };
+    if (!digits(whole) || (point != std::string_view::npos && !digits(fraction)))
         return std::nullopt;
+    double value = 0;
+    for (char c : whole)
+        value = value * 10 + (c - '0');
+    double scale = 1;
+    for (char c : fraction)
+        value += (c - '0') * (scale /= 10);
     for (const auto& [name, factor] : units)
         if (unit == name)
             return static_cast<std::int64_t>(std::llround(value * factor));
