@@ -1,6 +1,8 @@
 #include "SystemData/Scanners/CleanupFinding.hpp"
 
 #include "Platform/FileTime.hpp"
+#include "Platform/FolderNames.hpp"
+#include "Platform/UniqueFd.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
 #include "Removal/AdminStepCheck.hpp"
 #include "Safety/SafetyGuard.hpp"
@@ -8,7 +10,8 @@
 #include "Scanning/ScanContext.hpp"
 
 #include <algorithm>
-#include <dirent.h>
+#include <cerrno>
+#include <fcntl.h>
 #include <set>
 
 namespace velmora::cleanup {
@@ -17,21 +20,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Sorted, so that findings do not depend on the file system's listing order.
 std::vector<std::string> namesIn(const fs::path& folder, bool& complete) {
-    std::vector<std::string> names;
-    DIR* dir = ::opendir(folder.c_str());
-    if (!dir) {
+    const UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    auto names = fd ? folderNames(fd.get()) : std::unexpected(errno);
+    if (!names) {
         complete = false;
-        return names;
+        return {};
     }
-    while (const dirent* entry = ::readdir(dir)) {
-        const std::string_view name(entry->d_name);
-        if (name != "." && name != "..")
-            names.emplace_back(name);
-    }
-    ::closedir(dir);
-    std::ranges::sort(names);
-    return names;
+    std::ranges::sort(*names);
+    return std::move(*names);
 }
 
 struct Kept {
