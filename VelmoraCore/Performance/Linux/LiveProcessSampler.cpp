@@ -1,6 +1,8 @@
 // The process sampler on Linux, from /proc/<pid>/stat, statm, status, exe and cgroup.
 #include "Performance/LiveProcessSampler.hpp"
 
+#include "Platform/Linux/SystemdAppUnit.hpp"
+
 #include "Performance/Linux/ProcText.hpp"
 #include "Platform/SmallFile.hpp"
 #include "Platform/UniqueFd.hpp"
@@ -74,78 +76,6 @@ std::optional<StatLine> parseStat(std::string_view text) {
                     *flags,
                     *utime + *stime,
                     *start};
-}
-
-// The unit a desktop started the app in, as systemd names it for applications:
-//   app[-<launcher>]-<app id>-<random>.scope   (app-gnome-firefox-4711.scope)
-//   app[-<launcher>]-<app id>[@<random>].service (app-org.kde.kate@12ab.service)
-// Dashes inside the app id are escaped as "\x2d", so the parts split cleanly at "-".
-std::string appIdOfUnit(std::string_view unit) {
-    if (!unit.starts_with("app-"))
-        return {};
-    unit.remove_prefix(4);
-    bool scope = false;
-    if (unit.ends_with(".scope")) {
-        unit.remove_suffix(6);
-        scope = true;
-    } else if (unit.ends_with(".service")) {
-        unit.remove_suffix(8);
-        if (const std::size_t at = unit.find('@'); at != std::string_view::npos)
-            unit = unit.substr(0, at);
-    } else
-        return {};
-    std::vector<std::string_view> parts;
-    for (std::size_t start = 0;;) {
-        const std::size_t dash = unit.find('-', start);
-        parts.push_back(unit.substr(start, dash == std::string_view::npos ? dash : dash - start));
-        if (dash == std::string_view::npos)
-            break;
-        start = dash + 1;
-    }
-    if (scope)
-        parts.pop_back(); // the random part
-    if (parts.empty() || parts.size() > 2 || parts.back().empty())
-        return {};
-    std::string id;
-    const std::string_view escaped = parts.back();
-    for (std::size_t i = 0; i < escaped.size(); ++i) {
-        if (escaped.substr(i).starts_with("\\x") && i + 4 <= escaped.size()) {
-            unsigned value = 0;
-            const auto [end, error] =
-                std::from_chars(escaped.data() + i + 2, escaped.data() + i + 4, value, 16);
-            if (error == std::errc{} && end == escaped.data() + i + 4) {
-                id.push_back(static_cast<char>(value));
-                i += 3;
-                continue;
-            }
-        }
-        id.push_back(escaped[i]);
-    }
-    return Text::repairUTF8(id);
-}
-
-// The innermost app unit on the process's cgroup path ("0::/user.slice/…/app-gnome-firefox-4711.scope").
-std::string appScopeOf(std::string_view cgroup) {
-    std::string found;
-    proctext::forEachLine(cgroup, [&](std::string_view line) {
-        const std::size_t colon = line.find(':', line.find(':') + 1);
-        if (colon == std::string_view::npos)
-            return true;
-        std::string_view path = line.substr(colon + 1);
-        while (!path.empty()) {
-            const std::size_t slash = path.rfind('/');
-            const std::string_view component = path.substr(slash == std::string_view::npos ? 0 : slash + 1);
-            if (std::string id = appIdOfUnit(component); !id.empty()) {
-                found = std::move(id);
-                return false;
-            }
-            if (slash == std::string_view::npos)
-                break;
-            path = path.substr(0, slash);
-        }
-        return true;
-    });
-    return found;
 }
 
 std::filesystem::path executableAt(int processDir) {
@@ -224,7 +154,7 @@ std::optional<ProcessSample> LiveProcessSampler::State::read(int rootFd, const c
         sample.residentBytes = static_cast<std::int64_t>(*resident) * pageSize;
         sample.uid = static_cast<std::uint32_t>(*uid);
         sample.executable = executableAt(dir.get());
-        sample.appScope = appScopeOf(*cgroup);
+        sample.appScope = appIdOfCgroup(*cgroup);
         // Older kernels do not flag every kernel thread; those are kthreadd's children and have no program.
         sample.kernelThread = sample.executable.empty() && (pid == 2 || stat->parentPid == 2);
     }

@@ -1,6 +1,7 @@
 // Running processes on Linux, read from /proc/<pid>/comm, exe, cmdline and cgroup.
 #include "Platform/WorkspaceRunningApps.hpp"
 
+#include "Platform/Linux/SystemdAppUnit.hpp"
 #include "Platform/SmallFile.hpp"
 #include "Support/Text.hpp"
 
@@ -23,51 +24,6 @@ struct ProcEntry {
     bool kernelThread = false;
     std::optional<std::string> desktopID;
 };
-
-// Desktops start apps in a systemd unit named after the app's desktop id:
-// "app[-<launcher>]-<desktop id>-<random>.scope" or "app[-<launcher>]-<desktop id>[@<random>].service",
-// with a "-" inside the id written as "\x2d". Nothing for processes started any other way.
-std::optional<std::string> desktopIDFromUnit(std::string_view line) {
-    std::string_view unit = line.substr(line.rfind('/') + 1);
-    if (!unit.starts_with("app-"))
-        return std::nullopt;
-    unit.remove_prefix(4);
-    if (unit.ends_with(".scope")) {
-        unit.remove_suffix(6);
-        const auto random = unit.rfind('-');
-        if (random == std::string_view::npos)
-            return std::nullopt;
-        unit = unit.substr(0, random);
-    } else if (unit.ends_with(".service")) {
-        unit.remove_suffix(8);
-        unit = unit.substr(0, unit.find('@'));
-    } else {
-        return std::nullopt;
-    }
-    if (const auto launcher = unit.find('-'); launcher != std::string_view::npos)
-        unit.remove_prefix(launcher + 1);
-    std::string id;
-    for (std::size_t at = 0; at < unit.size(); ++at) {
-        if (unit.substr(at).starts_with("\\x2d")) {
-            id += '-';
-            at += 3;
-        } else {
-            id += unit[at];
-        }
-    }
-    return id.empty() ? std::nullopt : std::optional(id);
-}
-
-// One line per hierarchy; the systemd one names the unit on older, mixed set-ups too.
-std::optional<std::string> desktopIDFromCgroup(std::string_view cgroup) {
-    while (!cgroup.empty()) {
-        const auto end = std::min(cgroup.find('\n'), cgroup.size());
-        if (auto id = desktopIDFromUnit(cgroup.substr(0, end)))
-            return id;
-        cgroup.remove_prefix(std::min(end + 1, cgroup.size()));
-    }
-    return std::nullopt;
-}
 
 std::optional<pid_t> pidFromName(std::string_view name) {
     pid_t pid = 0;
@@ -105,7 +61,8 @@ std::optional<ProcEntry> readProcess(const std::filesystem::path& procRoot, pid_
     entry.info.name = Text::repairUTF8(*comm);
     entry.info.executable = executableOf(processDir);
     if (const std::optional<std::string> cgroup = readSmallFile(processDir / "cgroup"))
-        entry.desktopID = desktopIDFromCgroup(*cgroup);
+        if (std::string id = appIdOfCgroup(*cgroup); !id.empty())
+            entry.desktopID = std::move(id);
     // Kernel threads have no command line and no executable (zombies neither; they are not running).
     if (entry.info.executable.empty()) {
         const std::optional<std::string> cmdline = readSmallFile(processDir / "cmdline");
