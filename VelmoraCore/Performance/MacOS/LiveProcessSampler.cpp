@@ -1,6 +1,7 @@
 // The process sampler on macOS, from the kernel process table, proc_pidinfo and proc_pidpath.
 #include "Performance/LiveProcessSampler.hpp"
 
+#include "Platform/MacOS/ProcessTable.hpp"
 #include "Support/Text.hpp"
 
 #include <cerrno>
@@ -31,37 +32,9 @@ struct ProcessKey {
     auto operator<=>(const ProcessKey&) const = default;
 };
 
-std::vector<kinfo_proc> processTable() {
-    int mib[3] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
-    // The table can grow between asking for its size and reading it: ask again a few times.
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        std::size_t length = 0;
-        if (::sysctl(mib, 3, nullptr, &length, nullptr, 0) != 0)
-            return {};
-        std::vector<kinfo_proc> table(length / sizeof(kinfo_proc) + 32);
-        length = table.size() * sizeof(kinfo_proc);
-        if (::sysctl(mib, 3, table.data(), &length, nullptr, 0) != 0) {
-            if (errno == ENOMEM)
-                continue;
-            return {};
-        }
-        table.resize(length / sizeof(kinfo_proc));
-        return table;
-    }
-    return {};
-}
-
-std::filesystem::path executableOf(pid_t pid) {
-    char buffer[PROC_PIDPATHINFO_MAXSIZE];
-    if (::proc_pidpath(pid, buffer, sizeof buffer) <= 0)
-        return {};
-    return std::string(buffer, ::strnlen(buffer, sizeof buffer));
-}
-
 std::string nameOf(const kinfo_proc& entry) {
-    char buffer[2 * MAXCOMLEN + 1];
-    if (::proc_name(entry.kp_proc.p_pid, buffer, sizeof buffer) > 0)
-        return std::string(buffer, ::strnlen(buffer, sizeof buffer));
+    if (std::string name = processNameOf(entry.kp_proc.p_pid); !name.empty())
+        return name;
     const char* comm = entry.kp_proc.p_comm;
     return std::string(comm, ::strnlen(comm, sizeof entry.kp_proc.p_comm));
 }
@@ -100,7 +73,7 @@ std::vector<ProcessSample> LiveProcessSampler::sample() {
 
     std::map<ProcessKey, std::uint64_t> current;
     std::vector<ProcessSample> samples;
-    for (const kinfo_proc& entry : processTable()) {
+    for (const kinfo_proc& entry : kernelProcessTable()) {
         const pid_t pid = entry.kp_proc.p_pid;
         // pid 0 is the kernel itself; zombies have ended.
         if (pid <= 0 || entry.kp_proc.p_stat == SZOMB)
@@ -115,7 +88,7 @@ std::vector<ProcessSample> LiveProcessSampler::sample() {
         if (got <= 0 && errno == ESRCH)
             continue; // ended since the table was read
         sample.name = Text::repairUTF8(nameOf(entry));
-        sample.executable = executableOf(pid);
+        sample.executable = executablePathOf(pid);
         if (got == static_cast<int>(sizeof info)) {
             sample.residentBytes = static_cast<std::int64_t>(info.pti_resident_size);
             const std::uint64_t nanoseconds =

@@ -3,6 +3,7 @@
 #include "Platform/WorkspaceRunningApps.hpp"
 
 #include "Platform/AppBundleOfProcess.hpp"
+#include "Platform/MacOS/ProcessTable.hpp"
 #include "Support/Text.hpp"
 
 #include <algorithm>
@@ -31,48 +32,16 @@ struct KernelProcess {
 };
 
 std::vector<KernelProcess> processTable() {
-    int mib[3] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
-    // The table can grow between asking for its size and reading it: ask again a few times.
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        std::size_t length = 0;
-        if (::sysctl(mib, 3, nullptr, &length, nullptr, 0) != 0)
-            return {};
-        std::vector<kinfo_proc> table(length / sizeof(kinfo_proc) + 32);
-        length = table.size() * sizeof(kinfo_proc);
-        if (::sysctl(mib, 3, table.data(), &length, nullptr, 0) != 0) {
-            if (errno == ENOMEM)
-                continue;
-            return {};
-        }
-        table.resize(length / sizeof(kinfo_proc));
-        std::vector<KernelProcess> processes;
-        processes.reserve(table.size());
-        for (const kinfo_proc& entry : table) {
-            // pid 0 is the kernel itself.
-            if (entry.kp_proc.p_pid <= 0)
-                continue;
-            const char* comm = entry.kp_proc.p_comm;
-            processes.push_back(
-                {entry.kp_proc.p_pid, std::string(comm, ::strnlen(comm, sizeof entry.kp_proc.p_comm))});
-        }
-        return processes;
+    std::vector<KernelProcess> processes;
+    for (const kinfo_proc& entry : kernelProcessTable()) {
+        // pid 0 is the kernel itself.
+        if (entry.kp_proc.p_pid <= 0)
+            continue;
+        const char* comm = entry.kp_proc.p_comm;
+        processes.push_back(
+            {entry.kp_proc.p_pid, std::string(comm, ::strnlen(comm, sizeof entry.kp_proc.p_comm))});
     }
-    return {};
-}
-
-std::filesystem::path executableOf(pid_t pid) {
-    char buffer[PROC_PIDPATHINFO_MAXSIZE];
-    if (::proc_pidpath(pid, buffer, sizeof buffer) <= 0)
-        return {};
-    return std::string(buffer, ::strnlen(buffer, sizeof buffer));
-}
-
-std::string nameOf(pid_t pid) {
-    char buffer[2 * MAXCOMLEN + 1];
-    const int length = ::proc_name(pid, buffer, sizeof buffer);
-    if (length <= 0)
-        return {};
-    return std::string(buffer, ::strnlen(buffer, sizeof buffer));
+    return processes;
 }
 
 // Bundle identifiers are reverse-DNS names; anything else is refused before it reaches a script.
@@ -88,8 +57,8 @@ bool plausibleBundleID(std::string_view id) {
 std::vector<RunningProcessInfo> WorkspaceRunningApps::runningProcesses() const {
     std::vector<RunningProcessInfo> processes;
     for (const KernelProcess& process : processTable()) {
-        std::filesystem::path executable = executableOf(process.pid);
-        std::string name = nameOf(process.pid);
+        std::filesystem::path executable = executablePathOf(process.pid);
+        std::string name = processNameOf(process.pid);
         // Neither answer: the process ended while we were reading the table.
         if (executable.empty() && name.empty())
             continue;
