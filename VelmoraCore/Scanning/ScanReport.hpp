@@ -2,7 +2,10 @@
 #pragma once
 
 #include "Findings/Finding.hpp"
+#include "Scanning/BigChunk.hpp"
+#include "Scanning/PhotosInfo.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +21,9 @@ struct ScanFailure {
 struct ScanReport {
     std::vector<Finding> findings;
     std::vector<ScanFailure> failures;
+    // Taken from the findings of the big-folder and photos scanners once every phase has run.
+    std::vector<BigChunk> bigChunks;
+    std::optional<PhotosInfo> photos;
 };
 
 } // namespace velmora
