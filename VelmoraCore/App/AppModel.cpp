@@ -174,12 +174,37 @@ void AppModel::scan() {
     const Poster poster{executor_, alive_};
 
     spawn([this, generation, context, poster](StopToken stop) {
-        if (deps_.diskSpace) {
-            const auto space = deps_.diskSpace->diskSpace(context->home);
-            poster([this, disk = space ? std::optional(*space) : std::nullopt] {
-                write(disk_, disk, Property::disk);
-            });
-        }
+        // The side measurements run beside the engine and are posted before the report, so that a
+        // finished scan has all of them; a late one of an older scan is dropped like its progress.
+        std::optional<JoiningThread> side(std::in_place, [this, generation, context, poster] {
+            const auto current = [this, generation] { return scanGeneration_ == generation; };
+            if (deps_.diskSpace) {
+                const auto space = deps_.diskSpace->diskSpace(context->home);
+                poster([this, disk = space ? std::optional(*space) : std::nullopt] {
+                    write(disk_, disk, Property::disk);
+                });
+            }
+            if (deps_.trash)
+                poster([this, current, bytes = deps_.trash()] {
+                    if (current())
+                        write(trashBytes_, bytes, Property::trashBytes);
+                });
+            if (deps_.fullDiskAccess)
+                poster([this, current, granted = deps_.fullDiskAccess->hasFullDiskAccess(context->home)] {
+                    if (current())
+                        write(hasFullDiskAccess_, granted, Property::hasFullDiskAccess);
+                });
+            if (deps_.photos)
+                poster([this, current, info = deps_.photos(*context)] {
+                    if (current())
+                        write(photos_, info, Property::photos);
+                });
+            if (deps_.legacyItems)
+                poster([this, current, items = deps_.legacyItems()] {
+                    if (current())
+                        write(legacyItems_, items, Property::legacyItems);
+                });
+        });
         ScanReport report;
         if (deps_.engine)
             report = deps_.engine->run(*context, stop, [this, generation, poster](double value) {
@@ -191,6 +216,7 @@ void AppModel::scan() {
             });
         auto chunks = deps_.bigChunks ? deps_.bigChunks(report) : report.bigChunks;
         auto kept = deps_.keepList ? deps_.keepList->ids() : KeepList::IDs{};
+        side.reset();
         poster([this, generation, report = std::move(report), chunks = std::move(chunks),
                 kept = std::move(kept)]() mutable {
             if (scanGeneration_ != generation)
@@ -199,31 +225,6 @@ void AppModel::scan() {
             write(bigChunks_, std::move(chunks), Property::bigChunks);
             write(isScanning_, false, Property::isScanning);
         });
-    });
-
-    // The side measurements run beside the engine; a late one of an older scan is dropped like its progress.
-    spawn([this, generation, context, poster](StopToken) {
-        const auto current = [this, generation] { return scanGeneration_ == generation; };
-        if (deps_.trash)
-            poster([this, current, bytes = deps_.trash()] {
-                if (current())
-                    write(trashBytes_, bytes, Property::trashBytes);
-            });
-        if (deps_.fullDiskAccess)
-            poster([this, current, granted = deps_.fullDiskAccess->hasFullDiskAccess(context->home)] {
-                if (current())
-                    write(hasFullDiskAccess_, granted, Property::hasFullDiskAccess);
-            });
-        if (deps_.photos)
-            poster([this, current, info = deps_.photos(*context)] {
-                if (current())
-                    write(photos_, info, Property::photos);
-            });
-        if (deps_.legacyItems)
-            poster([this, current, items = deps_.legacyItems()] {
-                if (current())
-                    write(legacyItems_, items, Property::legacyItems);
-            });
     });
 }
 
