@@ -672,13 +672,13 @@ void AppModel::applySchedule(CheckSchedule schedule) {
     spawn([this, schedule, poster](StopToken stop) {
         bool registered = true;
         auto status = AgentStatus::notRegistered;
+        std::optional<NotificationAuthorization> authorization;
+        const std::lock_guard turn(*platformTurn_);
         if (deps_.agentService) {
-            const std::lock_guard turn(*agentTurn_);
             CheckScheduler scheduler(deps_.agentService);
             registered = scheduler.apply(schedule, stop).has_value();
             status = scheduler.status(schedule);
         }
-        std::optional<NotificationAuthorization> authorization;
         if (deps_.notifier) {
             // Switching the check on is when the user is asked whether it may notify.
             if (schedule != CheckSchedule::off)
@@ -709,7 +709,7 @@ void AppModel::refreshAgentStatus() {
     spawn([this, schedule = checkSchedule_, poster](StopToken) {
         AgentStatus status;
         {
-            const std::lock_guard turn(*agentTurn_);
+            const std::lock_guard turn(*platformTurn_);
             status = CheckScheduler(deps_.agentService).status(schedule);
         }
         poster([this, schedule, status] {
@@ -725,6 +725,7 @@ void AppModel::refreshNotificationStatus() {
         return;
     const Poster poster{executor_, alive_};
     spawn([this, poster](StopToken) {
+        const std::lock_guard turn(*platformTurn_);
         poster([this, authorization = deps_.notifier->authorization()] {
             write(notificationStatus_, authorization, Property::notificationStatus);
         });

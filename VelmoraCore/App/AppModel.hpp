@@ -328,9 +328,9 @@ private:
     std::optional<CheckSchedule> pendingSchedule_;
     std::function<std::chrono::system_clock::time_point()> now_;
     std::shared_ptr<MainExecutor> executor_;
-    // The agent service handles one call at a time; status reads and schedule changes run on different
-    // threads, so they take turns here.
-    std::shared_ptr<std::mutex> agentTurn_ = std::make_shared<std::mutex>();
+    // The agent service and the notifier handle one call at a time; status reads and schedule changes
+    // run on different threads, so they take turns here.
+    std::shared_ptr<std::mutex> platformTurn_ = std::make_shared<std::mutex>();
     std::shared_ptr<Observation::Registry> observers_ = std::make_shared<Observation::Registry>();
     std::size_t nextObserver_ = 0;
     // Posted work holds this weakly: once the model is gone it runs nothing.

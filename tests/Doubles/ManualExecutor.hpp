@@ -49,12 +49,6 @@ public:
         }
     }
 
-    // Waits until at least `count` pieces are queued, without running any; false on time-out.
-    bool waitForQueued(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
-        std::unique_lock lock(mutex_);
-        return posted_.wait_for(lock, limit, [&] { return queue_.size() >= count; });
-    }
-
     // Takes the queued work out, for a test that runs it in another order or not at all.
     std::vector<std::function<void()>> take() {
         const std::lock_guard lock(mutex_);
