@@ -22,8 +22,8 @@ struct ScanReport {
     std::vector<Finding> findings;
     std::vector<ScanFailure> failures;
     // Taken from the findings of the big-folder and photos scanners once every phase has run.
-    std::vector<BigChunk> bigChunks;
-    std::optional<PhotosInfo> photos;
+    std::vector<BigChunk> bigChunks = {};
+    std::optional<PhotosInfo> photos = {};
 };
 
 } // namespace velmora

@@ -149,7 +149,8 @@ TEST_F(AppModelTest, NothingElseStartsWhileAScanRunsAndDestroyingTheModelStopsTh
     scanners = {std::make_shared<FakeScanner>(
         "xcode.a", ScannerPhase::specific, [entered, stopped](const ScanContext&, StopToken stop) {
             entered->open();
-            if (!Switch{}.wait(stop))
+            Switch{}.wait(stop);
+            if (stop.stop_requested())
                 stopped->open();
             return std::expected<std::vector<Finding>, ScanError>(std::vector<Finding>{});
         })};
