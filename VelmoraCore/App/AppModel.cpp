@@ -235,9 +235,9 @@ void AppModel::applyReport(ScanReport report, const std::unordered_set<FindingID
         if (finding.risk == Risk::safe && !kept.contains(finding.id) &&
             finding.method.kind() != RemovalKind::hint)
             preselected.push_back(finding.id);
+    write(kept_, kept, Property::kept);
     report_ = std::move(report);
     notify(Property::report);
-    write(kept_, kept, Property::kept);
 
     auto selection = selection_;
     for (const auto& id : preselected) {
