@@ -45,14 +45,6 @@ TimePoint accessTime(const struct stat& st) {
 #endif
 }
 
-TimePoint changeTime(const struct stat& st) {
-#ifdef __APPLE__
-    return timePointOf(st.st_ctimespec);
-#else
-    return timePointOf(st.st_ctim);
-#endif
-}
-
 bool isUnused(const ScanContext& context, TimePoint lastUse) {
     return context.now - lastUse >= std::chrono::days{UnusedAppsScanner::unusedDays};
 }
@@ -113,18 +105,18 @@ Finding appFinding(const fs::path& place, std::string name, std::string_view sum
     return finding;
 }
 
-// The data folder's own time and that of its first level: an app writes below config/, cache/ and
+// The latest modification of the data folder and of its first level: an app writes below config/, cache/ and
 // data/, which changes those folders, not ~/.var/app/<id> itself.
 std::optional<TimePoint> dataFolderTime(const fs::path& folder) {
     struct stat st {};
     if (::lstat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
         return std::nullopt;
-    TimePoint newest = std::max(modificationTime(st), changeTime(st));
+    TimePoint newest = modificationTime(st);
     std::error_code ec;
     for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
         struct stat child {};
         if (::lstat(it->path().c_str(), &child) == 0)
-            newest = std::max({newest, modificationTime(child), changeTime(child)});
+            newest = std::max(newest, modificationTime(child));
     }
     return newest;
 }
