@@ -72,7 +72,7 @@ std::expected<std::vector<Finding>, ScanError> AppCachesScanner::scan(const Scan
             continue;
         }
         if (!isFolder(folder) || touchedByClaims(context.claims.get(), folder) ||
-            catalogOverlap(context, folder) != CatalogOverlap::none)
+            catalogOverlap(context, folder) != CatalogOverlap::none || guardRefuses(context, folder))
             continue;
         const auto size = context.sizer ? context.sizer->size(folder, stop) : 0;
         if (size < minimumBytes)

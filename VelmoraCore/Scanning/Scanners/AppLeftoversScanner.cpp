@@ -138,7 +138,7 @@ FindingItem entryItem(const ScanContext& context, const fs::path& entry, const f
 void addEntry(const ScanContext& context, std::map<std::string, Group>& groups, const std::string& id,
               const fs::path& entry, const fs::path& base, StopToken stop) {
     for (const auto& part : partsOutsideCatalog(context, entry)) {
-        if (context.claims && context.claims->isClaimed(part))
+        if ((context.claims && context.claims->isClaimed(part)) || guardRefuses(context, part))
             continue;
         auto& group = groups[Text::lowercased(id)];
         if (group.id.empty())

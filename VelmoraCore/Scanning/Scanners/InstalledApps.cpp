@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/InstalledApps.hpp"
 
+#include "Safety/SafetyGuard.hpp"
 #include "Scanning/Catalog.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Support/PropertyList.hpp"
@@ -238,6 +239,10 @@ std::vector<fs::path> partsOutsideCatalog(const ScanContext& context, const fs::
     std::vector<fs::path> result;
     collectOutside(context, location, 0, result);
     return result;
+}
+
+bool guardRefuses(const ScanContext& context, const fs::path& location) {
+    return context.safety && context.safety->check(location).has_value();
 }
 
 } // namespace velmora

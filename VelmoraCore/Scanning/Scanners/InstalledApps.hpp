@@ -67,4 +67,8 @@ CatalogOverlap catalogOverlap(const ScanContext& context, const std::filesystem:
 std::vector<std::filesystem::path> partsOutsideCatalog(const ScanContext& context,
                                                        const std::filesystem::path& location);
 
+// True when the context's safety guard would refuse to touch `location`; without a guard, nothing is
+// refused here (callers offering system locations insist on one themselves).
+bool guardRefuses(const ScanContext& context, const std::filesystem::path& location);
+
 } // namespace velmora

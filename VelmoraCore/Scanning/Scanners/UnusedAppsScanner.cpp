@@ -207,6 +207,9 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanMac(const 
                 ToolCommand{"brew", {"uninstall", "--cask", cask->second}, uninstallTimeout});
             summary = caskSummary;
         }
+        // What goes to the Trash is a system location: only what the guard would let removal take.
+        if (method.kind() == RemovalKind::trash && (!context.safety || guardRefuses(context, app.bundle)))
+            continue;
         const auto size = context.sizer ? context.sizer->size(app.bundle, stop) : 0;
         findings.push_back(appFinding(app.bundle, app.displayName, summary, std::move(method),
                                       AppRef{app.bundleID, app.executable, app.displayName}, **lastUse,
@@ -263,7 +266,8 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanLinux(cons
     std::ranges::sort(images);
     for (const auto& image : images) {
         struct stat st {};
-        if (::lstat(image.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || running.runs(context, "", image))
+        if (::lstat(image.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || running.runs(context, "", image) ||
+            guardRefuses(context, image))
             continue;
         // A file system mounted noatime keeps the access time of the download; the later of the two
         // times is then the best that is known, and the finding stays one to review.
