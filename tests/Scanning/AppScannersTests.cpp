@@ -46,8 +46,11 @@ struct AppTree {
         context.tools = std::make_shared<ToolLocator>(
             ToolLocator{{tree / "opt/homebrew/bin", tree / "usr/bin"},
                         [this](const fs::path& p) { return installed.contains(p); }});
-        context.safety =
-            std::make_shared<const SafetyGuard>(SafetyGuard::Setup{layout, tree.root(), "/Users/anna"});
+        SafetyGuard::Setup setup;
+        setup.layout = layout;
+        setup.rootPrefix = tree.root();
+        setup.home = "/Users/anna";
+        context.safety = std::make_shared<const SafetyGuard>(setup);
     }
     fs::path bundle(const std::string& where, const std::string& id, const std::string& extra = "") {
         tree.file(
