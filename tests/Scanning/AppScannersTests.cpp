@@ -213,6 +213,14 @@ TEST(AppScanners, LeftoversAreEntriesOfIdentifiersNoAppOrProcessOwnsOutsideCatal
     // An app whose Info.plist cannot be read may be any app: nothing is then proven gone.
     t.tree.file("Applications/Broken.app/Contents/Info.plist", "\x01\x02");
     EXPECT_TRUE(scanned(AppLeftoversScanner(), t.context).empty());
+    // So may a folder of apps that cannot be listed.
+    fs::remove_all(t.tree / "Applications/Broken.app");
+    ::chmod(t.tree.folder("Applications/Locked").c_str(), 0);
+    std::size_t offeredThen = 99;
+    if (!velmora::testing::runBoundByPermissions(
+            [&] { offeredThen = scanned(AppLeftoversScanner(), t.context).size(); }))
+        GTEST_SKIP() << "permissions do not bind here";
+    EXPECT_EQ(offeredThen, 0u);
 }
 
 TEST(AppScanners, LinuxLeftoversAreDataOfRemovedFlatpaksAndSnapsWithoutTheCatalogsCache) {
