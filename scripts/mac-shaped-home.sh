@@ -56,4 +56,27 @@ cp "$fixtures/tmutil-listlocalsnapshots-volumegroup-2021.txt" "$root/.recorded/t
 printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/apfs-list.plist" >"$root/usr/sbin/diskutil"
 printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/tmutil.txt" >"$root/usr/bin/tmutil"
 chmod +x "$root/usr/sbin/diskutil" "$root/usr/bin/tmutil"
+# Apps: one not opened for long (Atlas), one in use (Notiz), what a deleted app left behind
+# (com.example.Gone) and two big app caches; a stand-in mdls tells the last use from the bundle's name.
+app_bundle() { # app_bundle PATH BUNDLE-ID NAME
+  mkdir -p "$1/Contents/MacOS"
+  printf '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict>\n<key>CFBundleIdentifier</key><string>%s</string>\n<key>CFBundleName</key><string>%s</string>\n<key>CFBundleExecutable</key><string>%s</string>\n</dict></plist>\n' "$2" "$3" "$3" >"$1/Contents/Info.plist"
+  fill "$1/Contents/MacOS/$3" 256
+}
+app_bundle "$root/Applications/Atlas.app" com.example.Atlas Atlas
+app_bundle "$root/Applications/Notiz.app" com.example.Notiz Notiz
+fill "$home/Library/Caches/com.example.Atlas/Cache.db" 12288
+fill "$home/Library/Caches/com.apple.appstore/downloads.db" 11264
+fill "$home/Library/Preferences/com.example.Gone.plist" 4
+fill "$home/Library/Containers/com.example.Gone/Data/Library/state.db" 64
+cat >"$root/usr/bin/mdls" <<'MDLS'
+#!/bin/sh
+for bundle; do :; done
+case "$bundle" in
+*/Atlas.app) echo "2025-01-15 09:30:00 +0000" ;;
+*/Notiz.app) echo "2099-01-01 00:00:00 +0000" ;;
+*) echo "(null)" ;;
+esac
+MDLS
+chmod +x "$root/usr/bin/mdls"
 echo "$root"

@@ -1,6 +1,8 @@
 #include "Scanning/Catalog.hpp"
 
 #include "Scanning/PathScanner.hpp"
+#include "Scanning/Scanners/AppCachesScanner.hpp"
+#include "Scanning/Scanners/AppLeftoversScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
@@ -9,6 +11,7 @@
 #include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
 #include "Scanning/Scanners/SimulatorsScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
+#include "Scanning/Scanners/UnusedAppsScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <algorithm>
@@ -543,6 +546,10 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     scanners.push_back(std::make_shared<XcodeVersionsScanner>());
     scanners.push_back(std::make_shared<SimulatorsScanner>());
     scanners.push_back(std::make_shared<SimulatorRuntimesScanner>());
+    // Apps the user no longer opens, what deleted ones left, and every app's cache (a collector).
+    scanners.push_back(std::make_shared<UnusedAppsScanner>());
+    scanners.push_back(std::make_shared<AppLeftoversScanner>());
+    scanners.push_back(std::make_shared<AppCachesScanner>());
     return scanners;
 }
 
