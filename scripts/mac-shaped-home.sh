@@ -79,4 +79,27 @@ case "$bundle" in
 esac
 MDLS
 chmod +x "$root/usr/bin/mdls"
+
+# Personal data: old installers in Downloads, an iPhone backup, Messages attachments, the Photos library
+# and a softwareupdate stand-in with one pending update (tmutil above lists the local snapshots).
+touch -d "30 days ago" "$home/Downloads/Installer-1.0.dmg"
+fill "$home/Downloads/Setup.pkg/Contents/Archive.pax" 512
+touch -d "40 days ago" "$home/Downloads/Setup.pkg"
+fill "$home/Downloads/Neu.dmg" 256
+backup="$home/Library/Application Support/MobileSync/Backup/00008110-000A1B2C3D4E5F60"
+fill "$backup/3f/3f0a6c2d9e8b7a6f5e4d3c2b1a0f9e8d7c6b5a49" 1024
+cat >"$backup/Info.plist" <<'PLIST'
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict>
+<key>Device Name</key><string>Annas iPhone</string>
+<key>Last Backup Date</key><date>2025-06-01T08:30:00Z</date>
+<key>Product Type</key><string>iPhone14,2</string>
+</dict></plist>
+PLIST
+fill "$home/Library/Messages/Attachments/ab/01/IMG_0001.heic" 512
+fill "$home/Pictures/Photos Library.photoslibrary/originals/0/IMG_0001.heic" 768
+cp "$fixtures/../personal/softwareupdate-list-one-13.txt" "$root/.recorded/softwareupdate.txt"
+printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/softwareupdate.txt" >"$root/usr/sbin/softwareupdate"
+chmod +x "$root/usr/sbin/softwareupdate"
 echo "$root"

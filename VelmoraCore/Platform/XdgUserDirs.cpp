@@ -78,6 +78,8 @@ XdgUserDirs XdgUserDirs::parse(std::string_view text, const std::filesystem::pat
             target = &dirs.documents;
         else if (name == "XDG_PICTURES_DIR")
             target = &dirs.pictures;
+        else if (name == "XDG_DOWNLOAD_DIR")
+            target = &dirs.download;
         if (target == nullptr)
             continue;
         const auto value = quotedValue(line.substr(equals + 1));

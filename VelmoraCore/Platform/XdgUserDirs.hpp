@@ -13,11 +13,13 @@ struct XdgUserDirs {
     std::optional<std::filesystem::path> desktop;
     std::optional<std::filesystem::path> documents;
     std::optional<std::filesystem::path> pictures;
+    std::optional<std::filesystem::path> download;
 
     bool operator==(const XdgUserDirs&) const = default;
 
-    // Reads the lines XDG_DESKTOP_DIR="…", XDG_DOCUMENTS_DIR="…" and XDG_PICTURES_DIR="…"; "$HOME" at the
-    // start of a value stands for `home`. Lines that are malformed, relative or unknown are skipped.
+    // Reads the lines XDG_DESKTOP_DIR="…", XDG_DOCUMENTS_DIR="…", XDG_PICTURES_DIR="…" and
+    // XDG_DOWNLOAD_DIR="…"; "$HOME" at the start of a value stands for `home`. Lines that are malformed,
+    // relative or unknown are skipped.
     static XdgUserDirs parse(std::string_view text, const std::filesystem::path& home);
 
     // Parses <rootPrefix>/<home>/.config/user-dirs.dirs; a missing, unreadable or oversized file names

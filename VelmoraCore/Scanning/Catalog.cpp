@@ -4,12 +4,19 @@
 #include "Scanning/Scanners/AppCachesScanner.hpp"
 #include "Scanning/Scanners/AppLeftoversScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
+#include "Scanning/Scanners/DeviceBackupsScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
+#include "Scanning/Scanners/LocalSnapshotsScanner.hpp"
+#include "Scanning/Scanners/MessageAttachmentsScanner.hpp"
+#include "Scanning/Scanners/OldInstallersScanner.hpp"
+#include "Scanning/Scanners/OldKernelsScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
 #include "Scanning/Scanners/OllamaScanner.hpp"
+#include "Scanning/Scanners/PhotosScanner.hpp"
 #include "Scanning/Scanners/RustupScanner.hpp"
 #include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
 #include "Scanning/Scanners/SimulatorsScanner.hpp"
+#include "Scanning/Scanners/SoftwareUpdatesScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/UnusedAppsScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
@@ -550,6 +557,17 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     scanners.push_back(std::make_shared<UnusedAppsScanner>());
     scanners.push_back(std::make_shared<AppLeftoversScanner>());
     scanners.push_back(std::make_shared<AppCachesScanner>());
+    // Personal data, the system's own backups and pending updates.
+    scanners.push_back(std::make_shared<OldInstallersScanner>());
+    scanners.push_back(std::make_shared<PhotosScanner>());
+    if (layout == PlatformLayout::macOS) {
+        scanners.push_back(std::make_shared<DeviceBackupsScanner>());
+        scanners.push_back(std::make_shared<MessageAttachmentsScanner>());
+        scanners.push_back(std::make_shared<LocalSnapshotsScanner>());
+        scanners.push_back(std::make_shared<SoftwareUpdatesScanner>());
+    } else {
+        scanners.push_back(std::make_shared<OldKernelsScanner>());
+    }
     return scanners;
 }
 

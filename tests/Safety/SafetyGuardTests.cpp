@@ -308,6 +308,7 @@ TEST(XdgUserDirs, ParsesTheFileAndSkipsWhatItCannotRead) {
     EXPECT_EQ(dirs.desktop, std::filesystem::path("/home/anna/Arbeits fläche"));
     EXPECT_EQ(dirs.documents, std::filesystem::path("/srv/docs/\"quoted\""));
     EXPECT_EQ(dirs.pictures, std::filesystem::path("/home/anna/Bilder"));
+    EXPECT_EQ(dirs.download, std::filesystem::path("/home/anna/Downloads"));
 
     for (const auto* malformed : {"XDG_DOCUMENTS_DIR=$HOME/Docs", "XDG_DOCUMENTS_DIR=\"$HOME/Docs",
                                   "XDG_DOCUMENTS_DIR=\"$HOME/Docs\" junk",
