@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <mutex>
 
 namespace velmora::test {
 namespace {
@@ -17,56 +16,43 @@ using velmora::testing::TempTree;
 using Kind = EmptyTrashError::Kind;
 
 // Answers each measurement with the next of the given sizes, as if the Finder had emptied in between.
-class SizeSequence final : public SizeMeasurer {
-public:
-    explicit SizeSequence(std::deque<std::int64_t> sizes) : sizes_(std::move(sizes)) {}
+struct SizeSequence final : SizeMeasurer {
+    mutable std::deque<std::int64_t> sizes;
+    explicit SizeSequence(std::deque<std::int64_t> s) : sizes(std::move(s)) {}
     std::int64_t size(const fs::path&, StopToken) const override {
-        const std::lock_guard lock(mutex_);
-        const auto next = sizes_.front();
-        sizes_.pop_front();
+        const auto next = sizes.front();
+        sizes.pop_front();
         return next;
     }
-
-private:
-    mutable std::mutex mutex_;
-    mutable std::deque<std::int64_t> sizes_;
 };
 
 TEST(FinderTrashEmptier, RunsTheFinderLineOnceAndMapsEveryFailure) {
     TempTree tree;
     const auto trash = tree.folder("Users/anna/.Trash");
     const std::string rest(249, 'x');
-    struct Case {
-        const char* name;
-        std::function<void(ScriptedCommandRunner::Expectation&)> script;
-        std::expected<std::int64_t, EmptyTrashError> want;
-    };
-    const std::vector<Case> cases{
-        {"freed", [](auto& e) { e.returns(0); }, 4000},
-        {"grew meanwhile", [](auto& e) { e.returns(0); }, 0},
-        {"refused", [](auto& e) { e.returns(1, "", "execution error: Not authorised (-1743)"); },
+    using Answer = ScriptedCommandRunner::Outcome;
+    const auto failed = [](std::string text) { return std::unexpected(EmptyTrashError{Kind::failed, text}); };
+    // What osascript answers, the size after it (before: 5000), what emptying returns.
+    const std::vector<std::tuple<Answer, std::int64_t, std::expected<std::int64_t, EmptyTrashError>>> cases{
+        {CommandResult{0, "", ""}, 1000, 4000},
+        {CommandResult{0, "", ""}, 6000, 0}, // grew meanwhile: never below 0
+        {CommandResult{1, "", "execution error: Not authorised (-1743)"}, 0,
          std::unexpected(EmptyTrashError{Kind::automationDenied, ""})},
-        {"no output", [](auto& e) { e.returns(1); },
-         std::unexpected(EmptyTrashError{Kind::failed, "Exit 1"})},
-        {"trimmed", [](auto& e) { e.returns(2, "", "\n  Finder antwortet nicht \n"); },
-         std::unexpected(EmptyTrashError{Kind::failed, "Finder antwortet nicht"})},
-        {"long", [&](auto& e) { e.returns(1, "", "ü" + rest); },
-         std::unexpected(EmptyTrashError{Kind::failed, "ü" + rest.substr(0, 199) + "…"})},
-        {"timeout", [](auto& e) { e.fails(CommandError::Kind::timeout); },
-         std::unexpected(EmptyTrashError{Kind::failed, "Zeitüberschreitung"})},
+        {CommandResult{1, "", ""}, 0, failed("Exit 1")},
+        {CommandResult{2, "", "\n  Finder antwortet nicht \n"}, 0, failed("Finder antwortet nicht")},
+        {CommandResult{1, "", "ü" + rest}, 0, failed("ü" + rest.substr(0, 199) + "…")},
+        {std::unexpected(CommandError{CommandError::Kind::timeout, ""}), 0, failed("Zeitüberschreitung")},
     };
-    for (const auto& c : cases) {
+    for (const auto& [answer, after, want] : cases) {
         auto runner = std::make_shared<ScriptedCommandRunner>();
-        c.script(runner->expect("/usr/bin/osascript"));
-        const auto sizes = std::string_view(c.name) == "grew meanwhile"
-                               ? std::deque<std::int64_t>{10, 20}
-                               : std::deque<std::int64_t>{5000, 1000};
-        const FinderTrashEmptier emptier(runner, "/usr/bin/osascript", trash,
-                                         std::make_shared<SizeSequence>(sizes));
-        EXPECT_EQ(emptier.empty(false), c.want) << c.name;
-        ASSERT_EQ(runner->calls().size(), 1u) << c.name;
-        EXPECT_EQ(runner->calls()[0].arguments,
-                  (std::vector<std::string>{"-e", "tell application \"Finder\" to empty trash"}));
+        runner->unscripted(answer);
+        const FinderTrashEmptier emptier(
+            runner, "/usr/bin/osascript", trash,
+            std::make_shared<SizeSequence>(std::deque<std::int64_t>{5000, after}));
+        EXPECT_EQ(emptier.empty(false), want) << (answer ? answer->standardError : "timeout");
+        ASSERT_EQ(
+            runner->commandLines(),
+            std::vector<std::string>{"/usr/bin/osascript -e 'tell application \"Finder\" to empty trash'"});
         EXPECT_EQ(runner->calls()[0].timeout, std::chrono::seconds(600));
     }
     auto runner = std::make_shared<ScriptedCommandRunner>();
