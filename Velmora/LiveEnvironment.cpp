@@ -19,13 +19,17 @@
 #include "Platform/SizeMeter.hpp"
 #include "Platform/WorkspaceRunningApps.hpp"
 #include "Removal/AppleScriptPrivilegedExecutor.hpp"
+#include "Removal/FinderTrashEmptier.hpp"
+#include "Removal/FreedesktopTrashEmptier.hpp"
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
+#include "Services/ServiceRemoval.hpp"
 #include "Services/WorkspaceAppLocator.hpp"
 #include "SystemData/LinuxVolumeInventory.hpp"
 #include "SystemData/Scanners/SystemCleanupScanners.hpp"
 #include "SystemData/VolumeInventory.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -77,7 +81,8 @@ LiveEnvironment::LiveEnvironment(cli::RunSetting setting)
                                                        : std::make_shared<ProcessCommandRunner>(options));
     tools_ = std::make_shared<const ToolLocator>(std::move(locator));
     sizer_ = std::make_shared<const SizeMeter>();
-    runningApps_ = std::make_shared<const WorkspaceRunningApps>();
+    // The runner outlives this source: both are held by every copy of the environment.
+    runningApps_ = std::make_shared<WorkspaceRunningApps>(runner_.get());
 }
 
 ScanContext LiveEnvironment::scanContext() const {
@@ -194,13 +199,75 @@ std::shared_ptr<Notifier> LiveEnvironment::notifier() const {
     return std::make_shared<NotifySendNotifier>(runner_, tools_->locate("notify-send"));
 }
 
-CheckDependencies LiveEnvironment::checkDependencies() const {
-    CheckDependencies dependencies;
-    dependencies.engine = std::make_shared<const ScanEngine>(scanEngine());
-    dependencies.keepList = std::make_shared<KeepList>(keepListFile());
-    dependencies.history = std::make_shared<CheckHistory>(checkHistoryFile());
-    dependencies.measureSystemRoots = [this](const ScanContext& context, StopToken stop) {
-        const auto report = systemDataScan().run(context, stop);
+CheckDependencies LiveEnvironment::checkDependencies(const AppDependencies& dependencies) {
+    CheckDependencies check;
+    check.engine = dependencies.engine;
+    check.keepList = dependencies.keepList;
+    check.history = dependencies.history;
+    check.measureSystemRoots = dependencies.measureSystemRoots;
+    check.diskSpace = dependencies.diskSpace;
+    check.makeContext = dependencies.makeContext;
+    check.notifier = dependencies.notifier;
+    check.orphanedServices = dependencies.orphanedServices;
+    return check;
+}
+
+std::uint32_t LiveEnvironment::uid() const {
+    return setting_.overrides.uid.value_or(::getuid());
+}
+
+std::shared_ptr<const LaunchItemScanner> LiveEnvironment::launchItemScanner(const fs::path& home) const {
+    auto sources =
+        LaunchItemScanner::Sources::live(setting_.rootPrefix, home, uid(), runner_, setting_.layout);
+    // Login items come from a macOS tool; Linux has none to read.
+    sources.includeLoginItems = setting_.layout == PlatformLayout::macOS;
+    return std::make_shared<const LaunchItemScanner>(std::move(sources));
+}
+
+std::shared_ptr<const TrashEmptier> LiveEnvironment::trashEmptier() const {
+    if (setting_.layout == PlatformLayout::macOS)
+        return std::make_shared<const FinderTrashEmptier>(
+            runner_, sealed_.toolPath(std::string(FinderTrashEmptier::osascript)), setting_.home / ".Trash",
+            sizer_);
+    const auto xdgDataHome = setting_.isLiveRoot() ? std::getenv("XDG_DATA_HOME") : nullptr;
+    return std::make_shared<const FreedesktopTrashEmptier>(
+        FreedesktopTrash::dataHomeFor(setting_.home, xdgDataHome) / "Trash", setting_.home, sizer_);
+}
+
+LegacyAutomation LiveEnvironment::legacyAutomation(std::shared_ptr<const KeepList> keepList) const {
+    return LegacyAutomation({setting_.rootPrefix, setting_.home, uid(), setting_.layout, runner_},
+                            removalRunner(std::move(keepList)));
+}
+
+AppDependencies LiveEnvironment::appDependencies() const {
+    // Every closure shares this copy, so that the bundle stays valid after the caller's environment is gone.
+    const auto self = std::make_shared<const LiveEnvironment>(*this);
+    AppDependencies deps;
+    deps.engine = std::make_shared<const ScanEngine>(scanEngine());
+    deps.keepList = std::make_shared<KeepList>(keepListFile());
+    deps.runner = std::make_shared<const RemovalRunner>(removalRunner(deps.keepList));
+    deps.diskSpace = std::make_shared<const DiskInfo>();
+    deps.makeContext = [self] { return self->scanContext(); };
+    // The lead fills this from the big-folder scanner's findings once the storage scanners land.
+    deps.bigChunks = [](const ScanReport& report) { return report.bigChunks; };
+    // The lead fills this with the photos-library probe once the storage scanners land.
+    deps.photos = [](const ScanContext&) { return std::optional<PhotosInfo>(); };
+    const auto trash = trashEmptier();
+    deps.trash = [trash] { return trash->size(); };
+    deps.fullDiskAccess = std::make_shared<const FullDiskAccess>(setting_.layout);
+    deps.emptyTrash = [trash](bool dryRun, StopToken stop) { return trash->empty(dryRun, std::move(stop)); };
+    deps.measureSystemData = [self](const ScanContext& context, StopToken stop,
+                                    const std::function<void(double)>& progress) {
+        return self->systemDataScan().run(context, std::move(stop), progress);
+    };
+    deps.dryRun = [dryRun = setting_.dryRun] { return dryRun; };
+    // The source asks through the runner, which `self` keeps alive.
+    deps.terminate = [apps = runningApps_, self](const std::string& bundleID) {
+        return self && apps->terminateApplications(bundleID);
+    };
+    deps.history = std::make_shared<CheckHistory>(checkHistoryFile());
+    deps.measureSystemRoots = [self](const ScanContext& context, StopToken stop) {
+        const auto report = self->systemDataScan().run(context, std::move(stop));
         CheckRunner::SystemRoots roots;
         roots.findings = report.findings;
         for (const auto& area : report.areas) {
@@ -216,13 +283,41 @@ CheckDependencies LiveEnvironment::checkDependencies() const {
             roots.lowerBoundIDs.insert(failure.scannerID);
         return roots;
     };
-    dependencies.diskSpace = std::make_shared<const DiskInfo>();
-    dependencies.makeContext = [this] { return scanContext(); };
-    dependencies.notifier = notifier();
-    // The services scanner is not wired in yet; "not examined" keeps the history from treating every
-    // orphan it will find later as new.
-    dependencies.orphanedServices = [] { return std::optional<std::vector<std::string>>{}; };
-    return dependencies;
+    deps.notifier = notifier();
+    deps.agentService = agentService();
+    deps.loadServices = [self](const fs::path& home, StopToken stop) {
+        return self->launchItemScanner(home)->load(std::move(stop));
+    };
+    const auto services = launchItemScanner(setting_.home);
+    deps.loadLaunchItems = [services](StopToken stop) { return services->scan(std::move(stop)); };
+    // The check only needs the start files: login items are never orphaned, and sfltool is slow.
+    auto quickSources =
+        LaunchItemScanner::Sources::live(setting_.rootPrefix, setting_.home, uid(), runner_, setting_.layout);
+    quickSources.includeLoginItems = false;
+    const auto quick = std::make_shared<const LaunchItemScanner>(std::move(quickSources));
+    deps.orphanedServices = [quick]() -> std::optional<std::vector<std::string>> {
+        std::vector<std::string> labels;
+        for (const auto& item : quick->scan())
+            if (item.isOrphaned)
+                labels.push_back(item.label);
+        std::ranges::sort(labels);
+        return labels;
+    };
+    deps.performance =
+        setting_.overrides.performance ? *setting_.overrides.performance : performanceDependencies();
+    const auto legacy = std::make_shared<const LegacyAutomation>(legacyAutomation(deps.keepList));
+    deps.legacyItems = [legacy] { return legacy->find(); };
+    deps.removeLegacy = [legacy](const std::vector<LegacyItem>& items, bool dryRun,
+                                 const std::function<void(const std::string&)>& progress, StopToken stop) {
+        return legacy->remove(items, dryRun, progress, std::move(stop));
+    };
+    const auto removal =
+        std::make_shared<const ServiceRemoval>(services, runner_, removalRunner(deps.keepList));
+    deps.removeServices = [removal](const std::vector<LaunchItem>& items, bool dryRun,
+                                    const std::function<void(const std::string&)>&, StopToken stop) {
+        return removal->remove(items, dryRun, std::move(stop));
+    };
+    return deps;
 }
 
 PerformanceDependencies LiveEnvironment::performanceDependencies() const {

@@ -5,6 +5,7 @@
 // systemctl or pkexec is ever reached.
 #pragma once
 
+#include "App/AppDependencies.hpp"
 #include "Check/AgentService.hpp"
 #include "Check/BackgroundCheck.hpp"
 #include "Check/Notifier.hpp"
@@ -13,13 +14,17 @@
 #include "Platform/SealedRoot.hpp"
 #include "Platform/SettingsStore.hpp"
 #include "Removal/RemovalRunner.hpp"
+#include "Removal/TrashEmptier.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/ScanEngine.hpp"
+#include "Services/LaunchItemScanner.hpp"
+#include "Services/LegacyAutomation.hpp"
 #include "SystemData/SystemDataScan.hpp"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 
 namespace velmora {
@@ -53,9 +58,19 @@ public:
     std::shared_ptr<SettingsStore> settingsStore() const;
     std::shared_ptr<AgentService> agentService() const;
     std::shared_ptr<Notifier> notifier() const;
-    // Everything the headless check needs; valid while this environment lives. The orphan detection of
-    // the background services is not wired in yet: it contributes nothing.
-    CheckDependencies checkDependencies() const;
+    // Everything the headless check needs, taken from one bundle.
+    static CheckDependencies checkDependencies(const AppDependencies& dependencies);
+    // Every service the window and the commands use, for this root, home and platform. The closures
+    // hold their own copy of this environment, so the bundle outlives it.
+    AppDependencies appDependencies() const;
+    // The user's launchd session (gui/<uid>).
+    std::uint32_t uid() const;
+    // The background services below `home` (a real path), with login items where the platform has them.
+    std::shared_ptr<const LaunchItemScanner> launchItemScanner(const std::filesystem::path& home) const;
+    // The home's Trash: ~/.Trash emptied by the Finder, or the desktops' Trash emptied through
+    // descriptors.
+    std::shared_ptr<const TrashEmptier> trashEmptier() const;
+    LegacyAutomation legacyAutomation(std::shared_ptr<const KeepList> keepList) const;
     // The samplers of this machine for the performance view: they read the running system, whatever
     // the root; desktop apps are named from the entries below the root.
     PerformanceDependencies performanceDependencies() const;
@@ -66,7 +81,7 @@ private:
     std::shared_ptr<CommandRunner> runner_;
     std::shared_ptr<const ToolLocator> tools_;
     std::shared_ptr<const SizeMeasurer> sizer_;
-    std::shared_ptr<const RunningAppsSource> runningApps_;
+    std::shared_ptr<RunningAppsSource> runningApps_;
 };
 
 } // namespace velmora

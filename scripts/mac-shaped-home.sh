@@ -102,4 +102,24 @@ fill "$home/Pictures/Photos Library.photoslibrary/originals/0/IMG_0001.heic" 768
 cp "$fixtures/../personal/softwareupdate-list-one-13.txt" "$root/.recorded/softwareupdate.txt"
 printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/softwareupdate.txt" >"$root/usr/sbin/softwareupdate"
 chmod +x "$root/usr/sbin/softwareupdate"
+
+# The old automation of an earlier version (a monthly cleanup.sh agent with its log) and a Trash with
+# something in it; launchctl answers "not loaded", osascript the Finder's refusal of automation.
+mkdir -p "$home/Library/LaunchAgents" "$home/Library/Application Support/Velmora" "$home/Library/Logs/Velmora" "$root/bin"
+printf '#!/bin/sh\nexit 0\n' >"$home/Library/Application Support/Velmora/cleanup.sh"
+printf 'aufgeräumt\n' >"$home/Library/Logs/Velmora/cleanup.log"
+cat >"$home/Library/LaunchAgents/de.tobrenlux.velmora.cleanup.plist" <<'PLIST'
+<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict>
+<key>Label</key><string>de.tobrenlux.velmora.cleanup</string>
+<key>ProgramArguments</key><array><string>/bin/sh</string><string>/Users/anna/Library/Application Support/Velmora/cleanup.sh</string></array>
+<key>StartCalendarInterval</key><dict><key>Day</key><integer>1</integer><key>Hour</key><integer>9</integer></dict>
+<key>StandardOutPath</key><string>/Users/anna/Library/Logs/Velmora/cleanup.log</string>
+<key>StandardErrorPath</key><string>/Users/anna/Library/Logs/Velmora/cleanup.log</string>
+</dict></plist>
+PLIST
+fill "$home/.Trash/Alter Export.mov" 1536
+printf '#!/bin/sh\nexit 113\n' >"$root/bin/launchctl"
+printf '#!/bin/sh\necho "execution error: Not authorized to send Apple events to Finder. (-1743)" >&2\nexit 1\n' >"$root/usr/bin/osascript"
+chmod +x "$root/bin/launchctl" "$root/usr/bin/osascript"
 echo "$root"

@@ -25,26 +25,25 @@ CLI::App* addCheckCommand(CLI::App& app) {
 
 namespace {
 
-std::expected<BackgroundCheck::Outcome, CheckHistoryError> runCheck(const LiveEnvironment& environment,
+std::expected<BackgroundCheck::Outcome, CheckHistoryError> runCheck(const AppDependencies& deps,
                                                                     std::ostream& err) {
-    auto outcome = BackgroundCheck::run(environment.checkDependencies());
+    auto outcome = BackgroundCheck::run(LiveEnvironment::checkDependencies(deps));
     if (!outcome)
         err << "velmora: " << outcome.error().message() << " ("
-            << Text::printable(environment.checkHistoryFile().string()) << ": "
-            << outcome.error().code.message() << ")\n";
+            << Text::printable(deps.history->fileURL().string()) << ": " << outcome.error().code.message()
+            << ")\n";
     return outcome;
 }
 
 } // namespace
 
 int runHeadlessCheck(const RunSetting& setting, std::ostream& err) {
-    const LiveEnvironment environment(setting);
-    return runCheck(environment, err) ? exitOK : exitFailure;
+    return runCheck(LiveEnvironment(setting).appDependencies(), err) ? exitOK : exitFailure;
 }
 
 int runCheckCommand(const RunSetting& setting, std::ostream& out, std::ostream& err) {
-    const LiveEnvironment environment(setting);
-    const auto outcome = runCheck(environment, err);
+    const auto deps = LiveEnvironment(setting).appDependencies();
+    const auto outcome = runCheck(deps, err);
     if (!outcome)
         return exitFailure;
     const auto& snapshot = outcome->snapshot;
@@ -67,13 +66,12 @@ int runCheckCommand(const RunSetting& setting, std::ostream& out, std::ostream& 
             out << "Die Mitteilung wurde gezeigt.\n";
         else if (!outcome->notificationsAllowed)
             out << "Nicht gezeigt: "
-                << statusText(environment.notifier()->authorization())
-                       .value_or("Mitteilungen sind nicht erlaubt.")
+                << statusText(deps.notifier->authorization()).value_or("Mitteilungen sind nicht erlaubt.")
                 << "\n";
         else
             out << "Nicht gezeigt: die Mitteilung konnte nicht zugestellt werden.\n";
     }
-    out << "Gespeichert in " << Text::printable(environment.checkHistoryFile().string()) << "\n";
+    out << "Gespeichert in " << Text::printable(deps.history->fileURL().string()) << "\n";
     return exitOK;
 }
 

@@ -148,18 +148,17 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
                "clean --help\n";
         return exitUsage;
     }
-    const LiveEnvironment environment(setting);
-    if (damagedKeepListStops(environment.keepListFile(), err))
+    const auto deps = LiveEnvironment(setting).appDependencies();
+    if (damagedKeepListStops(*deps.keepList, err))
         return exitFailure;
-    auto report = environment.scanEngine().run(environment.scanContext());
+    auto report = deps.engine->run(deps.makeContext());
     // The system clean-up findings come from measuring the system data, which a plain scan leaves out.
     if (std::ranges::any_of(options.ids,
                             [](const std::string& id) { return id.starts_with("systemdata."); })) {
-        auto system = environment.systemDataScan().run(environment.scanContext());
+        auto system = deps.measureSystemData(deps.makeContext(), {}, {});
         std::ranges::move(system.findings, std::back_inserter(report.findings));
     }
-    auto keep = std::make_shared<KeepList>(environment.keepListFile());
-    const auto selection = select(report, *keep, options);
+    const auto selection = select(report, *deps.keepList, options);
     if (!selection.unknown.empty()) {
         for (const auto& id : selection.unknown)
             err << "velmora: Kein solcher Fund oder Eintrag: " << Text::printable(id) << "\n";
@@ -188,8 +187,7 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     for (const auto& chosen : selection.chosen)
         for (const auto& item : chosen.items)
             names[{chosen.finding.id.text(), item.id}] = item.name;
-    const auto runner = environment.removalRunner(keep);
-    const auto result = runner.run(plan, [&](const std::string& text) {
+    const auto result = deps.runner->run(plan, [&](const std::string& text) {
         if (interactive)
             err << "\r\033[K" << Text::printable(text) << std::flush;
     });
@@ -210,7 +208,7 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
         out << *summary << "\n";
     // Damaged while the question was open: the runner removed nothing; say where the file is.
     if (keepListDamaged)
-        damagedKeepListStops(environment.keepListFile(), err);
+        damagedKeepListStops(*deps.keepList, err);
     return anyFailed ? exitFailure : exitOK;
 }
 

@@ -11,6 +11,7 @@
 #include "Cli/ServicesCommand.hpp"
 #include "Cli/SystemCommand.hpp"
 #include "Cli/TopCommand.hpp"
+#include "Cli/TrashCommand.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -36,6 +37,7 @@ constexpr const char* footer =
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
+    "  velmora trash --empty             den Papierkorb leeren (nach Rückfrage)\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
@@ -108,6 +110,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* systemData = addSystemCommand(app, systemOptions);
     TopOptions topOptions;
     auto* top = addTopCommand(app, topOptions);
+    TrashOptions trashOptions;
+    auto* trash = addTrashCommand(app, trashOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -163,6 +167,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runServicesCommand(servicesOptions, *setting, std::cin, out, err,
                                   ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                       &err == &std::cerr);
+    if (command == trash)
+        return runTrashCommand(trashOptions, *setting, std::cin, out, err,
+                               ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
+                                   &err == &std::cerr);
     if (command == top)
         return runTopCommand(topOptions, *setting, out, err,
                              ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1 &&

@@ -29,9 +29,9 @@ CLI::App* addHistoryCommand(CLI::App& app, HistoryOptions& options) {
 
 int runHistoryCommand(const HistoryOptions& options, const RunSetting& setting, std::ostream& out,
                       std::chrono::system_clock::time_point now) {
-    const CheckHistory history(LiveEnvironment(setting).checkHistoryFile());
+    const auto deps = LiveEnvironment(setting).appDependencies();
     // An unreadable history reads as empty here; the next check sets it aside and starts afresh.
-    const auto snapshots = history.all();
+    const auto snapshots = deps.history->all();
     const auto* newest = CheckHistory::latestOf(snapshots, now);
     const auto summary = newest ? lastCheckSummary(*newest, now) : std::string(noChecksYet);
     if (options.json) {

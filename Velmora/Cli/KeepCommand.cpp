@@ -41,7 +41,8 @@ int change(const KeepOptions& options, const RunSetting& setting, std::ostream& 
         }
         ids.push_back(*id);
     }
-    KeepList list(LiveEnvironment(setting).keepListFile());
+    const auto deps = LiveEnvironment(setting).appDependencies();
+    auto& list = *deps.keepList;
     for (const auto& id : ids) {
         if (const auto saved = (list.*action)(id); !saved) {
             err << "velmora: " << saved.error().message() << " (" << Text::printable(list.fileURL().string())
@@ -55,11 +56,10 @@ int change(const KeepOptions& options, const RunSetting& setting, std::ostream& 
 
 } // namespace
 
-bool damagedKeepListStops(const std::filesystem::path& keepFile, std::ostream& err) {
-    const KeepList list(keepFile);
-    if (!list.isDamaged())
+bool damagedKeepListStops(const KeepList& list, std::ostream& err) {
+    if (!KeepList::read(list.fileURL()).damaged)
         return false;
-    const auto file = Text::printable(keepFile.string());
+    const auto file = Text::printable(list.fileURL().string());
     const auto bad = Text::printable(list.badCopyURL().string());
     err << "velmora: Die Behalten-Liste ist beschädigt und wird als leer gelesen: " << file << "\n";
     if (const auto copied = list.copyToBad(); copied)
@@ -82,7 +82,8 @@ int runUnkeepCommand(const KeepOptions& options, const RunSetting& setting, std:
 }
 
 int runKeptCommand(const RunSetting& setting, std::ostream& out) {
-    const KeepList list(LiveEnvironment(setting).keepListFile());
+    const auto deps = LiveEnvironment(setting).appDependencies();
+    const auto& list = *deps.keepList;
     std::vector<std::string> texts;
     for (const auto& id : list.ids())
         texts.push_back(id.text());

@@ -12,6 +12,10 @@ namespace CLI {
 class App;
 }
 
+namespace velmora {
+class KeepList;
+}
+
 namespace velmora::cli {
 
 struct KeepOptions {
@@ -33,6 +37,7 @@ int runKeptCommand(const RunSetting& setting, std::ostream& out);
 
 // For the commands that remove: when the keep list exists but cannot be decoded, copies it to
 // "<file>.bad", says so on `err` (naming both files) and returns true – the caller then removes nothing.
-bool damagedKeepListStops(const std::filesystem::path& keepFile, std::ostream& err);
+// The file is read afresh, whatever `list` loaded.
+bool damagedKeepListStops(const KeepList& list, std::ostream& err);
 
 } // namespace velmora::cli

@@ -22,18 +22,16 @@ CLI::App* addScanCommand(CLI::App& app, ScanOptions& options) {
 
 int runScanCommand(const ScanOptions& options, const RunSetting& setting, std::ostream& out,
                    std::ostream& err, bool showProgress) {
-    const LiveEnvironment environment(setting);
-    const auto context = environment.scanContext();
+    const auto deps = LiveEnvironment(setting).appDependencies();
     const auto progress = [&](double share) {
         if (showProgress)
             err << fmt::format("\rScanne … {:3.0f} %", share * 100.0) << std::flush;
     };
-    const auto report = environment.scanEngine().run(context, {}, progress);
+    const auto report = deps.engine->run(deps.makeContext(), {}, progress);
     if (showProgress)
         err << "\r" << std::string(20, ' ') << "\r" << std::flush;
 
-    const KeepList keep(environment.keepListFile());
-    const auto kept = keep.ids();
+    const auto kept = deps.keepList->ids();
     if (options.json) {
         // Names that are not UTF-8 are shown with replacement characters rather than failing the output.
         out << scanReportJSON(report, kept).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)

@@ -33,9 +33,11 @@ int runScheduleCommand(const ScheduleOptions& options, const RunSetting& setting
         }
     }
     const LiveEnvironment environment(setting);
+    const auto deps = environment.appDependencies();
+    // The settings store is no service of the bundle: the window keeps its defaults beside it.
     const auto settings = environment.settingsStore();
-    CheckScheduler scheduler(environment.agentService());
-    const auto notifier = environment.notifier();
+    CheckScheduler scheduler(deps.agentService);
+    const auto notifier = deps.notifier;
     int status = exitOK;
     if (requested) {
         if (auto stored = settings->setString(checkScheduleKey, rawValue(*requested)); !stored) {

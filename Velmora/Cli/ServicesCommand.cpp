@@ -6,7 +6,6 @@
 #include "LiveEnvironment.hpp"
 #include "Services/LaunchItemScanner.hpp"
 #include "Services/OrphanedServices.hpp"
-#include "Services/ServiceRemoval.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -25,14 +24,21 @@ CLI::App* addServicesCommand(CLI::App& app, ServicesOptions& options) {
     auto* remove =
         command->add_subcommand("remove", "Entfernt verwaiste Dienste – erst nach deiner Bestätigung");
     remove->add_option("labels", options.labels, "Labels der Dienste, wie „services“ sie zeigt")
-        ->option_text("LABEL…")
-        ->required();
+        ->option_text("LABEL…");
+    remove->add_flag("--legacy", options.legacy,
+                     "Die alte Automatik einer früheren Version entfernen (Agent, Skript, Protokolle)");
     remove->add_flag("-y,--yes", options.yes, "Ohne Rückfrage entfernen (nötig ohne Terminal)");
     remove->callback([&options] { options.remove = true; });
     return command;
 }
 
 namespace {
+
+constexpr std::string_view legacyScope = "legacy";
+constexpr std::string_view legacyHeading = "Alte Automatik";
+constexpr std::string_view noLegacyText = "Keine alte Automatik gefunden.";
+constexpr std::string_view legacyExplanation =
+    "Ein monatlicher Aufräum-Agent einer früheren Version. Velmora 2 braucht ihn nicht mehr.";
 
 constexpr std::string_view scopeHeading(LaunchScope scope) {
     switch (scope) {
@@ -46,16 +52,6 @@ constexpr std::string_view scopeHeading(LaunchScope scope) {
         return "Anmeldeobjekte";
     }
     return {};
-}
-
-std::shared_ptr<const LaunchItemScanner> makeScanner(const LiveEnvironment& environment) {
-    const auto& setting = environment.setting();
-    auto sources = LaunchItemScanner::Sources::live(setting.rootPrefix, setting.home,
-                                                    setting.overrides.uid.value_or(::getuid()),
-                                                    environment.commandRunner(), setting.layout);
-    // Login items come from a macOS tool; Linux has none to read.
-    sources.includeLoginItems = setting.layout == PlatformLayout::macOS;
-    return std::make_shared<const LaunchItemScanner>(std::move(sources));
 }
 
 void printList(std::ostream& out, const LaunchItemScanner& scanner, const ServicesLoad& load,
@@ -91,7 +87,8 @@ void printList(std::ostream& out, const LaunchItemScanner& scanner, const Servic
     out << OrphanedServices::countText(orphans) << "\n";
 }
 
-void printJson(std::ostream& out, const LaunchItemScanner& scanner, const ServicesLoad& load) {
+void printJson(std::ostream& out, const LaunchItemScanner& scanner, const ServicesLoad& load,
+               const std::vector<LegacyItem>& legacy) {
     auto array = nlohmann::json::array();
     for (const auto& item : load.items) {
         nlohmann::json object = item;
@@ -100,8 +97,78 @@ void printJson(std::ostream& out, const LaunchItemScanner& scanner, const Servic
         object["blockReason"] = reason ? nlohmann::json(*reason) : nlohmann::json(nullptr);
         array.push_back(std::move(object));
     }
+    // The old automation joins the list as a scope of its own, so that scripts reading "scope" see it.
+    for (const auto& item : legacy) {
+        auto logs = nlohmann::json::array();
+        for (const auto& log : item.logs)
+            logs.push_back(log.string());
+        array.push_back(
+            {{"id", std::string(legacyScope) + "/" + item.label},
+             {"scope", legacyScope},
+             {"label", item.label},
+             {"plistURL", item.plist.string()},
+             {"script", item.script.empty() ? nlohmann::json(nullptr) : nlohmann::json(item.script.string())},
+             {"logs", std::move(logs)},
+             {"removable", true},
+             {"blockReason", nullptr}});
+    }
     // Program paths keep the bytes their plist holds, which need not be UTF-8; JSON cannot carry those.
     out << array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+}
+
+void printLegacyFiles(std::ostream& out, const LegacyItem& item) {
+    out << "  " << Text::printable(item.label) << "\n";
+    out << "    Startdatei: " << Text::printable(item.plist.string()) << "\n";
+    if (!item.script.empty())
+        out << "    Skript: " << Text::printable(item.script.string()) << "\n";
+    for (const auto& log : item.logs)
+        out << "    Protokoll: " << Text::printable(log.string()) << "\n";
+}
+
+void printLegacy(std::ostream& out, const std::vector<LegacyItem>& legacy) {
+    out << "\n" << legacyHeading << "\n";
+    if (legacy.empty()) {
+        out << "  " << noLegacyText << "\n";
+        return;
+    }
+    out << "  " << legacyExplanation << "\n";
+    for (const auto& item : legacy)
+        printLegacyFiles(out, item);
+    out << "  Entfernen: velmora services remove --legacy\n";
+}
+
+int removeLegacy(const ServicesOptions& options, const RunSetting& setting, const AppDependencies& deps,
+                 std::istream& in, std::ostream& out, std::ostream& err, bool interactive) {
+    const auto items = deps.legacyItems();
+    if (items.empty()) {
+        out << noLegacyText << " Nichts zu entfernen.\n";
+        return exitOK;
+    }
+    out << legacyHeading << " – wird gestoppt, die Dateien kommen in den Papierkorb:\n";
+    for (const auto& item : items)
+        printLegacyFiles(out, item);
+    if (setting.dryRun)
+        out << "\nTrockenlauf – es wird nichts entfernt.\n";
+    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
+    case Consent::given:
+        break;
+    case Consent::declined:
+        return exitOK;
+    case Consent::refused:
+        return exitUsage;
+    }
+    if (damagedKeepListStops(*deps.keepList, err))
+        return exitFailure;
+    const auto report = deps.removeLegacy(items, setting.dryRun, {}, {});
+    out << "\n";
+    bool anyFailed = false;
+    for (const auto& result : report.results) {
+        anyFailed = anyFailed || result.outcome.isFailed();
+        out << Text::printable(result.itemID + ": " + result.outcome.text()) << "\n";
+    }
+    if (const auto summary = report.summary())
+        out << *summary << "\n";
+    return anyFailed ? exitFailure : exitOK;
 }
 
 void printGroup(std::ostream& out, const std::vector<const LaunchItem*>& items, std::string_view heading,
@@ -113,9 +180,9 @@ void printGroup(std::ostream& out, const std::vector<const LaunchItem*>& items, 
         out << "    " << Text::printable(item->displayName) << "  [" << Text::printable(item->label) << "]\n";
 }
 
-int removeServices(const ServicesOptions& options, const LiveEnvironment& environment,
-                   std::shared_ptr<const LaunchItemScanner> scanner, const ServicesLoad& load,
-                   std::istream& in, std::ostream& out, std::ostream& err, bool interactive) {
+int removeServices(const ServicesOptions& options, const RunSetting& setting, const AppDependencies& deps,
+                   const LaunchItemScanner& scanner, const ServicesLoad& load, std::istream& in,
+                   std::ostream& out, std::ostream& err, bool interactive) {
     std::vector<LaunchItem> chosen;
     std::set<std::string> chosenIDs;
     bool unknown = false;
@@ -139,7 +206,7 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
     std::vector<LaunchItem> removable;
     std::vector<const LaunchItem*> userGroup, adminGroup;
     for (const auto& item : chosen) {
-        if (const auto reason = scanner->removalBlockReason(item)) {
+        if (const auto reason = scanner.removalBlockReason(item)) {
             out << Text::printable(item.label + ": nicht entfernt – " + *reason) << "\n";
             continue;
         }
@@ -153,10 +220,10 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
         (item.scope == LaunchScope::user ? userGroup : adminGroup).push_back(&item);
     printGroup(out, userGroup, OrphanedServices::title, OrphanedServices::summary);
     printGroup(out, adminGroup, OrphanedServices::adminTitle, OrphanedServices::adminSummary);
-    if (environment.setting().dryRun)
+    if (setting.dryRun)
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
 
-    switch (askConsent(options.yes, environment.setting().dryRun, interactive, in, out, err)) {
+    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
     case Consent::given:
         break;
     case Consent::declined:
@@ -165,13 +232,10 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
         return exitUsage;
     }
     // Asked only now, at the moment of removal: services are stopped before their files go.
-    if (damagedKeepListStops(environment.keepListFile(), err))
+    if (damagedKeepListStops(*deps.keepList, err))
         return exitFailure;
 
-    auto keep = std::make_shared<KeepList>(environment.keepListFile());
-    const ServiceRemoval removal(std::move(scanner), environment.commandRunner(),
-                                 environment.removalRunner(keep));
-    const auto outcomes = removal.remove(removable, environment.setting().dryRun);
+    const auto outcomes = deps.removeServices(removable, setting.dryRun, {}, {});
     out << "\n";
     bool anyFailed = false;
     for (const auto& outcome : outcomes) {
@@ -188,15 +252,27 @@ int removeServices(const ServicesOptions& options, const LiveEnvironment& enviro
 
 int runServicesCommand(const ServicesOptions& options, const RunSetting& setting, std::istream& in,
                        std::ostream& out, std::ostream& err, bool interactive) {
+    if (options.remove && options.labels.empty() == !options.legacy) {
+        err << "velmora: Nenne entweder Labels von Diensten oder --legacy.\nMehr dazu: velmora services "
+               "remove --help\n";
+        return exitUsage;
+    }
     const LiveEnvironment environment(setting);
-    auto scanner = makeScanner(environment);
-    const auto load = scanner->load();
+    const auto deps = environment.appDependencies();
+    if (options.remove && options.legacy)
+        return removeLegacy(options, setting, deps, in, out, err, interactive);
+    // The block reasons depend on where the start files lie, which only the scanner of this home knows.
+    const auto scanner = environment.launchItemScanner(setting.home);
+    const auto load = deps.loadServices(setting.home, {});
+    const auto legacy = deps.legacyItems();
     if (options.remove)
-        return removeServices(options, environment, std::move(scanner), load, in, out, err, interactive);
-    if (options.json)
-        printJson(out, *scanner, load);
-    else
+        return removeServices(options, setting, deps, *scanner, load, in, out, err, interactive);
+    if (options.json) {
+        printJson(out, *scanner, load, legacy);
+    } else {
         printList(out, *scanner, load, setting.layout == PlatformLayout::macOS);
+        printLegacy(out, legacy);
+    }
     return exitOK;
 }
 

@@ -1,5 +1,6 @@
-// `velmora services`: lists the background services by scope with their verdicts, and
-// `velmora services remove LABEL…` removes orphaned ones after asking.
+// `velmora services`: lists the background services by scope with their verdicts and the old
+// automation of an earlier version; `velmora services remove LABEL…` removes orphaned services and
+// `velmora services remove --legacy` the old automation, each after asking.
 #pragma once
 
 #include "Cli/CommonOptions.hpp"
@@ -18,6 +19,7 @@ struct ServicesOptions {
     bool json = false;
     bool remove = false;             // the "remove" subcommand was given
     std::vector<std::string> labels; // labels, or ids ("user/<label>") where a label is not unique
+    bool legacy = false;             // remove the old automation instead of services
     bool yes = false;
 };
 

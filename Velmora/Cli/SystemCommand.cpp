@@ -23,23 +23,23 @@ CLI::App* addSystemCommand(CLI::App& app, SystemOptions& options) {
 
 int runSystemCommand(const SystemOptions& options, const RunSetting& setting, std::ostream& out,
                      std::ostream& err, bool showProgress) {
-    const LiveEnvironment environment(setting);
+    const auto deps = LiveEnvironment(setting).appDependencies();
     const auto progress = [&](double share) {
         if (showProgress)
             err << fmt::format("\rMesse Systemdaten … {:3.0f} %", share * 100.0) << std::flush;
     };
-    const auto report = environment.systemDataScan().run(environment.scanContext(), {}, progress);
+    const auto report = deps.measureSystemData(deps.makeContext(), {}, progress);
     if (showProgress)
         err << "\r" << std::string(32, ' ') << "\r" << std::flush;
 
-    const KeepList keep(environment.keepListFile());
+    const auto kept = deps.keepList->ids();
     if (options.json) {
-        out << systemDataReportJSON(report, keep.ids())
+        out << systemDataReportJSON(report, kept)
                    .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
             << "\n";
     } else {
         out << "Velmora 2 – Systemdaten\n";
-        printSystemDataReport(out, report, keep.ids());
+        printSystemDataReport(out, report, kept);
     }
     return exitOK;
 }

@@ -212,11 +212,7 @@ int runLive(PerformanceModel& model, std::ostream& out) {
 
 int runTopCommand(const TopOptions& options, const RunSetting& setting, std::ostream& out, std::ostream& err,
                   bool terminal) {
-    auto dependencies = setting.overrides.performance;
-    if (!dependencies) {
-        const LiveEnvironment environment(setting);
-        dependencies = environment.performanceDependencies();
-    }
+    auto dependencies = std::optional(LiveEnvironment(setting).appDependencies().performance);
     if (!dependencies->system || !dependencies->processes || !dependencies->aggregate || !dependencies->now) {
         err << "velmora: Die Leistung kann auf diesem System nicht gemessen werden.\n";
         return exitFailure;

@@ -204,3 +204,23 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
     EXPECT_EQ(runner->calls().front().commandLine(),
               defaults.string() + " write de.tobrenlux.velmora2 checkSchedule -string weekly");
 }
+
+// The check asks the services too: an agent orphaned since the last check is worth a word.
+TEST(CheckCommand, AnAgentOrphanedSinceTheLastCheckRaisesTheOrphanAlertAndNoneWithout) {
+    TempTree tree;
+    tree.folder("Users/anna/Library/LaunchAgents");
+    const cli::ServiceOverrides overrides{std::make_shared<ScriptedCommandRunner>(), std::nullopt, 501};
+    const auto check = [&] { return runInTree({"check"}, tree.root(), "macos", "/Users/anna", overrides); };
+    const std::string alert = "1 neuer verwaister Hintergrunddienst";
+    for (int run = 0; run < 2; ++run) {
+        const auto quiet = check();
+        ASSERT_EQ(quiet.status, 0) << quiet.err;
+        EXPECT_THAT(quiet.out, Not(HasSubstr(alert)));
+    }
+    tree.file("Users/anna/Library/LaunchAgents/com.example.gone.plist",
+              "<plist><dict><key>Label</key><string>com.example.gone</string><key>Program</key>"
+              "<string>/opt/gone/bin/gone</string></dict></plist>");
+    const auto loud = check();
+    ASSERT_EQ(loud.status, 0) << loud.err;
+    EXPECT_THAT(loud.out, HasSubstr(alert));
+}

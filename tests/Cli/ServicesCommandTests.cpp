@@ -150,3 +150,38 @@ TEST(ServicesCommand, LinuxHomeHasNoLaunchFoldersAndNoLoginItems) {
     EXPECT_THAT(run.out, HasSubstr("Anmeldeobjekte werden auf dieser Plattform nicht gelesen."));
     EXPECT_TRUE(runner->calls().empty());
 }
+
+TEST(ServicesCommand, TheOldAutomationHasItsOwnSectionAndGoesToTheTrashWithRemoveLegacy) {
+    LaunchTree tree;
+    const std::string logical = "/Users/anna/Library/Application Support/Velmora/cleanup.sh";
+    const auto script = tree.real(logical);
+    tree.program(logical);
+    const auto plist = tree.userAgent(
+        "de.tobrenlux.velmora.cleanup.plist",
+        {.label = "de.tobrenlux.velmora.cleanup", .arguments = std::vector<std::string>{"/bin/sh", logical}});
+    auto runner = std::make_shared<ScriptedCommandRunner>();
+    runner->expect(tree.root() / "bin/launchctl", {"bootout", "gui/501/de.tobrenlux.velmora.cleanup"})
+        .returns(113);
+    const auto run = [&](std::vector<std::string> words) {
+        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna",
+                         {runner, std::nullopt, LaunchTree::uid});
+    };
+    auto result = run({"services"});
+    EXPECT_THAT(result.out, HasSubstr("Alte Automatik\n  Ein monatlicher"));
+    EXPECT_THAT(result.out, HasSubstr("    Skript: " + script.string() +
+                                      "\n  Entfernen: velmora services remove --legacy"));
+    const auto list = nlohmann::json::parse(run({"services", "--json"}).out);
+    ASSERT_NE(entry(list, "legacy/de.tobrenlux.velmora.cleanup"), nullptr) << list;
+    EXPECT_EQ(entry(list, "legacy/de.tobrenlux.velmora.cleanup")->at("script"), script.string());
+
+    EXPECT_EQ(run({"services", "remove", "--legacy"}).status, 2); // no terminal, no --yes
+    EXPECT_EQ(run({"services", "remove", "--legacy", "de.example"}).status, 2);
+    EXPECT_EQ(run({"services", "remove", "--legacy", "--dry-run"}).status, 0);
+    EXPECT_TRUE(fs::exists(plist) && fs::exists(script));
+    result = run({"services", "remove", "--legacy", "--yes"});
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    EXPECT_TRUE(fs::exists(tree.home() / ".Trash/cleanup.sh") && !fs::exists(plist));
+    EXPECT_EQ(runner->calls().back().commandLine(),
+              (tree.root() / "bin/launchctl").string() + " bootout gui/501/de.tobrenlux.velmora.cleanup");
+    EXPECT_THAT(run({"services"}).out, HasSubstr("Alte Automatik\n  Keine alte Automatik gefunden."));
+}
