@@ -2,13 +2,16 @@
 
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
+#include "Scanning/Scanners/ContainerPruneScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
+#include "Scanning/Scanners/JetBrainsScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
 #include "Scanning/Scanners/OllamaScanner.hpp"
 #include "Scanning/Scanners/RustupScanner.hpp"
 #include "Scanning/Scanners/SimulatorRuntimesScanner.hpp"
 #include "Scanning/Scanners/SimulatorsScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
+#include "Scanning/Scanners/VersionManagerScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <algorithm>
@@ -375,9 +378,6 @@ const std::map<std::string, std::string, std::less<>>& linuxSummaries() {
         {"languages.flutter",
          "Paket-Cache und Werkzeugdaten von Flutter und Dart. Werden bei Bedarf neu geladen. Ein per Snap "
          "oder Paketverwaltung installiertes Flutter-SDK entfernst du dort."},
-        {"languages.ruby",
-         "Installierte Gems. Prüfe, ob deine Projekte sie noch brauchen. Deine RubyGems-Zugangsdaten bleiben "
-         "unangetastet. Mit rbenv installierte Ruby-Versionen entfernst du mit „rbenv uninstall“."},
     };
     return summaries;
 }
@@ -543,6 +543,13 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     scanners.push_back(std::make_shared<XcodeVersionsScanner>());
     scanners.push_back(std::make_shared<SimulatorsScanner>());
     scanners.push_back(std::make_shared<SimulatorRuntimesScanner>());
+    // Language versions, old IDE versions and container leftovers.
+    using Manager = VersionManagerScanner::Manager;
+    for (const auto manager : {Manager::nvm, Manager::pyenv, Manager::rbenv})
+        scanners.push_back(std::make_shared<VersionManagerScanner>(manager));
+    scanners.push_back(std::make_shared<JetBrainsScanner>());
+    for (const auto engine : {ContainerPruneScanner::Engine::docker, ContainerPruneScanner::Engine::podman})
+        scanners.push_back(std::make_shared<ContainerPruneScanner>(engine));
     return scanners;
 }
 
