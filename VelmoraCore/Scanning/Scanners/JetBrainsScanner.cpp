@@ -66,9 +66,10 @@ std::vector<Place> places(const ScanContext& context) {
                 {home / "Library/Caches/JetBrains", "Caches"},
                 {home / "Library/Logs/JetBrains", "Protokolle"}};
     const auto cache = context.userCacheDir.empty() ? home / ".cache" : context.userCacheDir;
-    return {{home / ".config/JetBrains", "Einstellungen"},
+    // The settings and the caches only tell which version is the newest: the safety guard keeps
+    // ~/.config (credentials live there), and the catalog's cache row offers the caches.
+    return {{home / ".config/JetBrains", "Einstellungen", false},
             {home / ".local/share/JetBrains", "Plugins und Daten"},
-            // Only to learn which version is the newest: the catalog's cache row offers these.
             {cache / "JetBrains", "Caches", false}};
 }
 
@@ -154,11 +155,11 @@ std::expected<std::vector<Finding>, ScanError> JetBrainsScanner::scan(const Scan
         finding.category = Category::toolchains;
         finding.title = ide.displayName + " – ältere Versionen";
         const bool mac = context.layout == PlatformLayout::macOS;
-        finding.summary =
-            std::string(mac ? "Einstellungen, Caches und Protokolle" : "Einstellungen und Plugins") +
-            " älterer Versionen von " + ide.displayName + ". Die neueste Version (" + newestName +
-            ") hat die Einstellungen beim Update übernommen; prüfe, ob du eine ältere noch "
-            "startest.";
+        finding.summary = std::string(mac ? "Einstellungen, Caches und Protokolle" : "Plugins und Daten") +
+                          " älterer Versionen von " + ide.displayName + ". Die neueste Version (" +
+                          newestName +
+                          ") hat die Einstellungen beim Update übernommen; prüfe, ob du eine ältere noch "
+                          "startest.";
         finding.risk = Risk::review;
         finding.method = RemovalMethod::trash();
         finding.blockingApps = {ide};

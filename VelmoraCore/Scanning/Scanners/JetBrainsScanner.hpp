@@ -3,7 +3,9 @@
 // leaves the old ones behind. One finding per product; the newest version is never offered.
 //
 // On Linux the cache folder ($XDG_CACHE_HOME/JetBrains) belongs to the catalog's cache row, which
-// offers every version's cache there; this scanner leaves it out so nothing is counted twice.
+// offers every version's cache there; this scanner leaves it out so nothing is counted twice. The
+// settings in ~/.config stay too (the safety guard keeps that folder), so on Linux only the plugins
+// and data in ~/.local/share/JetBrains are offered.
 #pragma once
 
 #include "Scanning/Scanner.hpp"
