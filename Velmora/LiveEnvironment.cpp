@@ -101,6 +101,8 @@ ScanContext LiveEnvironment::scanContext() const {
         context.userTempDir = darwinFolder(_CS_DARWIN_USER_TEMP_DIR);
     }
 #endif
+    context.pyenvRoot = absoluteVariable(setting_, "PYENV_ROOT");
+    context.rbenvRoot = absoluteVariable(setting_, "RBENV_ROOT");
     context.runner = runner_;
     context.tools = tools_;
     context.sizer = sizer_;

@@ -122,4 +122,64 @@ fill "$home/.Trash/Alter Export.mov" 1536
 printf '#!/bin/sh\nexit 113\n' >"$root/bin/launchctl"
 printf '#!/bin/sh\necho "execution error: Not authorized to send Apple events to Finder. (-1743)" >&2\nexit 1\n' >"$root/usr/bin/osascript"
 chmod +x "$root/bin/launchctl" "$root/usr/bin/osascript"
+# Developer tools: an extra Xcode, unused nvm, rustup and TeX Live versions, a simulator whose
+# runtime is gone, and stand-ins for xcode-select, xcrun, brew, ollama, rustup, docker and osascript
+# that print written or recorded output and log each call in .recorded/calls.log. The osascript
+# stand-in runs the administrator script as the calling user, inside this tree.
+fixtures="$(cd "$(dirname "$0")/../tests/fixtures" && pwd)"
+for f in devtools/brew-cleanup-dry-run.txt devtools/brew-autoremove-dry-run.txt devtools/ollama-list.txt \
+  devtools/rustup-toolchain-list.txt devtools/rustup-override-list.txt docker/system-df-v.json; do
+  cp "$fixtures/$f" "$root/.recorded/"
+done
+mkdir -p "$root/Applications/Xcode-beta.app/Contents/MacOS"
+sed 's|<key>CFBundleName</key>|<key>CFBundleShortVersionString</key><string>16.0</string>&|' \
+  "$root/Applications/Xcode.app/Contents/Info.plist" >"$root/Applications/Xcode-beta.app/Contents/Info.plist"
+fill "$root/Applications/Xcode-beta.app/Contents/MacOS/Xcode" 512
+for v in 2022 2023 2024; do fill "$root/usr/local/texlive/$v/bin/tex" 128; done
+for v in v18.20.4 v20.12.0; do fill "$home/.nvm/versions/node/$v/bin/node" 256; done
+mkdir -p "$home/.nvm/alias" && echo 20 >"$home/.nvm/alias/default"
+fill "$home/.rustup/toolchains/nightly-aarch64-apple-darwin/bin/rustc" 256
+fill "$home/Library/Caches/Homebrew/wget--1.21.4.arm64_sonoma.bottle.tar.gz" 64
+sim=6F1E0E2A-3C1B-4D7E-9A52-0B1C2D3E4F50
+fill "$home/Library/Developer/CoreSimulator/Devices/$sim/data/Library/x" 128
+cat >"$root/.recorded/simctl-list.json" <<JSON
+{"devicetypes": [], "runtimes": [], "pairs": {}, "devices": {"com.apple.CoreSimulator.SimRuntime.iOS-15-0": [
+ {"udid": "$sim", "isAvailable": false, "name": "iPhone 8", "state": "Shutdown",
+  "availabilityError": "runtime profile not found",
+  "dataPath": "/Users/anna/Library/Developer/CoreSimulator/Devices/$sim/data"}]}}
+JSON
+standin() { # standin PATH: logs "name args" and answers with the case branches read from stdin
+  mkdir -p "$(dirname "$1")"
+  {
+    printf '#!/bin/sh\nrec="%s/.recorded"\necho "${0##*/} $*" >>"$rec/calls.log"\ncase "$*" in\n' "$root"
+    cat
+    printf 'esac\nexit 0\n'
+  } >"$1"
+  chmod +x "$1"
+}
+standin "$root/usr/bin/xcode-select" <<'SH'
+-p) echo /Applications/Xcode.app/Contents/Developer ;;
+SH
+standin "$root/usr/bin/xcrun" <<'SH'
+"simctl list -j") exec /bin/cat "$rec/simctl-list.json" ;;
+"simctl runtime list -j") echo '{}' ;;
+SH
+standin "$root/opt/homebrew/bin/brew" <<'SH'
+"cleanup --prune=all --dry-run") exec /bin/cat "$rec/brew-cleanup-dry-run.txt" ;;
+"autoremove --dry-run") exec /bin/cat "$rec/brew-autoremove-dry-run.txt" ;;
+SH
+standin "$root/opt/homebrew/bin/ollama" <<'SH'
+list) exec /bin/cat "$rec/ollama-list.txt" ;;
+SH
+standin "$root/opt/homebrew/bin/rustup" <<'SH'
+"toolchain list") exec /bin/cat "$rec/rustup-toolchain-list.txt" ;;
+"override list") exec /bin/cat "$rec/rustup-override-list.txt" ;;
+SH
+standin "$root/opt/homebrew/bin/docker" <<'SH'
+"system df -v --format json") exec /bin/cat "$rec/system-df-v.json" ;;
+SH
+# "do shell script "<script>" with administrator privileges": the script unquoted, then run.
+standin "$root/usr/bin/osascript" <<'SH'
+-e*) shift; exec /bin/sh -c "$(/usr/bin/perl -e '$_ = shift; s/^do shell script "//; s/" with administrator privileges$//; s/\\(.)/$1/gs; print' "$1")" ;;
+SH
 echo "$root"

@@ -65,8 +65,15 @@ std::vector<std::filesystem::path> ToolLocator::defaultSearchPaths(const std::fi
 }
 
 std::optional<std::filesystem::path> ToolLocator::nvmDefaultBin(const std::filesystem::path& home) {
+    auto folder = nvmVersionFolder(home, "default");
+    if (!folder || *folder == "system")
+        return std::nullopt;
+    return *folder / "bin";
+}
+
+std::optional<std::filesystem::path> ToolLocator::nvmVersionFolder(const std::filesystem::path& home,
+                                                                   std::string wanted) {
     const auto nvm = home / ".nvm";
-    std::string wanted = "default";
     // Aliases name other aliases ("default" → "lts/*" → "lts/iron" → "v20.11.1"); a few steps at most.
     for (int step = 0; step < 5; ++step) {
         if (wanted.empty() || wanted.find("..") != std::string::npos)
@@ -76,7 +83,9 @@ std::optional<std::filesystem::path> ToolLocator::nvmDefaultBin(const std::files
             break;
         wanted = firstLine(nvm / "alias" / wanted);
     }
-    if (wanted.empty() || wanted == "default" || wanted == "system")
+    if (wanted == "system")
+        return std::filesystem::path("system");
+    if (wanted.empty() || wanted == "default" || wanted.find("..") != std::string::npos)
         return std::nullopt;
     const bool newest = wanted == "node" || wanted == "stable";
     const std::string prefix = wanted.starts_with('v') ? wanted : "v" + wanted;
@@ -94,7 +103,7 @@ std::optional<std::filesystem::path> ToolLocator::nvmDefaultBin(const std::files
             bestFolder = it->path();
         }
     }
-    return best ? std::optional(bestFolder / "bin") : std::nullopt;
+    return best ? std::optional(bestFolder) : std::nullopt;
 }
 
 ToolLocator ToolLocator::live(const std::filesystem::path& home, bool linuxLayout,

@@ -28,6 +28,11 @@ struct ToolLocator {
     // The bin folder of the Node version nvm's "default" alias names (aliases followed, "20" or "node"
     // meaning the newest installed match); nothing when nvm has none.
     static std::optional<std::filesystem::path> nvmDefaultBin(const std::filesystem::path& home);
+    // What an nvm version text ("20", "v18.1", "node", "lts/*", an alias name) stands for, aliases
+    // followed: the folder of the newest installed match; nothing when none is installed or the text
+    // leads nowhere. "system" (Node outside nvm) is returned as it is.
+    static std::optional<std::filesystem::path> nvmVersionFolder(const std::filesystem::path& home,
+                                                                 std::string wanted);
 
     // The first folder/name for which `fileExists` holds.
     std::optional<std::filesystem::path> locate(std::string_view name) const;

@@ -4,8 +4,10 @@
 #include "Scanning/Scanners/AppCachesScanner.hpp"
 #include "Scanning/Scanners/AppLeftoversScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
+#include "Scanning/Scanners/ContainerPruneScanner.hpp"
 #include "Scanning/Scanners/DeviceBackupsScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
+#include "Scanning/Scanners/JetBrainsScanner.hpp"
 #include "Scanning/Scanners/LocalSnapshotsScanner.hpp"
 #include "Scanning/Scanners/MessageAttachmentsScanner.hpp"
 #include "Scanning/Scanners/OldInstallersScanner.hpp"
@@ -19,6 +21,7 @@
 #include "Scanning/Scanners/SoftwareUpdatesScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/UnusedAppsScanner.hpp"
+#include "Scanning/Scanners/VersionManagerScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
 #include <algorithm>
@@ -385,9 +388,6 @@ const std::map<std::string, std::string, std::less<>>& linuxSummaries() {
         {"languages.flutter",
          "Paket-Cache und Werkzeugdaten von Flutter und Dart. Werden bei Bedarf neu geladen. Ein per Snap "
          "oder Paketverwaltung installiertes Flutter-SDK entfernst du dort."},
-        {"languages.ruby",
-         "Installierte Gems. Prüfe, ob deine Projekte sie noch brauchen. Deine RubyGems-Zugangsdaten bleiben "
-         "unangetastet. Mit rbenv installierte Ruby-Versionen entfernst du mit „rbenv uninstall“."},
     };
     return summaries;
 }
@@ -568,6 +568,13 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     } else {
         scanners.push_back(std::make_shared<OldKernelsScanner>());
     }
+    // Language versions, old IDE versions and container leftovers.
+    using Manager = VersionManagerScanner::Manager;
+    for (const auto manager : {Manager::nvm, Manager::pyenv, Manager::rbenv})
+        scanners.push_back(std::make_shared<VersionManagerScanner>(manager));
+    scanners.push_back(std::make_shared<JetBrainsScanner>());
+    for (const auto engine : {ContainerPruneScanner::Engine::docker, ContainerPruneScanner::Engine::podman})
+        scanners.push_back(std::make_shared<ContainerPruneScanner>(engine));
     return scanners;
 }
 

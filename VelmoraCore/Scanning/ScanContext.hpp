@@ -25,6 +25,10 @@ struct ScanContext {
     std::filesystem::path userTempDir;
     // Where pnpm keeps its store on Linux: $PNPM_HOME, else ${XDG_DATA_HOME:-<home>/.local/share}/pnpm.
     std::filesystem::path pnpmHome;
+    // Where pyenv and rbenv keep their versions when $PYENV_ROOT / $RBENV_ROOT move them; empty: the
+    // default folders in the home.
+    std::filesystem::path pyenvRoot;
+    std::filesystem::path rbenvRoot;
     std::filesystem::path rootPrefix = "/";
     std::shared_ptr<CommandRunner> runner;
     std::shared_ptr<const ToolLocator> tools;

@@ -185,3 +185,41 @@ TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
     }
     EXPECT_EQ(nlohmann::json::parse(run({"scan", "--json"}).out)["findings"][0]["items"][0]["name"], evil);
 }
+
+TEST(CleanCommand, EachDeveloperFindingGoesByItsOwnMethodOnTheMacShapedTree) {
+    TempTree tree;
+    const auto script = fs::path(VELMORA_FIXTURES) / "../../scripts/mac-shaped-home.sh";
+    ASSERT_EQ(
+        std::system(("bash '" + script.string() + "' '" + tree.root().string() + "' >/dev/null").c_str()), 0);
+    const auto calls = tree / ".recorded/calls.log";
+    struct Case {
+        std::string finding;
+        std::string gone;    // what no longer lies where it was
+        std::string trashed; // where it lies now, if it went to the Trash
+        std::string command; // the line the stand-in logged, if a tool removed it
+    };
+    const std::vector<Case> cases = {
+        {"xcode.versions", "Applications/Xcode-beta.app", "Users/anna/.Trash/Xcode-beta.app", ""},
+        {"languages.nvm", "Users/anna/.nvm/versions/node/v18.20.4", "Users/anna/.Trash/v18.20.4", ""},
+        {"brew.cleanup", "", "", "brew cleanup --prune=all"},
+        {"sim.unavailable", "", "", "xcrun simctl delete unavailable"},
+        {"ai.ollama/llama3.1:8b", "", "", "ollama rm llama3.1:8b"},
+        {"toolchains.rustup/nightly-aarch64-apple-darwin", "", "",
+         "rustup toolchain uninstall nightly-aarch64-apple-darwin"},
+        {"toolchains.dockerPrune", "", "", "docker system prune -f"},
+        // Through the administrator script, which the osascript stand-in runs as this user.
+        {"toolchains.texLive", "usr/local/texlive/2022", "", ""},
+    };
+    for (const auto& c : cases) {
+        const auto run = runInTree({"clean", c.finding, "--yes"}, tree.root(), "macos", "/Users/anna");
+        EXPECT_EQ(run.status, 0) << c.finding << run.out << run.err;
+        EXPECT_THAT(run.out, HasSubstr(": entfernt")) << c.finding << run.out;
+        EXPECT_TRUE(c.gone.empty() || !present(tree / c.gone)) << c.finding;
+        EXPECT_TRUE(c.trashed.empty() || present(tree / c.trashed)) << c.finding;
+        EXPECT_THAT(contentOf(calls), HasSubstr("\n" + c.command + (c.command.empty() ? "" : "\n")))
+            << c.finding;
+    }
+    EXPECT_TRUE(present(tree / "usr/local/texlive/2024"));
+    EXPECT_TRUE(present(tree / "Users/anna/.nvm/versions/node/v20.12.0"));
+    EXPECT_TRUE(present(tree / "Applications/Xcode.app"));
+}

@@ -1,8 +1,13 @@
+#include "Scanning/Catalog.hpp"
+#include "Scanning/PathScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
+#include "Scanning/Scanners/ContainerPruneScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
+#include "Scanning/Scanners/JetBrainsScanner.hpp"
 #include "Scanning/Scanners/OllamaScanner.hpp"
 #include "Scanning/Scanners/RustupScanner.hpp"
 #include "Scanning/Scanners/TexLiveScanner.hpp"
+#include "Scanning/Scanners/VersionManagerScanner.hpp"
 
 #include "Doubles/ScriptedCommandRunner.hpp"
 #include "Doubles/TempTree.hpp"
@@ -13,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -174,6 +180,10 @@ TEST(DevToolScanners, ToolsThatAreMissingFailOrPrintNonsenseNeverYieldAFinding) 
         {"ollama", run(OllamaScanner()), "NAME ID SIZE MODIFIED\nllama3 42182419e950 4.7 XB 3 weeks ago\n"},
         {"ollama", run(OllamaScanner()), "NAME ID SIZE MODIFIED\nllama3 42182419e950 4.7 GB yesterday\n"},
         {"rustup", run(RustupScanner()), "stable-x86_64 (default) extra words\n"},
+        {"docker", run(ContainerPruneScanner(ContainerPruneScanner::Engine::docker)), R"({"Images": 3})"},
+        {"docker", run(ContainerPruneScanner(ContainerPruneScanner::Engine::docker)),
+         R"({"Containers": [{"State": "exited", "Size": "12 parsecs"}]})"},
+        {"podman", run(ContainerPruneScanner(ContainerPruneScanner::Engine::podman)), "TYPE TOTAL\n"},
     };
     for (const auto& c : cases) {
         DevTree missing;
@@ -219,5 +229,145 @@ TEST(DevToolScanners, TexLiveOffersYearsBelowTheNewestThroughTheAdminScriptOnAMa
         EXPECT_EQ(std::get<RemovalMethod::Admin>(finding.method.value).steps.front(),
                   (AdminStep{"/bin/rm", {"-rf", "--", target}, target, false}));
         EXPECT_EQ(finding.risk, Risk::review);
+    }
+}
+
+TEST(DevToolScanners, VersionManagersNeverOfferTheDefaultOrAVersionTheHomeNamesAndGuessNothing) {
+    using M = VersionManagerScanner::Manager;
+    struct Case {
+        M manager;
+        std::vector<std::string> versions; // folders below the manager's versions folder
+        std::map<std::string, std::string> files;
+        std::vector<std::string> offered; // nothing at all when empty
+    };
+    const std::vector<Case> cases = {
+        {M::nvm,
+         {"v16.20.2", "v18.20.4", "v20.11.1", "v20.12.0"},
+         {{".nvm/alias/default", "lts/*\n"},
+          {".nvm/alias/lts/*", "lts/iron"},
+          {".nvm/alias/lts/iron", "20"},
+          {".nvmrc", "18\n"}},
+         {"v16.20.2", "v20.11.1"}},
+        {M::nvm, {"v18.20.4", "v20.12.0"}, {{".nvm/alias/default", "lts/*"}}, {}}, // alias files missing
+        {M::nvm, {"v18.20.4"}, {}, {}},                                            // no default at all
+        {M::pyenv,
+         {"3.9.18", "3.9.18/envs/tools", "3.10.13", "3.11.4", "3.12.1"},
+         {{".pyenv/version", "3.12.1 tools # both\nsystem\n"}, {".python-version", "3.11"}},
+         {"3.10.13"}},
+        {M::pyenv, {"3.10.13", "3.12.1"}, {{".pyenv/version", "3.13.0\n"}}, {}}, // not installed
+        {M::rbenv,
+         {"3.1.4", "3.2.2", "3.3.0"},
+         {{".rbenv/version", "ruby-3.3.0 3.2.2\n"}},
+         {"3.1.4", "3.2.2"}},
+    };
+    for (const auto& c : cases) {
+        DevTree dev;
+        const auto home = dev.context.home;
+        const auto folder = c.manager == M::nvm     ? ".nvm/versions/node/"
+                            : c.manager == M::pyenv ? ".pyenv/versions/"
+                                                    : ".rbenv/versions/";
+        for (const auto& version : c.versions)
+            dev.tree.filledFile(home / folder / version / "bin/tool", 3000);
+        for (const auto& [path, content] : c.files)
+            dev.tree.file(home / path, content);
+        if (c.manager == M::pyenv)
+            dev.tree.link(home / ".pyenv/versions/tools", home / ".pyenv/versions/3.9.18/envs/tools");
+
+        const auto found = VersionManagerScanner(c.manager).scan(dev.context, {});
+        ASSERT_TRUE(found) << found.error().message;
+        std::vector<std::string> offered;
+        for (const auto& finding : *found)
+            for (const auto& item : finding.items)
+                offered.push_back(item.name);
+        EXPECT_EQ(offered, c.offered) << folder << c.versions.front();
+        if (offered.empty())
+            continue;
+        const auto& finding = found->front();
+        EXPECT_EQ(finding.category, Category::languages);
+        EXPECT_EQ(finding.method.kind(), RemovalKind::trash);
+        EXPECT_EQ(finding.items[0].url, home / folder / offered[0]);
+        EXPECT_EQ(finding.items[0].size, occupiedBytes(home / folder / offered[0] / "bin/tool"));
+        EXPECT_EQ(finding.size, occupiedBytes(home / folder / offered[0] / "bin/tool") * std::ssize(offered));
+    }
+}
+
+TEST(DevToolScanners, JetBrainsOffersOlderVersionsAndLeavesLinuxCachesToTheCatalogRowWithoutCountingTwice) {
+    DevTree mac;
+    const auto home = mac.context.home;
+    const auto support = home / "Library/Application Support/JetBrains";
+    for (const auto& path :
+         {support / "PyCharm2023.2/options/a.xml", support / "PyCharm2024.1/options/a.xml",
+          home / "Library/Caches/JetBrains/PyCharm2023.2/index/x", support / "IdeaIC2024.1/a",
+          home / "Library/Logs/JetBrains/PyCharm2023.2/idea.log", support / "Toolbox/x"})
+        mac.tree.filledFile(path, 2000);
+    auto found = JetBrainsScanner().scan(mac.context, {});
+    ASSERT_TRUE(found && found->size() == 1u);
+    EXPECT_EQ(found->front().id, (FindingID{"toolchains.jetbrainsVersions", "PyCharm"}));
+    EXPECT_EQ(names(found->front()).size(), 3u);
+    EXPECT_EQ(found->front().blockingApps.at(0).bundleID, "com.jetbrains.pycharm");
+
+    DevTree linux(PlatformLayout::linux);
+    linux.context.userCacheDir = linux.tree.folder("Users/anna/.cache");
+    linux.context.safety.reset(); // its Linux guard wants the home below /home; ~/.config must stay anyway
+    linux.tree.filledFile("Users/anna/.config/JetBrains/CLion2023.3/a.xml", 4000);
+    linux.tree.filledFile("Users/anna/.config/JetBrains/CLion2024.2/a.xml", 4000); // the newest
+    const auto data = linux.tree.filledFile("Users/anna/.local/share/JetBrains/CLion2023.3/p.jar", 4000);
+    const auto oldCache = linux.tree.filledFile("Users/anna/.cache/JetBrains/CLion2023.3/caches/x", 9000);
+    const auto newCache = linux.tree.filledFile("Users/anna/.cache/JetBrains/CLion2024.2/caches/x", 5000);
+    std::vector<Finding> all;
+    for (auto scanner : std::vector<std::shared_ptr<Scanner>>{
+             std::make_shared<JetBrainsScanner>(),
+             std::make_shared<PathScanner>(Catalog::rule("appCaches.jetbrains", PlatformLayout::linux))}) {
+        auto findings = scanner->scan(linux.context, {});
+        ASSERT_TRUE(findings);
+        std::ranges::move(*findings, std::back_inserter(all));
+    }
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(names(all[0]), std::vector<std::string>{"CLion2023.3=" + std::to_string(occupiedBytes(data))});
+    EXPECT_EQ(PathClaims::reportedBytes(linux.context.home, all),
+              occupiedBytes(data) + occupiedBytes(oldCache) + occupiedBytes(newCache));
+}
+
+TEST(DevToolScanners, ContainerEnginesOfferWhatAPlainPruneFreesAndADaemonThatIsDownIsNoFailure) {
+    using E = ContainerPruneScanner::Engine;
+    struct Case {
+        E engine;
+        std::string output; // of the system df call; podman's image list is the recorded one
+        int exitCode;
+        std::vector<std::string> items;
+    };
+    const std::vector<Case> cases = {
+        {E::docker,
+         fixture("../docker/system-df-v.json"),
+         0,
+         {"Images ohne Namen=1200632100", "Gestoppte Container=2100000", "Build-Cache=1545200000"}},
+        {E::docker,
+         fixture("../docker/system-df-summary-lines.json"),
+         0,
+         {"Gestoppte Container=2100000", "Build-Cache=1545000000"}},
+        {E::podman,
+         fixture("../podman/system-df.json"),
+         0,
+         {"Images ohne Namen=200000000", "Gestoppte Container=4096"}},
+        {E::docker, fixture("../docker/daemon-not-running.txt"), 1, {}},
+    };
+    for (const auto& c : cases) {
+        DevTree dev;
+        const auto tool = dev.tool("usr/local/bin", c.engine == E::docker ? "docker" : "podman");
+        dev.runner->expect(tool, {"images", "--filter", "dangling=true", "--format", "json"})
+            .returns(0, fixture("../podman/images-dangling.json"));
+        dev.runner->expect(tool).returns(c.exitCode, c.exitCode ? "" : c.output, c.exitCode ? c.output : "");
+        const auto found = ContainerPruneScanner(c.engine).scan(dev.context, {});
+        ASSERT_TRUE(found) << found.error().message;
+        if (c.items.empty()) {
+            EXPECT_TRUE(found->empty());
+            continue;
+        }
+        ASSERT_EQ(found->size(), 1u);
+        EXPECT_EQ(names(found->front()), c.items);
+        EXPECT_FALSE(found->front().itemsSelectable);
+        EXPECT_EQ(found->front().commandPreview,
+                  c.engine == E::docker ? "docker system prune -f" : "podman system prune -f");
+        EXPECT_EQ(dev.runner->calls().front().timeout, std::chrono::seconds{60});
     }
 }
