@@ -1,6 +1,7 @@
 #include "Scanning/Catalog.hpp"
 
 #include "Scanning/PathScanner.hpp"
+#include "Scanning/Scanners/BigChunksScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
 #include "Scanning/Scanners/HomebrewScanner.hpp"
 #include "Scanning/Scanners/OldLogsScanner.hpp"
@@ -543,6 +544,8 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     scanners.push_back(std::make_shared<XcodeVersionsScanner>());
     scanners.push_back(std::make_shared<SimulatorsScanner>());
     scanners.push_back(std::make_shared<SimulatorRuntimesScanner>());
+    // Storage: what no rule explains, after everything else.
+    scanners.push_back(std::make_shared<BigChunksScanner>());
     return scanners;
 }
 
