@@ -56,4 +56,9 @@ cp "$fixtures/tmutil-listlocalsnapshots-volumegroup-2021.txt" "$root/.recorded/t
 printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/apfs-list.plist" >"$root/usr/sbin/diskutil"
 printf '#!/bin/sh\nexec /bin/cat "%s"\n' "$root/.recorded/tmutil.txt" >"$root/usr/bin/tmutil"
 chmod +x "$root/usr/sbin/diskutil" "$root/usr/bin/tmutil"
+# Big folders: a video project no rule explains, 1.1 GB (allocated at once where the file system can).
+mkdir -p "$home/Movies/Projekt Sommer"
+fallocate -l 1100M "$home/Movies/Projekt Sommer/Rohschnitt.mov" 2>/dev/null ||
+  head -c 1100M /dev/zero >"$home/Movies/Projekt Sommer/Rohschnitt.mov"
+
 echo "$root"
