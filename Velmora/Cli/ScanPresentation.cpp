@@ -48,7 +48,19 @@ nlohmann::json scanReportJSON(const ScanReport& report, const KeepList::IDs& kep
     nlohmann::json failures = nlohmann::json::array();
     for (const auto& failure : report.failures)
         failures.push_back({{"scannerID", failure.scannerID}, {"message", failure.message}});
-    return {{"findings", findings}, {"failures", failures}, {"totalBytes", reclaimableBytes(report, kept)}};
+    nlohmann::json bigChunks = nlohmann::json::array();
+    for (const auto& chunk : report.bigChunks)
+        bigChunks.push_back({{"path", chunk.location.string()}, {"bytes", chunk.bytes}});
+    nlohmann::json photos = nullptr;
+    if (report.photos)
+        photos = {{"library", report.photos->library.string()},
+                  {"bytes",
+                   report.photos->bytes ? nlohmann::json(*report.photos->bytes) : nlohmann::json(nullptr)}};
+    return {{"findings", findings},
+            {"failures", failures},
+            {"totalBytes", reclaimableBytes(report, kept)},
+            {"bigChunks", bigChunks},
+            {"photos", photos}};
 }
 
 std::string entryCount(std::size_t count) {
@@ -107,6 +119,17 @@ void printScanReport(std::ostream& out, const ScanReport& report, const KeepList
             }
         }
     }
+    if (!report.bigChunks.empty()) {
+        out << "\nGroße Brocken (von keiner Regel erklärt, nur zum Ansehen):\n";
+        for (const auto& chunk : report.bigChunks)
+            out << "  " << padded(ByteFormat::fileSize(chunk.bytes), 10, true) << "  "
+                << Text::printable(chunk.location.string()) << "\n";
+    }
+    if (report.photos)
+        out << "\nFotomediathek: "
+            << (report.photos->bytes ? ByteFormat::fileSize(*report.photos->bytes)
+                                     : std::string("Größe unbekannt"))
+            << "  " << Text::printable(report.photos->library.string()) << "\n";
     out << "\nFreigebbar: " << ByteFormat::fileSize(reclaimableBytes(report, kept)) << "\n";
     if (!report.failures.empty()) {
         out << "\nNicht geprüft:\n";

@@ -14,6 +14,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -175,9 +176,24 @@ private:
 #endif
 };
 
+// A folder whose total a walk with folder totals is still adding up. It is complete once its own
+// listing and every subfolder found in it are done, on whichever threads they ran.
+struct FolderNode {
+    FolderNode(std::shared_ptr<FolderNode> parent, std::string name)
+        : parent(std::move(parent)), name(std::move(name)) {}
+
+    const std::shared_ptr<FolderNode> parent;
+    const std::string name;
+    std::atomic<std::int64_t> bytes{0};
+    std::atomic<std::int64_t> outstanding{1}; // its own listing, then one per subfolder still to do
+    std::int64_t total = 0;                   // set when complete
+};
+
 struct Job {
-    std::shared_ptr<DirHandle> parent; // null for the measured location itself
-    std::string name;                  // inside `parent`, or the location's path
+    std::shared_ptr<DirHandle> parent;                 // null for the measured location itself
+    std::string name;                                  // inside `parent`, or the location's path
+    std::shared_ptr<FolderNode> parentNode;            // with folder totals only
+    const SizeMeter::Exclusions* parentSkip = nullptr; // what is left out inside `parent`, if anything
 };
 
 struct Tally {
@@ -211,17 +227,29 @@ struct FileKeyHash {
 // links seen so far, and the totals of the threads that finished.
 class Walk {
 public:
-    Walk(const SizeMeter::Options& options, StopToken stop, std::uint64_t device)
-        : options_(options), stop_(std::move(stop)), device_(device) {}
+    Walk(const SizeMeter::Options& options, StopToken stop, std::uint64_t device,
+         std::optional<std::int64_t> keepFoldersOf = std::nullopt)
+        : options_(options), stop_(std::move(stop)), device_(device), keepFoldersOf_(keepFoldersOf) {}
 
-    SizeMeter::Result run(std::string location);
+    SizeMeter::Result run(std::string location, const SizeMeter::Exclusions* skip = nullptr);
+
+    bool tracksFolders() const { return keepFoldersOf_.has_value(); }
+    // Marks one part of `node` done (its listing, or one subfolder); a folder whose parts are all done
+    // hands its total to its parent, which may complete in turn. Null does nothing.
+    void release(std::shared_ptr<FolderNode> node);
+    // The complete folders that were kept, in no particular order.
+    std::vector<std::shared_ptr<FolderNode>> keptFolders() {
+        std::lock_guard lock(keptMutex_);
+        return kept_;
+    }
 
     // Blocks until a folder is waiting or the walk is over (everyone idle, or stopped).
     std::optional<Job> take();
     // Cheap enough to ask before every folder: a thread is waiting for work.
     bool wantsWork() const { return waiting_.load(std::memory_order_relaxed) > 0; }
     // Hands the first `count` names of `names` to waiting threads; false when nobody needs them.
-    bool give(const std::shared_ptr<DirHandle>& parent, std::vector<std::string>& names, std::size_t count);
+    bool give(const std::shared_ptr<DirHandle>& parent, const std::shared_ptr<FolderNode>& parentNode,
+              const SizeMeter::Exclusions* parentSkip, std::vector<std::string>& names, std::size_t count);
     // True the first time a hard-linked file is seen in this measurement.
     bool firstSighting(FileKey key) {
         std::lock_guard lock(linksMutex_);
@@ -270,7 +298,26 @@ private:
 
     std::mutex linksMutex_;
     std::unordered_set<FileKey, FileKeyHash> seenLinks_;
+
+    const std::optional<std::int64_t> keepFoldersOf_;
+    std::mutex keptMutex_;
+    std::vector<std::shared_ptr<FolderNode>> kept_;
 };
+
+void Walk::release(std::shared_ptr<FolderNode> node) {
+    while (node) {
+        if (node->outstanding.fetch_sub(1, std::memory_order_acq_rel) != 1)
+            return;
+        node->total = node->bytes.load(std::memory_order_acquire);
+        if (!node->parent || node->total >= *keepFoldersOf_) {
+            std::lock_guard lock(keptMutex_);
+            kept_.push_back(node);
+        }
+        if (node->parent)
+            node->parent->bytes.fetch_add(node->total, std::memory_order_acq_rel);
+        node = node->parent; // this folder was one of its parent's parts
+    }
+}
 
 // One thread's depth-first walk of the subtrees it takes from the pool. Keeps the folders on its
 // current path as frames: each with its descriptor (while within the window of open ones) and the
@@ -285,14 +332,19 @@ public:
 
 private:
     struct Frame {
-        std::shared_ptr<DirHandle> dir; // null once it left the window of open descriptors
+        std::shared_ptr<DirHandle> dir;              // null once it left the window of open descriptors
+        std::shared_ptr<FolderNode> node;            // with folder totals only
+        const SizeMeter::Exclusions* skip = nullptr; // what is left out inside this folder
         std::vector<std::string> pending;
         bool identityKnown = false; // recorded when the descriptor was closed
         dev_t device = 0;
         ino_t inode = 0;
     };
 
-    void enter(int fd);
+    void enter(int fd, std::shared_ptr<FolderNode> node, const SizeMeter::Exclusions* skip);
+    std::shared_ptr<FolderNode> nodeFor(const std::shared_ptr<FolderNode>& parent, const std::string& name) {
+        return walk_.tracksFolders() ? std::make_shared<FolderNode>(parent, name) : nullptr;
+    }
     void list(Frame& frame);
     void climb();
     void share();
@@ -311,17 +363,23 @@ void Walker::walk(Job job) {
     const int fd = job.parent ? ::openat(job.parent->fd(), job.name.c_str(), directoryFlags)
                               : ::open(job.name.c_str(), directoryFlags);
     const int error = errno;
+    const bool location = !job.parent;
     job.parent.reset();
     if (fd < 0) {
         if (!vanished(error))
             ++tally_.unreadable;
+        walk_.release(std::move(job.parentNode));
         return;
     }
     if (walk_.foreign(fd)) {
         ::close(fd);
+        walk_.release(std::move(job.parentNode));
         return;
     }
-    enter(fd);
+    // The measured location's job carries its own exclusions, every other job those of its parent.
+    const SizeMeter::Exclusions* skip =
+        location ? job.parentSkip : (job.parentSkip ? job.parentSkip->find(job.name) : nullptr);
+    enter(fd, nodeFor(job.parentNode, job.name), skip);
     while (levels_ > 0) {
         if (walk_.stopRequested()) {
             abandon();
@@ -339,25 +397,33 @@ void Walker::walk(Job job) {
         Frame& top = frames_[levels_ - 1];
         const int child = ::openat(top.dir->fd(), top.pending.back().c_str(), directoryFlags);
         const int childError = errno;
+        std::string name = std::move(top.pending.back());
         top.pending.pop_back();
         if (child < 0) {
             if (!vanished(childError))
                 ++tally_.unreadable;
+            walk_.release(top.node);
             continue;
         }
         if (walk_.foreign(child)) {
             ::close(child);
+            walk_.release(top.node);
             continue;
         }
-        enter(child);
+        const SizeMeter::Exclusions* skip = top.skip ? top.skip->find(name) : nullptr;
+        // `top` may move when enter() grows the frames.
+        auto node = nodeFor(top.node, name);
+        enter(child, std::move(node), skip);
     }
 }
 
-void Walker::enter(int fd) {
+void Walker::enter(int fd, std::shared_ptr<FolderNode> node, const SizeMeter::Exclusions* skip) {
     if (levels_ == frames_.size())
         frames_.emplace_back();
     Frame& frame = frames_[levels_++];
     frame.dir = std::make_shared<DirHandle>(fd);
+    frame.node = std::move(node);
+    frame.skip = skip;
     frame.pending.clear();
     frame.identityKnown = false;
     if (levels_ > window_) {
@@ -374,7 +440,14 @@ void Walker::enter(int fd) {
             old.dir.reset();
         }
     }
+    const std::int64_t before = tally_.bytes;
     list(frame);
+    if (frame.node) {
+        frame.node->bytes.fetch_add(tally_.bytes - before, std::memory_order_relaxed);
+        frame.node->outstanding.fetch_add(static_cast<std::int64_t>(frame.pending.size()),
+                                          std::memory_order_relaxed);
+        walk_.release(frame.node);
+    }
     ++tally_.directories;
     walk_.noteDirectories(tally_.directories);
 }
@@ -388,6 +461,10 @@ void Walker::list(Frame& frame) {
             sinceStopCheck = 0;
             if (walk_.stopRequested())
                 return false;
+        }
+        if (frame.skip) {
+            if (const auto* left = frame.skip->find(name); left && left->whole)
+                return true;
         }
         switch (type) {
         case DT_DIR:
@@ -444,6 +521,7 @@ void Walker::climb() {
         }
     }
     top.dir.reset();
+    top.node.reset();
     top.pending.clear();
     --levels_;
 }
@@ -454,7 +532,7 @@ void Walker::share() {
     for (std::size_t level = 0; level < levels_; ++level) {
         Frame& frame = frames_[level];
         if (frame.dir && !frame.pending.empty()) {
-            walk_.give(frame.dir, frame.pending, (frame.pending.size() + 1) / 2);
+            walk_.give(frame.dir, frame.node, frame.skip, frame.pending, (frame.pending.size() + 1) / 2);
             return;
         }
     }
@@ -462,7 +540,11 @@ void Walker::share() {
 
 void Walker::abandon() {
     for (std::size_t level = 0; level < levels_; ++level) {
+        // Folders given up count what was seen, so that the folders around them still complete.
+        for (std::size_t i = 0; i < frames_[level].pending.size(); ++i)
+            walk_.release(frames_[level].node);
         frames_[level].dir.reset();
+        frames_[level].node.reset();
         frames_[level].pending.clear();
     }
     levels_ = 0;
@@ -491,8 +573,8 @@ std::optional<Job> Walk::take() {
     return job;
 }
 
-bool Walk::give(const std::shared_ptr<DirHandle>& parent, std::vector<std::string>& names,
-                std::size_t count) {
+bool Walk::give(const std::shared_ptr<DirHandle>& parent, const std::shared_ptr<FolderNode>& parentNode,
+                const SizeMeter::Exclusions* parentSkip, std::vector<std::string>& names, std::size_t count) {
     {
         std::lock_guard lock(mutex_);
         // Only an empty pool with someone waiting gets more: that keeps the number of descriptors
@@ -500,7 +582,7 @@ bool Walk::give(const std::shared_ptr<DirHandle>& parent, std::vector<std::strin
         if (!jobs_.empty() || waiting_.load(std::memory_order_relaxed) == 0 || finished_)
             return false;
         for (std::size_t i = 0; i < count; ++i)
-            jobs_.push_back(Job{parent, std::move(names[i])});
+            jobs_.push_back(Job{parent, std::move(names[i]), parentNode, parentSkip});
     }
     names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(count));
     wakeUp_.notify_all();
@@ -534,8 +616,8 @@ void Walk::helperMain() {
     finishedTally_ += walker.tally();
 }
 
-SizeMeter::Result Walk::run(std::string location) {
-    jobs_.push_back(Job{nullptr, std::move(location)});
+SizeMeter::Result Walk::run(std::string location, const SizeMeter::Exclusions* skip) {
+    jobs_.push_back(Job{nullptr, std::move(location), nullptr, skip});
     if (options_.threads <= 1)
         parallel_.store(true, std::memory_order_relaxed); // never start helpers
     Walker walker(*this);
@@ -583,6 +665,75 @@ SizeMeter::Result SizeMeter::measure(const std::filesystem::path& location, Stop
     }
     Walk walk(options_, std::move(stop), info.device);
     return walk.run(std::move(path));
+}
+
+void SizeMeter::Exclusions::add(const std::vector<std::string>& components) {
+    Exclusions* node = this;
+    for (const auto& name : components) {
+        if (node->whole)
+            return; // already left out whole
+        auto it = std::ranges::lower_bound(node->below, name, {}, &Exclusions::name);
+        if (it == node->below.end() || it->name != name)
+            it = node->below.insert(it, Exclusions{name, false, {}});
+        node = &*it;
+    }
+    node->whole = true;
+    node->below.clear();
+}
+
+const SizeMeter::Exclusions* SizeMeter::Exclusions::find(std::string_view child) const {
+    const auto it = std::ranges::lower_bound(below, child, {},
+                                             [](const Exclusions& e) -> std::string_view { return e.name; });
+    return it != below.end() && it->name == child ? &*it : nullptr;
+}
+
+SizeMeter::FolderTotals SizeMeter::measureFolders(const std::filesystem::path& location,
+                                                  const Exclusions& leaveOut, std::int64_t keepAtLeast,
+                                                  StopToken stop) const {
+    std::string path = location.native();
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    FolderTotals totals;
+    if (path.empty() || leaveOut.whole)
+        return totals;
+    EntryInfo info;
+    if (const int error = examine(AT_FDCWD, path.c_str(), info); error != 0) {
+        totals.result.unreadable = vanished(error) ? 0 : 1;
+        return totals;
+    }
+    if (info.kind != EntryInfo::Kind::directory)
+        return totals;
+
+    Walk walk(options_, std::move(stop), info.device, keepAtLeast);
+    totals.result = walk.run(path, &leaveOut);
+
+    // Parents before children: a folder's depth is the length of its chain of parents.
+    auto kept = walk.keptFolders();
+    const auto depth = [](const FolderNode* node) {
+        std::size_t d = 0;
+        for (; node->parent; node = node->parent.get())
+            ++d;
+        return d;
+    };
+    std::vector<std::pair<std::size_t, std::shared_ptr<FolderNode>>> ordered;
+    ordered.reserve(kept.size());
+    for (auto& node : kept)
+        ordered.emplace_back(depth(node.get()), std::move(node));
+    std::ranges::stable_sort(ordered, {}, &std::pair<std::size_t, std::shared_ptr<FolderNode>>::first);
+    std::unordered_map<const FolderNode*, std::ptrdiff_t> index;
+    for (const auto& [d, node] : ordered) {
+        FolderTotal folder{location, node->total, -1};
+        if (node->parent) {
+            const auto parent = index.find(node->parent.get());
+            if (parent == index.end())
+                continue; // its parent never completed (the walk was stopped)
+            folder.parent = parent->second;
+            folder.location = totals.folders[static_cast<std::size_t>(parent->second)].location / node->name;
+        }
+        index.emplace(node.get(), static_cast<std::ptrdiff_t>(totals.folders.size()));
+        totals.folders.push_back(std::move(folder));
+    }
+    return totals;
 }
 
 SizeMeasurer::Measurement SizeMeter::measureBounded(const std::filesystem::path& location, StopToken stop,

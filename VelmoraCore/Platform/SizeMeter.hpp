@@ -7,6 +7,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace velmora {
 
@@ -50,11 +53,42 @@ public:
         bool operator==(const Result&) const = default;
     };
 
+    // Paths a walk leaves out, as a tree of names below the walked location: a node marked `whole` is
+    // neither counted nor entered (file or folder); the others only lead to such nodes.
+    struct Exclusions {
+        std::string name;
+        bool whole = false;
+        std::vector<Exclusions> below; // sorted by name once `add` is done
+
+        // `components` relative to the walked location; an empty list leaves out the location itself.
+        void add(const std::vector<std::string>& components);
+        const Exclusions* find(std::string_view child) const;
+    };
+
+    struct FolderTotal {
+        std::filesystem::path location;
+        std::int64_t bytes = 0;     // what the walk counted below it
+        std::ptrdiff_t parent = -1; // index of the enclosing folder in the list; -1 for the walked location
+    };
+
+    struct FolderTotals {
+        // Parents before their children; only folders holding at least the asked-for bytes (and so every
+        // folder around one of them), the walked location always first.
+        std::vector<FolderTotal> folders;
+        Result result;
+    };
+
     SizeMeter() = default;
     explicit SizeMeter(Options options);
 
     std::int64_t size(const std::filesystem::path& location, StopToken stop = {}) const override;
     Result measure(const std::filesystem::path& location, StopToken stop = {}) const;
+    // The same single walk (same rules, threads and hard-link set), but it also keeps the total of every
+    // folder that holds at least `keepAtLeast` bytes, and leaves out `leaveOut` entirely. A folder's
+    // total is known once every thread is done below it; the small ones are dropped right then, so
+    // memory grows with the depth and the number of big folders, not with the tree.
+    FolderTotals measureFolders(const std::filesystem::path& location, const Exclusions& leaveOut,
+                                std::int64_t keepAtLeast, StopToken stop = {}) const;
     // Complete when the walk neither stopped early nor met anything unreadable.
     Measurement measureBounded(const std::filesystem::path& location, StopToken stop,
                                bool oneFileSystem) const override;

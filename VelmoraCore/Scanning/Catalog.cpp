@@ -3,6 +3,7 @@
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/Scanners/AppCachesScanner.hpp"
 #include "Scanning/Scanners/AppLeftoversScanner.hpp"
+#include "Scanning/Scanners/BigChunksScanner.hpp"
 #include "Scanning/Scanners/CondaScanner.hpp"
 #include "Scanning/Scanners/ContainerPruneScanner.hpp"
 #include "Scanning/Scanners/DeviceBackupsScanner.hpp"
@@ -575,6 +576,8 @@ std::vector<std::shared_ptr<Scanner>> Catalog::scanners(PlatformLayout layout) {
     scanners.push_back(std::make_shared<JetBrainsScanner>());
     for (const auto engine : {ContainerPruneScanner::Engine::docker, ContainerPruneScanner::Engine::podman})
         scanners.push_back(std::make_shared<ContainerPruneScanner>(engine));
+    // Storage: what no rule explains, after everything else.
+    scanners.push_back(std::make_shared<BigChunksScanner>());
     return scanners;
 }
 

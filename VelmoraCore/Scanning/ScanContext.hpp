@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 namespace velmora {
 
@@ -35,6 +36,10 @@ struct ScanContext {
     std::shared_ptr<const SizeMeasurer> sizer;
     std::shared_ptr<const RunningAppsSource> runningApps;
     std::shared_ptr<PathClaims> claims = std::make_shared<PathClaims>();
+    // What the phases before the running one reported, set by the engine for each phase: a scanner that
+    // accounts for everything else (the big-folder sweep) needs the sizes, not only the claimed places.
+    std::shared_ptr<const std::vector<Finding>> earlierFindings =
+        std::make_shared<const std::vector<Finding>>();
     std::chrono::system_clock::time_point now = std::chrono::system_clock::now();
     bool hasFullDiskAccess = true;
     bool includeSlowChecks = false;

@@ -83,13 +83,15 @@ ScanReport ScanEngine::run(const ScanContext& context, StopToken stop, const Pro
         }
     };
 
+    ScanContext phaseContext = context;
     for (ScannerPhase phase : allScannerPhases) {
         if (stop.stop_requested())
             break;
+        phaseContext.earlierFindings = std::make_shared<const std::vector<Finding>>(report.findings);
         std::vector<Running> running;
         for (const auto& scanner : scanners_)
             if (scanner->phase() == phase)
-                running.push_back(start(scanner, context, wakeup, perScannerTimeout_));
+                running.push_back(start(scanner, phaseContext, wakeup, perScannerTimeout_));
 
         while (true) {
             // Taken before looking, so that a gate settled meanwhile (by us or a scanner) ends the wait.
@@ -145,7 +147,23 @@ ScanReport ScanEngine::run(const ScanContext& context, StopToken stop, const Pro
         }
         context.claims->claim(locations);
     }
+    summarise(report);
     return report;
+}
+
+void ScanEngine::summarise(ScanReport& report) {
+    report.bigChunks.clear();
+    report.photos.reset();
+    for (const auto& finding : report.findings) {
+        if (finding.id.scannerID == bigChunksScannerID) {
+            for (const auto& item : finding.items)
+                if (item.url)
+                    report.bigChunks.push_back(BigChunk{*item.url, item.size.value_or(0)});
+        } else if (finding.id.scannerID == photosScannerID && !report.photos && !finding.items.empty() &&
+                   finding.items.front().url) {
+            report.photos = PhotosInfo{*finding.items.front().url, finding.items.front().size};
+        }
+    }
 }
 
 } // namespace velmora

@@ -34,6 +34,13 @@ public:
     static std::string timeoutMessage(std::chrono::nanoseconds timeout);
     static constexpr const char* cancelledMessage = "Abgebrochen";
 
+    // The scanners whose findings the report also carries in its own fields.
+    static constexpr const char* bigChunksScannerID = "personal.bigChunks";
+    static constexpr const char* photosScannerID = "personal.photos";
+    // Fills bigChunks (the big-folder finding's items, in order) and photos (the photos finding's one
+    // item: the library and its size) from the report's findings.
+    static void summarise(ScanReport& report);
+
 private:
     std::vector<std::shared_ptr<Scanner>> scanners_;
     std::chrono::nanoseconds perScannerTimeout_;

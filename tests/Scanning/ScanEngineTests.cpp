@@ -81,22 +81,40 @@ TEST(ScanEngine, FailuresAndEmptyFindingsDoNotStopTheOthers) {
 
 TEST(ScanEngine, LaterPhasesSeeWhatEarlierPhasesClaimedAndProgressCountsAllPhases) {
     std::vector<std::string> seenByCollector;
+    std::size_t earlierSeenByCollector = 0;
     auto specific =
         FakeScanner::returning("xcode.derivedData", {makeFinding("xcode.derivedData", {"/h/Library/b"})});
+    auto photos = FakeScanner::returning(
+        "personal.photos", {makeFinding("personal.photos", {"/h/P.photoslibrary"}, 7, Risk::hintOnly)});
     auto collector = std::make_shared<FakeScanner>(
         "appCaches.all", ScannerPhase::collector, [&](const ScanContext& context, StopToken) {
             for (const char* p : {"/h/Library/b", "/h/Library/b/deep/x", "/h/Library/bc", "/h/Library"})
                 if (!context.claims->isClaimed(p))
                     seenByCollector.push_back(p);
-            return std::vector<Finding>{};
+            earlierSeenByCollector = context.earlierFindings->size();
+            return std::vector<Finding>{makeFinding("appCaches.all", {"/h/Library/Caches/x"})};
+        });
+    auto big = std::make_shared<FakeScanner>(
+        "personal.bigChunks", ScannerPhase::lateCollector, [&](const ScanContext& context, StopToken) {
+            // The sweep sees the sizes of both earlier phases, and its items become the report's chunks.
+            const auto reported = PathClaims::reportedBytes("/h", *context.earlierFindings);
+            auto a = makeFinding("personal.bigChunks", {"/h/Movies"}, reported * 10, Risk::hintOnly);
+            auto b = makeFinding("personal.bigChunks", {"/h/Music"}, reported, Risk::hintOnly);
+            return std::vector<Finding>{a, b};
         });
     // Registered first, but runs after the specific phase; progress counts the scanners of all phases.
     std::vector<double> progress;
-    const auto report =
-        ScanEngine({collector, specific}, 5s).run({}, {}, [&](double p) { progress.push_back(p); });
+    const auto report = ScanEngine({big, collector, specific, photos}, 5s).run({}, {}, [&](double p) {
+        progress.push_back(p);
+    });
     EXPECT_EQ(seenByCollector, (std::vector<std::string>{"/h/Library/bc", "/h/Library"}));
-    EXPECT_EQ(ids(report), std::vector<std::string>{"xcode.derivedData"});
-    EXPECT_EQ(progress, (std::vector<double>{0.5, 1.0}));
+    EXPECT_EQ(earlierSeenByCollector, 2u);
+    EXPECT_EQ(ids(report), (std::vector<std::string>{"xcode.derivedData", "personal.photos", "appCaches.all",
+                                                     "personal.bigChunks", "personal.bigChunks"}));
+    EXPECT_TRUE(std::ranges::is_sorted(progress));
+    EXPECT_EQ(progress.back(), 1.0);
+    EXPECT_EQ(report.bigChunks, (std::vector<BigChunk>{{"/h/Movies", 20'070}, {"/h/Music", 2'007}}));
+    EXPECT_EQ(report.photos, (PhotosInfo{"/h/P.photoslibrary", 7}));
 }
 
 TEST(ScanEngine, CancellingStopsRunningScannersAndSkipsLaterPhases) {
