@@ -35,9 +35,10 @@ struct AppTree {
     fs::path home;
 
     explicit AppTree(PlatformLayout layout = PlatformLayout::macOS) {
-        home = context.home = tree.folder("Users/anna");
+        const std::string user = layout == PlatformLayout::macOS ? "/Users/anna" : "/home/anna";
+        home = context.home = tree.folder(user);
         context.rootPrefix = tree.root();
-        context.userCacheDir = tree.folder("Users/anna/.cache");
+        context.userCacheDir = tree.folder(user + "/.cache");
         context.layout = layout;
         context.sizer = std::make_shared<SizeMeter>();
         context.runner = runner;
@@ -49,7 +50,7 @@ struct AppTree {
         SafetyGuard::Setup setup;
         setup.layout = layout;
         setup.rootPrefix = tree.root();
-        setup.home = "/Users/anna";
+        setup.home = user;
         context.safety = std::make_shared<const SafetyGuard>(setup);
     }
     fs::path bundle(const std::string& where, const std::string& id, const std::string& extra = "") {
@@ -146,27 +147,27 @@ TEST(AppScanners, UnusedLinuxAppsAreFlatpaksWithAnOldDataFolderAndOldAppImages) 
     AppTree t(PlatformLayout::linux);
     t.installed.insert(t.tree / "usr/bin/flatpak");
     for (const auto& id : {"org.old.User", "org.never.Started"})
-        t.tree.link("Users/anna/.local/share/flatpak/app/" + std::string(id) + "/current", "x86_64/stable");
+        t.tree.link("home/anna/.local/share/flatpak/app/" + std::string(id) + "/current", "x86_64/stable");
     t.tree.link("var/lib/flatpak/app/org.old.System/current", "x86_64/stable");
     t.tree.link("var/lib/flatpak/app/org.fresh.System/current", "x86_64/stable");
     t.tree.file("var/lib/flatpak/exports/share/applications/org.old.System.desktop",
                 "[Desktop Entry]\nName=Alter Player\n");
     for (const auto& id : {"org.old.User", "org.old.System"}) {
-        t.age(t.tree.file("Users/anna/.var/app/" + std::string(id) + "/config/x"), std::chrono::days{120});
+        t.age(t.tree.file("home/anna/.var/app/" + std::string(id) + "/config/x"), std::chrono::days{120});
         t.age(t.home / ".var/app" / id / "config", std::chrono::days{120});
         t.age(t.home / ".var/app" / id, std::chrono::days{120});
     }
-    t.tree.file("Users/anna/.var/app/org.fresh.System/cache/new");
-    t.age(t.tree.file("Users/anna/Applications/Old-1.0.AppImage", "elf"), std::chrono::days{100});
-    t.age(t.tree.file("Users/anna/Applications/Running.AppImage", "elf"), std::chrono::days{100});
-    t.tree.file("Users/anna/Applications/Fresh.appimage", "elf");
+    t.tree.file("home/anna/.var/app/org.fresh.System/cache/new");
+    t.age(t.tree.file("home/anna/Applications/Old-1.0.AppImage", "elf"), std::chrono::days{100});
+    t.age(t.tree.file("home/anna/Applications/Running.AppImage", "elf"), std::chrono::days{100});
+    t.tree.file("home/anna/Applications/Fresh.appimage", "elf");
     t.running->setProcesses({{3, t.home / "Applications/Running.AppImage", "Running.AppImage"}});
 
     const auto found = scanned(UnusedAppsScanner(), t.context);
     EXPECT_EQ(offered(found, t.tree.root()),
-              (std::vector<std::string>{"Users/anna/.local/share/flatpak/app/org.old.User: org.old.User",
+              (std::vector<std::string>{"home/anna/.local/share/flatpak/app/org.old.User: org.old.User",
                                         "var/lib/flatpak/app/org.old.System: Alter Player",
-                                        "Users/anna/Applications/Old-1.0.AppImage: Old-1.0"}));
+                                        "home/anna/Applications/Old-1.0.AppImage: Old-1.0"}));
     ASSERT_EQ(found.size(), 3u);
     EXPECT_EQ(found[1].method, RemovalMethod::tool(ToolCommand{
                                    "flatpak", {"uninstall", "--system", "-y", "org.old.System"}, 600s}));
@@ -225,12 +226,12 @@ TEST(AppScanners, LeftoversAreEntriesOfIdentifiersNoAppOrProcessOwnsOutsideCatal
 
 TEST(AppScanners, LinuxLeftoversAreDataOfRemovedFlatpaksAndSnapsWithoutTheCatalogsCache) {
     AppTree t(PlatformLayout::linux);
-    t.tree.file("Users/anna/.var/app/org.gone.App/cache/blob");
-    t.tree.file("Users/anna/.var/app/org.gone.App/data/db");
-    t.tree.file("Users/anna/.var/app/org.kept.App/data/db");
+    t.tree.file("home/anna/.var/app/org.gone.App/cache/blob");
+    t.tree.file("home/anna/.var/app/org.gone.App/data/db");
+    t.tree.file("home/anna/.var/app/org.kept.App/data/db");
     t.tree.folder("var/lib/flatpak/app/org.kept.App");
-    t.tree.file("Users/anna/snap/gone-snap/common/x");
-    t.tree.file("Users/anna/snap/kept/common/x");
+    t.tree.file("home/anna/snap/gone-snap/common/x");
+    t.tree.file("home/anna/snap/kept/common/x");
     t.tree.folder("snap/kept");
     const auto found = scanned(AppLeftoversScanner(), t.context);
     EXPECT_EQ(offered(found, {}),
@@ -276,8 +277,8 @@ TEST(AppScanners, AppCachesTakeWhatIsBigAndUnclaimedOnceAcrossPhases) {
 TEST(AppScanners, LinuxAppCachesAreNamedByTheirDesktopEntry) {
     AppTree t(PlatformLayout::linux);
     t.tree.file("usr/share/applications/vlc.desktop", "[Desktop Entry]\nName=VLC media player\n");
-    t.tree.filledFile("Users/anna/.cache/vlc/art", 11'000'000);
-    t.tree.filledFile("Users/anna/.cache/pip/http/blob", 11'000'000); // the pip row's
+    t.tree.filledFile("home/anna/.cache/vlc/art", 11'000'000);
+    t.tree.filledFile("home/anna/.cache/pip/http/blob", 11'000'000); // the pip row's
     const auto found = scanned(AppCachesScanner(), t.context);
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].title, "VLC media player – Cache");
