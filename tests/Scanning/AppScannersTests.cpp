@@ -106,7 +106,7 @@ TEST(AppScanners, UnusedMacAppsAreTheOldOnesWithAKnownDateThatAreNeitherRunningN
     t.installed.insert(t.tree / "opt/homebrew/bin/brew");
     t.runner->expect(t.tree / "opt/homebrew/bin/brew", {"info", "--json=v2", "--cask", "--installed"})
         .returns(0, fixture("brew-info-json-v2-cask-installed.json"));
-    const auto old = "2026-01-10 08:00:00 +0000", recent = "2026-05-20 08:00:00 +0200";
+    const auto old = "2026-01-10 10:00:00 +0200", recent = "2026-05-20 08:00:00 +0000";
     t.lastUsed(t.bundle("Applications/Old.app", "com.example.Old",
                         "<key>CFBundleDisplayName</key><string>Alt</string>"),
                old);
