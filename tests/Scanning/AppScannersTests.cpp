@@ -142,6 +142,7 @@ TEST(AppScanners, UnusedMacAppsAreTheOldOnesWithAKnownDateThatAreNeitherRunningN
     // Dates that are not mdls's form fail the scan instead of guessing.
     t.runner->expect(t.tree / "usr/bin/mdls").returns(0, "gestern");
     t.bundle("Applications/Odd.app", "com.example.Odd");
+    t.context.claims = std::make_shared<PathClaims>(); // a new scan reads the apps again
     EXPECT_FALSE(UnusedAppsScanner().scan(t.context, {}));
 }
 
@@ -214,10 +215,12 @@ TEST(AppScanners, LeftoversAreEntriesOfIdentifiersNoAppOrProcessOwnsOutsideCatal
 
     // An app whose Info.plist cannot be read may be any app: nothing is then proven gone.
     t.tree.file("Applications/Broken.app/Contents/Info.plist", "\x01\x02");
+    t.context.claims = std::make_shared<PathClaims>(); // a new scan reads the apps again
     EXPECT_TRUE(scanned(AppLeftoversScanner(), t.context).empty());
     // So may a folder of apps that cannot be listed.
     fs::remove_all(t.tree / "Applications/Broken.app");
     ::chmod(t.tree.folder("Applications/Locked").c_str(), 0);
+    t.context.claims = std::make_shared<PathClaims>();
     std::size_t offeredThen = 99;
     if (!velmora::testing::runBoundByPermissions(
             [&] { offeredThen = scanned(AppLeftoversScanner(), t.context).size(); }))

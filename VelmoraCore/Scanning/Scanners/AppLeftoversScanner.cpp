@@ -166,7 +166,8 @@ std::expected<std::vector<Finding>, ScanError> AppLeftoversScanner::scan(const S
 
 std::expected<std::vector<Finding>, ScanError> AppLeftoversScanner::scanMac(const ScanContext& context,
                                                                             StopToken stop) {
-    const auto installed = InstalledApps::readAll(context);
+    const auto apps = InstalledApps::forScan(context);
+    const auto& installed = *apps;
     // An app folder we could not read completely may hold any app: then nothing is proven gone.
     if (!installed.complete)
         return std::vector<Finding>{};

@@ -191,14 +191,22 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanMac(const 
             return std::unexpected(toolscan::unreadable("brew info --json=v2 --cask --installed"));
         casks = std::move(*parsed);
     }
-    const auto installed =
-        InstalledApps::read({context.underRoot("/Applications"), context.home / "Applications"});
+    const auto installed = InstalledApps::forScan(context);
+    const auto inUserFolders = [&](const fs::path& bundle) {
+        for (const auto& folder : {context.underRoot("/Applications"), context.home / "Applications"}) {
+            const auto inside = bundle.lexically_relative(folder);
+            if (!inside.empty() && *inside.begin() != "..")
+                return true;
+        }
+        return false;
+    };
     const Running running(context);
     std::vector<Finding> findings;
-    for (const auto& app : installed.apps) {
+    for (const auto& app : installed->apps) {
         if (stop.stop_requested())
             return std::unexpected(ScanError{"Abgebrochen"});
-        if (appnames::isApple(app.bundleID) || running.runs(context, app.bundleID, app.bundle))
+        if (!inUserFolders(app.bundle) || appnames::isApple(app.bundleID) ||
+            running.runs(context, app.bundleID, app.bundle))
             continue;
         const auto lastUse = usage->lastUsed(app.bundle, stop);
         if (!lastUse)
