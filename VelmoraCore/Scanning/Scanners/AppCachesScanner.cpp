@@ -51,10 +51,10 @@ std::expected<std::vector<Finding>, ScanError> AppCachesScanner::scan(const Scan
         names.push_back(it->path().filename().string());
     std::ranges::sort(names);
 
-    InstalledApps installed;
+    std::shared_ptr<const InstalledApps> installed;
     std::optional<WorkspaceAppLocator> entries;
     if (mac)
-        installed = InstalledApps::readAll(context);
+        installed = InstalledApps::forScan(context);
     else
         entries.emplace(context.rootPrefix, context.home, context.layout);
 
@@ -82,7 +82,7 @@ std::expected<std::vector<Finding>, ScanError> AppCachesScanner::scan(const Scan
         app.displayName = Text::repairUTF8(name);
         if (mac) {
             app.bundleID = name;
-            if (const auto* found = installed.find(name)) {
+            if (const auto* found = installed->find(name)) {
                 app.displayName = found->displayName;
                 app.processName = found->executable;
             } else if (appnames::isApple(name)) {

@@ -68,9 +68,10 @@ std::optional<std::string> identifierOf(const std::string& name, const Place& pl
     return std::nullopt;
 }
 
-bool isEntry(const fs::path& path) {
+// Entries named after the identifier alone are folders; those with a suffix may be files.
+bool isEntry(const fs::path& path, bool folderOnly = false) {
     struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0 && (S_ISDIR(st.st_mode) || S_ISREG(st.st_mode));
+    return ::lstat(path.c_str(), &st) == 0 && (S_ISDIR(st.st_mode) || (S_ISREG(st.st_mode) && !folderOnly));
 }
 
 // Only "nothing there" proves an app gone; a place we may not look into could hold it.
@@ -165,7 +166,8 @@ std::expected<std::vector<Finding>, ScanError> AppLeftoversScanner::scan(const S
 
 std::expected<std::vector<Finding>, ScanError> AppLeftoversScanner::scanMac(const ScanContext& context,
                                                                             StopToken stop) {
-    const auto installed = InstalledApps::readAll(context);
+    const auto apps = InstalledApps::forScan(context);
+    const auto& installed = *apps;
     // An app folder we could not read completely may hold any app: then nothing is proven gone.
     if (!installed.complete)
         return std::vector<Finding>{};
@@ -191,7 +193,7 @@ std::expected<std::vector<Finding>, ScanError> AppLeftoversScanner::scanMac(cons
             if (place.form == Form::teamPrefix && vendors.contains(appnames::vendor(*id)))
                 continue;
             const fs::path entry = folder / name;
-            if (!isEntry(entry))
+            if (!isEntry(entry, place.form == Form::exact))
                 continue;
 #ifdef __APPLE__
             if (context.rootPrefix == "/") {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fnmatch.h>
+#include <mutex>
 #include <sys/stat.h>
 
 namespace velmora {
@@ -96,9 +97,19 @@ InstalledApps InstalledApps::read(const std::vector<fs::path>& folders) {
     return result;
 }
 
-InstalledApps InstalledApps::readAll(const ScanContext& context) {
-    return read({context.underRoot("/Applications"), context.home / "Applications",
-                 context.underRoot("/System/Applications")});
+std::shared_ptr<const InstalledApps> InstalledApps::forScan(const ScanContext& context) {
+    static std::mutex mutex;
+    static std::weak_ptr<PathClaims> scan;
+    static std::shared_ptr<const InstalledApps> cached;
+    std::lock_guard lock(mutex); // the second scanner waits for the first one's pass
+    const auto current = scan.lock();
+    if (cached && current && current == context.claims)
+        return cached;
+    cached = std::make_shared<const InstalledApps>(
+        read({context.underRoot("/Applications"), context.home / "Applications",
+              context.underRoot("/System/Applications")}));
+    scan = context.claims;
+    return cached;
 }
 
 const InstalledApp* InstalledApps::find(std::string_view bundleID) const {

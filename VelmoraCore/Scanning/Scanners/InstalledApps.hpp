@@ -5,6 +5,7 @@
 #include "Platform/PlatformLayout.hpp"
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,8 +31,9 @@ struct InstalledApps {
     // Every ".app" bundle in the folders and in their sub-folders up to three levels (suites keep their
     // apps in a folder of their own); bundles are not searched for nested apps, links are not followed.
     static InstalledApps read(const std::vector<std::filesystem::path>& folders);
-    // /Applications, ~/Applications and /System/Applications of the context.
-    static InstalledApps readAll(const ScanContext& context);
+    // /Applications, ~/Applications and /System/Applications of the context, read once per scan: the
+    // scanners of one scan share the answer (a scan is known by its claims).
+    static std::shared_ptr<const InstalledApps> forScan(const ScanContext& context);
 
     // The app with this identifier (compared without regard to case), else nothing.
     const InstalledApp* find(std::string_view bundleID) const;

@@ -80,10 +80,10 @@ struct Running {
     }
 };
 
-Finding appFinding(const fs::path& place, std::string name, std::string_view summary, RemovalMethod method,
-                   AppRef app, TimePoint lastUse, std::int64_t size) {
+Finding appFinding(std::string key, const fs::path& place, std::string name, std::string_view summary,
+                   RemovalMethod method, AppRef app, TimePoint lastUse, std::int64_t size) {
     Finding finding;
-    finding.id = FindingID{"apps.unused", place.string()};
+    finding.id = FindingID{"apps.unused", std::move(key)};
     finding.category = Category::apps;
     finding.title = name;
     finding.summary = std::string(summary);
@@ -155,7 +155,16 @@ std::optional<std::map<std::string, std::string>> UnusedAppsScanner::caskApps(st
 
 std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scan(const ScanContext& context,
                                                                        StopToken stop) {
-    return context.layout == PlatformLayout::macOS ? scanMac(context, stop) : scanLinux(context, stop);
+    auto found = context.layout == PlatformLayout::macOS ? scanMac(context, stop) : scanLinux(context, stop);
+    // Keys are the app's identifier; a second copy of an app (user and system installation, two
+    // folders) adds where it lies, as seen inside the root.
+    std::set<std::string> keys;
+    if (found)
+        for (auto& finding : *found)
+            if (!keys.insert(Text::lowercased(finding.id.key)).second)
+                finding.id.key +=
+                    "@/" + finding.items.front().url->lexically_relative(context.rootPrefix).string();
+    return found;
 }
 
 std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanMac(const ScanContext& context,
@@ -182,14 +191,22 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanMac(const 
             return std::unexpected(toolscan::unreadable("brew info --json=v2 --cask --installed"));
         casks = std::move(*parsed);
     }
-    const auto installed =
-        InstalledApps::read({context.underRoot("/Applications"), context.home / "Applications"});
+    const auto installed = InstalledApps::forScan(context);
+    const auto inUserFolders = [&](const fs::path& bundle) {
+        for (const auto& folder : {context.underRoot("/Applications"), context.home / "Applications"}) {
+            const auto inside = bundle.lexically_relative(folder);
+            if (!inside.empty() && *inside.begin() != "..")
+                return true;
+        }
+        return false;
+    };
     const Running running(context);
     std::vector<Finding> findings;
-    for (const auto& app : installed.apps) {
+    for (const auto& app : installed->apps) {
         if (stop.stop_requested())
             return std::unexpected(ScanError{"Abgebrochen"});
-        if (appnames::isApple(app.bundleID) || running.runs(context, app.bundleID, app.bundle))
+        if (!inUserFolders(app.bundle) || appnames::isApple(app.bundleID) ||
+            running.runs(context, app.bundleID, app.bundle))
             continue;
         const auto lastUse = usage->lastUsed(app.bundle, stop);
         if (!lastUse)
@@ -211,7 +228,7 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanMac(const 
         if (method.kind() == RemovalKind::trash && (!context.safety || guardRefuses(context, app.bundle)))
             continue;
         const auto size = context.sizer ? context.sizer->size(app.bundle, stop) : 0;
-        findings.push_back(appFinding(app.bundle, app.displayName, summary, std::move(method),
+        findings.push_back(appFinding(app.bundleID, app.bundle, app.displayName, summary, std::move(method),
                                       AppRef{app.bundleID, app.executable, app.displayName}, **lastUse,
                                       size));
     }
@@ -250,7 +267,7 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanLinux(cons
                                       .value_or(Text::repairUTF8(id));
                 const auto size = context.sizer ? context.sizer->size(place, stop) : 0;
                 findings.push_back(
-                    appFinding(place, name, flatpakSummary,
+                    appFinding(id, place, name, flatpakSummary,
                                RemovalMethod::tool(
                                    ToolCommand{"flatpak", {"uninstall", scope, "-y", id}, uninstallTimeout}),
                                AppRef{id, std::nullopt, name}, *lastUse, size));
@@ -276,7 +293,8 @@ std::expected<std::vector<Finding>, ScanError> UnusedAppsScanner::scanLinux(cons
             continue;
         const auto name = Text::repairUTF8(image.stem().string());
         const auto size = context.sizer ? context.sizer->size(image, stop) : 0;
-        findings.push_back(appFinding(image, name, appImageSummary, RemovalMethod::trash(),
+        findings.push_back(appFinding(Text::repairUTF8(image.filename().string()), image, name,
+                                      appImageSummary, RemovalMethod::trash(),
                                       AppRef{std::nullopt, image.filename().string(), name}, lastUse, size));
     }
     return findings;
