@@ -117,7 +117,8 @@ void printSystemDataReport(std::ostream& out, const SystemDataReport& report, co
             out << "    " << Text::printable(finding.summary) << "\n";
     }
     if (!report.findings.empty())
-        out << "Freigebbar: " << ByteFormat::fileSize(reclaimableBytes(ScanReport{report.findings, {}}, kept))
+        out << "Freigebbar: "
+            << ByteFormat::fileSize(reclaimableBytes(ScanReport{report.findings, {}, {}, {}}, kept))
             << " – entfernen mit „velmora clean KENNUNG“.\n";
     if (!report.notices.empty() || !report.failures.empty()) {
         out << "\nHinweise\n";
