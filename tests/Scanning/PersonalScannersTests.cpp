@@ -181,10 +181,12 @@ TEST(PersonalScanners, FoldersBehindFullDiskAccessAreReportedAsSuchAndOthersByTh
 
     fs::permissions(attachments, fs::perms::none);
     fs::permissions(backups, fs::perms::none);
+    fs::permissions(t.tree.folder(t.home / "Downloads"), fs::perms::none);
     t.context.hasFullDiskAccess = false;
     ASSERT_TRUE(velmora::testing::runBoundByPermissions([&] {
         for (const auto& scanner : std::vector<std::shared_ptr<Scanner>>{
-                 std::make_shared<MessageAttachmentsScanner>(), std::make_shared<DeviceBackupsScanner>()}) {
+                 std::make_shared<MessageAttachmentsScanner>(), std::make_shared<DeviceBackupsScanner>(),
+                 std::make_shared<OldInstallersScanner>()}) {
             const auto lacking = t.scan(*scanner);
             ASSERT_EQ(lacking.size(), 1u);
             EXPECT_TRUE(lacking[0].needsFullDiskAccess);
