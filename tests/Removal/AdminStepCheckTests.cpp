@@ -83,6 +83,8 @@ TEST(AdminStepCheck, OnlyTheListedToolsWithTheirExactArgumentsPass) {
                   {step("/usr/bin/tmutil", {"deletelocalsnapshots", "٢٠٢٤-05-01-123456"}), unknownTool},
                   {step("/usr/bin/tmutil", {"delete", "2024-05-01-123456"}), unknownTool},
                   {step("/usr/bin/tmutil", {"deletelocalsnapshots", "/"}), unknownTool},
+                  {step("/usr/bin/tmutil", {"deletelocalsnapshots", "2024-05-01-123456;rm"}), unknownTool},
+                  {step("/usr/bin/tmutil", {"deletelocalsnapshots", "2024-05-01-123456", "/"}), unknownTool},
                   {step("/usr/bin/log", {"erase", "--all"}), ok},
                   {step("/usr/bin/log", {"erase"}), unknownTool},
                   {step("/usr/bin/log", {"--all", "erase"}), unknownTool},

@@ -55,6 +55,9 @@ std::expected<std::vector<Finding>, ScanError> OldInstallersScanner::scan(const 
     const auto downloads = context.layout == PlatformLayout::linux
                                ? personal::userFolder(context, &XdgUserDirs::download, "Downloads")
                                : context.home / "Downloads";
+    // macOS keeps the downloads folder behind its privacy protection, which Full Disk Access opens.
+    if (personal::folderAccess(downloads) == personal::FolderAccess::unreadable && !context.hasFullDiskAccess)
+        return std::vector<Finding>{personal::lackingAccess(texts, RemovalMethod::trash())};
     const auto cutoff = cleanup::daysBefore(context, minimumAgeDays);
     std::vector<FindingItem> items;
     for (const auto& entry : cleanup::entriesIn(downloads)) {

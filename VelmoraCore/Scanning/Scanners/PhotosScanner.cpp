@@ -23,15 +23,23 @@ constexpr personal::Texts linuxTexts{
 
 constexpr std::string_view systemLibrary = "Photos Library.photoslibrary";
 
+// Only a folder seen to be there counts: one behind privacy protection may or may not exist.
+bool isFolder(const std::filesystem::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
 std::optional<std::filesystem::path> library(const ScanContext& context) {
     if (context.layout == PlatformLayout::linux) {
         auto pictures = personal::userFolder(context, &XdgUserDirs::pictures, "Pictures");
-        if (personal::folderAccess(pictures) == personal::FolderAccess::missing)
+        // "$HOME" is how user-dirs.dirs switches a folder off; the whole home is no photo library.
+        const auto inside = context.home.lexically_normal().lexically_relative(pictures.lexically_normal());
+        if (!inside.empty() && *inside.begin() != "..")
             return std::nullopt;
-        return pictures;
+        return isFolder(pictures) ? std::optional(pictures) : std::nullopt;
     }
     const auto pictures = context.home / "Pictures";
-    if (personal::folderAccess(pictures / systemLibrary) != personal::FolderAccess::missing)
+    if (isFolder(pictures / systemLibrary))
         return pictures / systemLibrary;
     for (const auto& entry : cleanup::entriesIn(pictures)) {
         const auto name = entry.path.filename().string();
