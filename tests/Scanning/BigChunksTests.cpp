@@ -60,6 +60,8 @@ TEST(BigChunks, ScannerListsUnexplainedFoldersOnly) {
                                   "Pictures/Photos Library.photoslibrary/b"})
         tree.filledFile(home / elsewhere, 200 * kB);
     tree.link("Users/anna/Documents/movies", home / "Movies");
+    for (int i = 0; i < 400; ++i) // enough folders that other threads take some of them
+        tree.folder(home / "Movies/Trip/shots" / std::to_string(i) / "raw");
     context.claims->claim({home / "Movies/Trip/render-cache", home / "Movies/Trip/old.render"});
     context.earlierFindings = std::make_shared<const std::vector<Finding>>(
         std::vector<Finding>{makeFinding("appCaches.app", {home / "Movies/Trip/render-cache"}, 200 * kB)});
