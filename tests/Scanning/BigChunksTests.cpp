@@ -1,5 +1,4 @@
-// Which folders are big chunks, and that the one walk behind them counts like the size meter and
-// never counts what another finding already shows.
+// Which folders are big chunks, and that their walk never counts what another finding shows.
 #include "Doubles/FakeScanner.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Platform/SizeMeter.hpp"
@@ -30,19 +29,19 @@ const SizeMeter::Options parallel{.threads = 4, .parallelAfterDirectories = 1};
 
 } // namespace
 
+// Threshold 10 throughout.
 TEST(BigChunks, TheDeepestFolderHoldingTheThresholdIsListedAndParentsOnlyForWhatIsLeft) {
     using F = SizeMeter::FolderTotal;
     const std::vector<std::tuple<std::vector<F>, std::size_t, std::vector<BigChunk>>> cases{
-        // threshold 10
-        {{{"/h", 30, -1}, {"/h/a", 25, 0}, {"/h/a/b", 25, 1}, {"/h/a/b/c", 22, 2}}, 20, {{"/h/a/b/c", 22}}},
-        {{{"/h", 99, -1}, {"/h/a", 30, 0}, {"/h/a/b", 25, 1}, {"/h/a/b/c", 20, 2}},
+        {{{"h", 30, -1}, {"h/a", 25, 0}, {"h/a/b", 25, 1}, {"h/a/b/c", 22, 2}}, 20, {{"h/a/b/c", 22}}},
+        {{{"h", 99, -1}, {"h/a", 30, 0}, {"h/a/b", 25, 1}, {"h/a/b/c", 20, 2}},
          20,
-         {{"/h/a/b/c", 20}, {"/h/a", 10}}},
-        {{{"/h", 50, -1}, {"/h/a", 9, 0}, {"/h/b", 9, 0}}, 20, {}}, // the home itself never
+         {{"h/a/b/c", 20}, {"h/a", 10}}},
+        {{{"h", 50, -1}, {"h/a", 9, 0}, {"h/b", 9, 0}}, 20, {}}, // the home itself never
         // Too many: the smallest goes back to its parent, which may then qualify with it.
-        {{{"/h", 99, -1}, {"/h/p", 30, 0}, {"/h/p/x", 12, 1}, {"/h/p/y", 11, 1}, {"/h/z", 15, 0}},
+        {{{"h", 99, -1}, {"h/p", 30, 0}, {"h/p/x", 12, 1}, {"h/p/y", 11, 1}, {"h/z", 15, 0}},
          2,
-         {{"/h/p", 30}, {"/h/z", 15}}},
+         {{"h/p", 30}, {"h/z", 15}}},
     };
     for (const auto& [folders, max, expected] : cases)
         EXPECT_EQ(BigChunksScanner::chunks(folders, 10, max), expected) << folders.back().location;
