@@ -11,6 +11,10 @@
 // listed, and a parent only for what its listed children leave over. The home itself is never listed.
 // When more folders qualify than may be listed, the smallest is given back to its parent (which may
 // qualify with it) until few enough remain. Biggest first.
+//
+// It walks with a size meter of its own rather than the context's measurer, which only knows totals;
+// `walk` sets its threads (it always keeps to one file system). The Trash left out is ~/.Trash and
+// the freedesktop.org one at its default place (~/.local/share/Trash).
 #pragma once
 
 #include "Platform/SizeMeter.hpp"
