@@ -24,12 +24,9 @@ TEST(TrashCommand, ShowsTheSizeAndEmptiesTheDesktopTrashOnlyWithConsent) {
     auto result = run({"trash"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("Papierkorb: 2"));
-    for (const auto& refused :
-         {std::vector<std::string>{"trash", "--empty"}, {"trash", "--empty", "--dry-run"}}) {
-        result = run(refused);
-        EXPECT_EQ(result.status, refused.size() == 2 ? 2 : 0) << result.err;
-        EXPECT_EQ(namesIn(trash / "files"), std::vector<std::string>{"alt.iso"});
-    }
+    EXPECT_EQ(run({"trash", "--empty"}).status, 2); // no terminal, no --yes
+    EXPECT_EQ(run({"trash", "--empty", "--dry-run"}).status, 0);
+    EXPECT_EQ(namesIn(trash / "files"), std::vector<std::string>{"alt.iso"});
     result = run({"trash", "--empty", "--yes"});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("Papierkorb geleert. Freigegeben: 2"));
