@@ -111,7 +111,7 @@ TEST_F(AppModelTest, ProgressOfAnEarlierScanIsDroppedAndNeverMovesBackwards) {
     Switch slowGo;
     scanners = {
         FakeScanner::returning("xcode.a", {}),
-        std::make_shared<FakeScanner>("xcode.b", ScannerPhase::specific, [&](const ScanContext&, StopToken) {
+        std::make_shared<FakeScanner>("xcode.b", ScannerPhase::collector, [&](const ScanContext&, StopToken) {
             slowGo.wait();
             return std::expected<std::vector<Finding>, ScanError>(std::vector<Finding>{});
         })};
