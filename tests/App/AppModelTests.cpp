@@ -261,9 +261,11 @@ TEST_F(AppModelTest, EmptyingTheTrashReportsFreedBytesOrTheErrorText) {
 TEST_F(AppModelTest, AScheduleChangeWaitsForTheOneBeingAppliedAndAFailureIsShown) {
     auto model = make();
     model->setCheckSchedule(CheckSchedule::weekly);
+    model->setCheckSchedule(CheckSchedule::off); // overtaken while weekly is applied: never applied
     model->setCheckSchedule(CheckSchedule::monthly);
     ASSERT_TRUE(executor->runUntil([&] { return !model->isApplyingSchedule(); }));
     EXPECT_EQ(agents->registered, std::set<std::string>{"de.tobrenlux.velmora2.check.monthly.plist"});
+    EXPECT_EQ(std::ranges::count(agents->calls, "unregister de.tobrenlux.velmora2.check.monthly.plist"), 1);
     EXPECT_EQ(model->agentStatus(), AgentStatus::enabled);
     EXPECT_EQ(model->defaults().stringValue(checkScheduleKey), "monthly");
     model->setDryRunSetting(true);
