@@ -33,7 +33,6 @@ struct Switch {
     }
 };
 
-// Removes every item it is handed.
 struct RecordingRemover final : Remover {
     std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool, StopToken) override {
         std::vector<ItemResult> results;
@@ -56,6 +55,7 @@ struct AppModelTest : ::testing::Test {
     Switch chunksGo{};
     Switch chunksReached{};
     bool forced = false;
+    std::atomic<int> contexts{0};
     std::filesystem::path keepFile = tree.root() / "keep.json";
     AppDependencies deps;
 
@@ -68,6 +68,7 @@ struct AppModelTest : ::testing::Test {
         deps.makeContext = [this] {
             ScanContext context;
             context.home = tree.root();
+            context.now = std::chrono::system_clock::time_point(std::chrono::seconds(++contexts)); // numbered
             return context;
         };
         deps.bigChunks = [this](const ScanReport&) {
@@ -321,9 +322,9 @@ TEST_F(AppModelTest, ServiceRemovalRechecksReportsEachOutcomeAndReloadsTheList) 
 
 TEST_F(AppModelTest, AnOvertakenSystemMeasurementIsDropped) {
     Switch firstGo;
-    std::atomic<int> calls{0};
-    deps.measureSystemData = [&](const ScanContext&, StopToken, const std::function<void(double)>& progress) {
-        const int call = ++calls;
+    deps.measureSystemData = [&](const ScanContext& context, StopToken,
+                                 const std::function<void(double)>& progress) {
+        const auto call = context.now.time_since_epoch() / 1s; // in the order they were asked for
         if (call == 1)
             firstGo.wait();
         progress(call == 1 ? 0.9 : 0.4);
