@@ -33,7 +33,6 @@ struct Switch {
     }
 };
 
-// Removes every item it is handed.
 struct RecordingRemover final : Remover {
     std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool, StopToken) override {
         std::vector<ItemResult> results;
@@ -56,6 +55,7 @@ struct AppModelTest : ::testing::Test {
     Switch chunksGo{};
     Switch chunksReached{};
     bool forced = false;
+    std::atomic<int> contexts{0};
     std::filesystem::path keepFile = tree.root() / "keep.json";
     AppDependencies deps;
 
@@ -68,6 +68,7 @@ struct AppModelTest : ::testing::Test {
         deps.makeContext = [this] {
             ScanContext context;
             context.home = tree.root();
+            context.now = std::chrono::system_clock::time_point(std::chrono::seconds(++contexts)); // numbered
             return context;
         };
         deps.bigChunks = [this](const ScanReport&) {
@@ -111,7 +112,7 @@ TEST_F(AppModelTest, ProgressOfAnEarlierScanIsDroppedAndNeverMovesBackwards) {
     Switch slowGo;
     scanners = {
         FakeScanner::returning("xcode.a", {}),
-        std::make_shared<FakeScanner>("xcode.b", ScannerPhase::specific, [&](const ScanContext&, StopToken) {
+        std::make_shared<FakeScanner>("xcode.b", ScannerPhase::collector, [&](const ScanContext&, StopToken) {
             slowGo.wait();
             return std::expected<std::vector<Finding>, ScanError>(std::vector<Finding>{});
         })};
@@ -261,9 +262,11 @@ TEST_F(AppModelTest, EmptyingTheTrashReportsFreedBytesOrTheErrorText) {
 TEST_F(AppModelTest, AScheduleChangeWaitsForTheOneBeingAppliedAndAFailureIsShown) {
     auto model = make();
     model->setCheckSchedule(CheckSchedule::weekly);
+    model->setCheckSchedule(CheckSchedule::off); // overtaken while weekly is applied: never applied
     model->setCheckSchedule(CheckSchedule::monthly);
     ASSERT_TRUE(executor->runUntil([&] { return !model->isApplyingSchedule(); }));
     EXPECT_EQ(agents->registered, std::set<std::string>{"de.tobrenlux.velmora2.check.monthly.plist"});
+    EXPECT_EQ(std::ranges::count(agents->calls, "unregister de.tobrenlux.velmora2.check.monthly.plist"), 1);
     EXPECT_EQ(model->agentStatus(), AgentStatus::enabled);
     EXPECT_EQ(model->defaults().stringValue(checkScheduleKey), "monthly");
     model->setDryRunSetting(true);
@@ -319,9 +322,9 @@ TEST_F(AppModelTest, ServiceRemovalRechecksReportsEachOutcomeAndReloadsTheList) 
 
 TEST_F(AppModelTest, AnOvertakenSystemMeasurementIsDropped) {
     Switch firstGo;
-    std::atomic<int> calls{0};
-    deps.measureSystemData = [&](const ScanContext&, StopToken, const std::function<void(double)>& progress) {
-        const int call = ++calls;
+    deps.measureSystemData = [&](const ScanContext& context, StopToken,
+                                 const std::function<void(double)>& progress) {
+        const auto call = context.now.time_since_epoch() / 1s; // in the order they were asked for
         if (call == 1)
             firstGo.wait();
         progress(call == 1 ? 0.9 : 0.4);
