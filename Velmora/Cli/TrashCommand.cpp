@@ -1,5 +1,6 @@
 #include "Cli/TrashCommand.hpp"
 
+#include "App/EmptyTrashText.hpp"
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
 #include "Findings/ByteFormat.hpp"
@@ -19,14 +20,6 @@ CLI::App* addTrashCommand(CLI::App& app, TrashOptions& options) {
                       "Den Papierkorb endgültig leeren – erst nach deiner Bestätigung");
     command->add_flag("-y,--yes", options.yes, "Ohne Rückfrage leeren (nötig ohne Terminal)");
     return command;
-}
-
-std::string emptyTrashFailureText(const EmptyTrashError& error) {
-    if (error.kind == EmptyTrashError::Kind::automationDenied)
-        return "Papierkorb konnte nicht geleert werden: Velmora 2 braucht die Erlaubnis, den Finder zu "
-               "steuern. "
-               "Du erteilst sie unter Systemeinstellungen → Datenschutz & Sicherheit → Automation.";
-    return "Papierkorb konnte nicht geleert werden: " + error.message;
 }
 
 int runTrashCommand(const TrashOptions& options, const RunSetting& setting, std::istream& in,
@@ -56,7 +49,7 @@ int runTrashCommand(const TrashOptions& options, const RunSetting& setting, std:
     }
     const auto freed = deps.emptyTrash(setting.dryRun, {});
     if (!freed) {
-        err << "velmora: " << Text::printable(emptyTrashFailureText(freed.error())) << "\n";
+        err << "velmora: " << Text::printable(emptyTrashErrorText(freed.error())) << "\n";
         return exitFailure;
     }
     if (!setting.dryRun)

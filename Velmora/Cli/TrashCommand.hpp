@@ -21,9 +21,6 @@ struct TrashOptions {
 
 CLI::App* addTrashCommand(CLI::App& app, TrashOptions& options);
 
-// The German line for a Trash that could not be emptied, as the window shows it too.
-std::string emptyTrashFailureText(const EmptyTrashError& error);
-
 // `interactive`: standard input and error are a terminal. Exit 0 when the size was measured or the
 // Trash emptied (or the user declined), 1 when it could not be, 2 for wrong usage.
 int runTrashCommand(const TrashOptions& options, const RunSetting& setting, std::istream& in,
