@@ -22,8 +22,11 @@ if ! log=$(cmake --preset "$PRESET" 2>&1 && cmake --build --preset "$PRESET" --t
   echo "$log" >&2
   die "the build failed"
 fi
-VELMORA=build/$PRESET/Velmora/velmora
-[ -x "$VELMORA" ] || die "no $VELMORA"
+[ -x "build/$PRESET/velmora" ] || die "no build/$PRESET/velmora"
+# A copy, so that a rebuild while the rounds run cannot change what is timed.
+VELMORA=$(mktemp "${TMPDIR:-/tmp}/velmora-bench.XXXXXX")
+trap 'rm -f "$VELMORA"' EXIT
+cp "build/$PRESET/velmora" "$VELMORA" && chmod +x "$VELMORA"
 
 HOME_IN_TREE="$ROOT/Users/anna"
 if [ ! -e "$HOME_IN_TREE/.velmora-bench-tree-complete" ]; then
