@@ -86,6 +86,8 @@ AppModel::AppModel(AppDependencies deps, std::shared_ptr<SettingsStore> defaults
     dryRunSetting_ = defaults_->boolValue(dryRunKey).value_or(false);
     checkSchedule_ = checkScheduleFromSetting(defaults_->stringValue(checkScheduleKey));
     isDryRunForced_ = deps_.dryRun && deps_.dryRun();
+    if (!now_)
+        now_ = [] { return std::chrono::system_clock::now(); };
     performance_ = std::make_unique<PerformanceModel>(deps_.performance);
     refreshAgentStatus();
     refreshNotificationStatus();
