@@ -1,5 +1,6 @@
 #include "LiveEnvironment.hpp"
 
+#include "App/AppModel.hpp"
 #include "Check/AppleScriptNotifier.hpp"
 #include "Check/LaunchAgentService.hpp"
 #include "Check/NotifySendNotifier.hpp"
@@ -23,6 +24,7 @@
 #include "Removal/FreedesktopTrashEmptier.hpp"
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
+#include "Scanning/Scanners/PhotosScanner.hpp"
 #include "Services/ServiceRemoval.hpp"
 #include "Services/WorkspaceAppLocator.hpp"
 #include "SystemData/LinuxVolumeInventory.hpp"
@@ -252,8 +254,7 @@ AppDependencies LiveEnvironment::appDependencies() const {
     deps.makeContext = [self] { return self->scanContext(); };
     // The lead fills this from the big-folder scanner's findings once the storage scanners land.
     deps.bigChunks = [](const ScanReport& report) { return report.bigChunks; };
-    // The lead fills this with the photos-library probe once the storage scanners land.
-    deps.photos = [](const ScanContext&) { return std::optional<PhotosInfo>(); };
+    deps.photos = [](const ScanContext& context) { return photosInfo(context); };
     const auto trash = trashEmptier();
     deps.trash = [trash] { return trash->size(); };
     deps.fullDiskAccess = std::make_shared<const FullDiskAccess>(setting_.layout);
@@ -316,7 +317,10 @@ AppDependencies LiveEnvironment::appDependencies() const {
     const auto removal =
         std::make_shared<const ServiceRemoval>(services, runner_, removalRunner(deps.keepList));
     deps.removeServices = [removal](const std::vector<LaunchItem>& items, bool dryRun,
-                                    const std::function<void(const std::string&)>&, StopToken stop) {
+                                    const std::function<void(const std::string&)>& progress, StopToken stop) {
+        // ServiceRemoval tests every service afresh first; the line the model showed for that ends here.
+        if (progress)
+            progress(std::string(AppModelText::removingServices));
         return removal->remove(items, dryRun, std::move(stop));
     };
     return deps;

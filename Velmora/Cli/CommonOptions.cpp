@@ -1,5 +1,7 @@
 #include "Cli/CommonOptions.hpp"
 
+#include "App/ForcedDryRun.hpp"
+
 #include <CLI/CLI.hpp>
 
 #include <cstdlib>
@@ -66,7 +68,7 @@ std::expected<RunSetting, std::string> resolveSetting(const CommonOptions& optio
     setting.home = setting.real(setting.logicalHome);
     if (!fs::is_directory(setting.home, ec))
         return std::unexpected("Der Benutzerordner existiert nicht: " + setting.home.string());
-    setting.dryRun = options.dryRun || environmentDryRun == "1";
+    setting.dryRun = options.dryRun || isDryRunForced({}, environmentDryRun);
     return setting;
 }
 
