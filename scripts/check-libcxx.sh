@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 scripts/build.sh libcxx
 root=$(mktemp -d "${TMPDIR:-/tmp}/velmora-libcxx.XXXXXX")
 trap 'rm -rf "$root"' EXIT
-scripts/mac-shaped-home.sh "$root" >/dev/null
+MAC_SHAPED_WITHOUT_BIG=1 scripts/mac-shaped-home.sh "$root" >/dev/null
 report=$(build/libcxx/velmora scan --platform macos --root "$root" --home /Users/anna --json)
 for id in xcode.derivedData languages.npm; do
   if ! grep -q "\"$id\"" <<<"$report"; then
