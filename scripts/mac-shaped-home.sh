@@ -120,15 +120,15 @@ cat >"$home/Library/LaunchAgents/de.tobrenlux.velmora.cleanup.plist" <<'PLIST'
 PLIST
 fill "$home/.Trash/Alter Export.mov" 1536
 printf '#!/bin/sh\nexit 113\n' >"$root/bin/launchctl"
-printf '#!/bin/sh\necho "execution error: Not authorized to send Apple events to Finder. (-1743)" >&2\nexit 1\n' >"$root/usr/bin/osascript"
-chmod +x "$root/bin/launchctl" "$root/usr/bin/osascript"
+chmod +x "$root/bin/launchctl"
 # Developer tools: an extra Xcode, unused nvm, rustup and TeX Live versions, a simulator whose
 # runtime is gone, and stand-ins for xcode-select, xcrun, brew, ollama, rustup, docker and osascript
 # that print written or recorded output and log each call in .recorded/calls.log. The osascript
 # stand-in runs the administrator script as the calling user, inside this tree.
 fixtures="$(cd "$(dirname "$0")/../tests/fixtures" && pwd)"
 for f in devtools/brew-cleanup-dry-run.txt devtools/brew-autoremove-dry-run.txt devtools/ollama-list.txt \
-  devtools/rustup-toolchain-list.txt devtools/rustup-override-list.txt docker/system-df-v.json; do
+  devtools/rustup-toolchain-list.txt devtools/rustup-override-list.txt docker/system-df-v.json \
+  apps/brew-info-json-v2-cask-installed.json; do
   cp "$fixtures/$f" "$root/.recorded/"
 done
 mkdir -p "$root/Applications/Xcode-beta.app/Contents/MacOS"
@@ -167,6 +167,7 @@ SH
 standin "$root/opt/homebrew/bin/brew" <<'SH'
 "cleanup --prune=all --dry-run") exec /bin/cat "$rec/brew-cleanup-dry-run.txt" ;;
 "autoremove --dry-run") exec /bin/cat "$rec/brew-autoremove-dry-run.txt" ;;
+"info --json=v2 --cask --installed") exec /bin/cat "$rec/brew-info-json-v2-cask-installed.json" ;;
 SH
 standin "$root/opt/homebrew/bin/ollama" <<'SH'
 list) exec /bin/cat "$rec/ollama-list.txt" ;;
@@ -178,8 +179,10 @@ SH
 standin "$root/opt/homebrew/bin/docker" <<'SH'
 "system df -v --format json") exec /bin/cat "$rec/system-df-v.json" ;;
 SH
-# "do shell script "<script>" with administrator privileges": the script unquoted, then run.
+# "do shell script "<script>" with administrator privileges": the script unquoted, then run; the
+# Finder refuses to be steered (the Trash cannot be emptied from here).
 standin "$root/usr/bin/osascript" <<'SH'
+"-e tell application \"Finder\" to empty trash") echo "execution error: Not authorized to send Apple events to Finder. (-1743)" >&2; exit 1 ;;
 -e*) shift; exec /bin/sh -c "$(/usr/bin/perl -e '$_ = shift; s/^do shell script "//; s/" with administrator privileges$//; s/\\(.)/$1/gs; print' "$1")" ;;
 SH
 # Big folders: a video project no rule explains, 1.1 GB (allocated at once where the file system can).

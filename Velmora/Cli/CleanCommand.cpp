@@ -174,14 +174,9 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
     }
     printPlan(out, plan, options.showCommands);
 
-    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
-    case Consent::given:
-        break;
-    case Consent::declined:
-        return exitOK;
-    case Consent::refused:
-        return exitUsage;
-    }
+    if (const auto stop =
+            exitWithoutConsent(askConsent(options.yes, setting.dryRun, interactive, in, out, err)))
+        return *stop;
 
     std::map<std::pair<std::string, std::string>, std::string> names;
     for (const auto& chosen : selection.chosen)

@@ -1,5 +1,7 @@
 #include "Cli/Consent.hpp"
 
+#include "Cli/CliApp.hpp"
+
 #include <istream>
 #include <ostream>
 #include <string>
@@ -20,6 +22,18 @@ Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, st
         return Consent::given;
     out << "Abgebrochen – es wurde nichts entfernt.\n";
     return Consent::declined;
+}
+
+std::optional<int> exitWithoutConsent(Consent consent) {
+    switch (consent) {
+    case Consent::given:
+        return std::nullopt;
+    case Consent::declined:
+        return exitOK;
+    case Consent::refused:
+        return exitUsage;
+    }
+    return exitUsage;
 }
 
 } // namespace velmora::cli

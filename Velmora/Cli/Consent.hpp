@@ -3,6 +3,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <optional>
 
 namespace velmora::cli {
 
@@ -15,5 +16,9 @@ enum class Consent {
 // A dry run needs no consent. Prints the German question, or the line saying why nothing was removed.
 Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, std::ostream& out,
                    std::ostream& err);
+
+// The exit status a command ends with when consent was not given (declined: 0, refused: 2); nothing
+// when it may go ahead.
+std::optional<int> exitWithoutConsent(Consent consent);
 
 } // namespace velmora::cli

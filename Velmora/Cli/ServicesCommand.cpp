@@ -149,14 +149,9 @@ int removeLegacy(const ServicesOptions& options, const RunSetting& setting, cons
         printLegacyFiles(out, item);
     if (setting.dryRun)
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
-    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
-    case Consent::given:
-        break;
-    case Consent::declined:
-        return exitOK;
-    case Consent::refused:
-        return exitUsage;
-    }
+    if (const auto stop =
+            exitWithoutConsent(askConsent(options.yes, setting.dryRun, interactive, in, out, err)))
+        return *stop;
     if (damagedKeepListStops(*deps.keepList, err))
         return exitFailure;
     const auto report = deps.removeLegacy(items, setting.dryRun, {}, {});
@@ -223,14 +218,9 @@ int removeServices(const ServicesOptions& options, const RunSetting& setting, co
     if (setting.dryRun)
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
 
-    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
-    case Consent::given:
-        break;
-    case Consent::declined:
-        return exitOK;
-    case Consent::refused:
-        return exitUsage;
-    }
+    if (const auto stop =
+            exitWithoutConsent(askConsent(options.yes, setting.dryRun, interactive, in, out, err)))
+        return *stop;
     // Asked only now, at the moment of removal: services are stopped before their files go.
     if (damagedKeepListStops(*deps.keepList, err))
         return exitFailure;

@@ -39,14 +39,9 @@ int runTrashCommand(const TrashOptions& options, const RunSetting& setting, std:
     out << "Alles im Papierkorb wird endgültig gelöscht – das lässt sich nicht rückgängig machen.\n";
     if (setting.dryRun)
         out << "Trockenlauf – es wird nichts gelöscht.\n";
-    switch (askConsent(options.yes, setting.dryRun, interactive, in, out, err)) {
-    case Consent::given:
-        break;
-    case Consent::declined:
-        return exitOK;
-    case Consent::refused:
-        return exitUsage;
-    }
+    if (const auto stop =
+            exitWithoutConsent(askConsent(options.yes, setting.dryRun, interactive, in, out, err)))
+        return *stop;
     const auto freed = deps.emptyTrash(setting.dryRun, {});
     if (!freed) {
         err << "velmora: " << Text::printable(emptyTrashErrorText(freed.error())) << "\n";
