@@ -1,5 +1,6 @@
 #include "Scanning/PathScanner.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Findings/ShellQuote.hpp"
 #include "Platform/FileTime.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -179,10 +180,7 @@ Finding PathScanner::findingFor(const PathRule& rule, std::vector<FindingItem> i
     finding.method = rule.method;
     finding.blockingApps = rule.blockingApps;
     finding.itemsSelectable = rule.grouping == Grouping::perMatch;
-    std::int64_t total = 0;
-    for (const auto& item : items)
-        total += item.size.value_or(0);
-    finding.size = total;
+    finding.size = itemsTotal(items);
     finding.items = std::move(items);
     finding.commandPreview = commandPreview(finding.method, finding.items);
     return finding;

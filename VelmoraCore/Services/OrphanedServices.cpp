@@ -1,5 +1,6 @@
 #include "Services/OrphanedServices.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
 
 #include <sys/stat.h>
@@ -29,10 +30,7 @@ Finding orphanFinding(FindingID id, std::string_view findingTitle, std::string_v
     finding.summary = findingSummary;
     finding.risk = Risk::review;
     finding.method = std::move(method);
-    std::int64_t total = 0;
-    for (const auto& item : items)
-        total += item.size.value_or(0);
-    finding.size = total;
+    finding.size = itemsTotal(items);
     finding.items = std::move(items);
     finding.commandPreview = std::move(preview);
     return finding;

@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/AppLeftoversScanner.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/Scanners/InstalledApps.hpp"
 #include "Support/Text.hpp"
@@ -117,10 +118,7 @@ Finding leftoverFinding(Group group, std::string title, std::string_view summary
     finding.summary = std::string(summary);
     finding.risk = Risk::review;
     finding.method = RemovalMethod::trash();
-    std::int64_t total = 0;
-    for (const auto& item : group.items)
-        total += item.size.value_or(0);
-    finding.size = total;
+    finding.size = itemsTotal(group.items);
     finding.items = std::move(group.items);
     return finding;
 }

@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/JetBrainsScanner.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -163,10 +164,7 @@ std::expected<std::vector<Finding>, ScanError> JetBrainsScanner::scan(const Scan
         finding.risk = Risk::review;
         finding.method = RemovalMethod::trash();
         finding.blockingApps = {ide};
-        std::int64_t total = 0;
-        for (const auto& item : items)
-            total += item.size.value_or(0);
-        finding.size = total;
+        finding.size = itemsTotal(items);
         finding.commandPreview = PathScanner::commandPreview(finding.method, items);
         finding.items = std::move(items);
         findings.push_back(std::move(finding));

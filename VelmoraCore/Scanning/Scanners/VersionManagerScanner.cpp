@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/VersionManagerScanner.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Platform/ToolLocator.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/PathScanner.hpp"
@@ -206,10 +207,7 @@ std::expected<std::vector<Finding>, ScanError> VersionManagerScanner::scan(const
     // nvm is a shell function and cannot be started; pyenv and rbenv remove a version by deleting its
     // folder just the same. The Trash keeps the choice reversible and lets each version go on its own.
     finding.method = RemovalMethod::trash();
-    std::int64_t total = 0;
-    for (const auto& item : items)
-        total += item.size.value_or(0);
-    finding.size = total;
+    finding.size = itemsTotal(items);
     finding.commandPreview = PathScanner::commandPreview(finding.method, items);
     finding.items = std::move(items);
     return std::vector<Finding>{std::move(finding)};

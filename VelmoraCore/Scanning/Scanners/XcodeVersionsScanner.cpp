@@ -1,5 +1,6 @@
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
+#include "Findings/ItemsTotal.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/PathScanner.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -125,10 +126,7 @@ std::expected<std::vector<Finding>, ScanError> XcodeVersionsScanner::scan(const 
     finding.risk = Risk::review;
     finding.method = RemovalMethod::trash();
     finding.blockingApps = {xcode};
-    std::int64_t total = 0;
-    for (const auto& item : items)
-        total += item.size.value_or(0);
-    finding.size = total;
+    finding.size = itemsTotal(items);
     finding.commandPreview = PathScanner::commandPreview(finding.method, items);
     finding.items = std::move(items);
     return std::vector<Finding>{std::move(finding)};
