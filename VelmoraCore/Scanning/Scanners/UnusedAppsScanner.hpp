@@ -1,7 +1,8 @@
 // Apps not opened for 90 days. macOS: the bundles in /Applications and ~/Applications with the date
 // Spotlight keeps of their last use; Linux: Flatpak apps (user and system installation) with the latest
-// modification of their data folder (and its first level), and AppImages in ~/Applications with their own access time. An app whose
-// last use is unknown, that is running, or that comes with the system is never offered.
+// modification of their data folder (and its first level), and AppImages in ~/Applications with their own
+// access time. An app whose last use is unknown, that is running, or that comes with the system is never
+// offered.
 #pragma once
 
 #include "Platform/AppUsageSource.hpp"
