@@ -44,7 +44,8 @@ bool writeAll(int descriptor, std::string_view data) {
 } // namespace
 
 std::expected<void, AtomicWriteError> writeFileAtomically(const std::filesystem::path& file,
-                                                          std::string_view data) {
+                                                          std::string_view data,
+                                                          std::optional<unsigned> forcedMode) {
     const auto folder = file.parent_path().empty() ? std::filesystem::path(".") : file.parent_path();
     std::error_code error;
     std::filesystem::create_directories(folder, error);
@@ -61,7 +62,9 @@ std::expected<void, AtomicWriteError> writeFileAtomically(const std::filesystem:
     }
 
     struct stat existing {};
-    const mode_t mode = ::stat(file.c_str(), &existing) == 0 ? (existing.st_mode & 07777) : 0644;
+    const mode_t mode = forcedMode                             ? static_cast<mode_t>(*forcedMode)
+                        : ::stat(file.c_str(), &existing) == 0 ? (existing.st_mode & 07777)
+                                                               : 0644;
     if (::fchmod(temporary.descriptor, mode) != 0)
         return failure(AtomicWriteError::Step::createTemporary, errno);
     if (!writeAll(temporary.descriptor, data))
