@@ -1,5 +1,9 @@
-// Entry point of the velmora executable.
+// Entry point of the velmora executable: a command, the headless check, or the window.
 #include "Cli/CliApp.hpp"
+
+#ifdef VELMORA_WITH_WINDOW
+#include "Views/WindowApp.hpp"
+#endif
 
 #include <iostream>
 #include <string>
@@ -7,5 +11,10 @@
 
 int main(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
-    return velmora::cli::runCli(arguments, std::cout, std::cerr);
+    velmora::cli::WindowOpener openWindow;
+#ifdef VELMORA_WITH_WINDOW
+    if (velmora::windowCanOpen())
+        openWindow = velmora::runWindow;
+#endif
+    return velmora::cli::runCli(arguments, std::cout, std::cerr, {}, openWindow);
 }

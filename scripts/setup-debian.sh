@@ -10,8 +10,9 @@ if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 PACKAGES=(
   build-essential cmake ninja-build pkg-config
   nlohmann-json3-dev libplist-dev libicu-dev libfmt-dev libcli11-dev
+  qt6-base-dev qt6-svg-dev
 )
-DEV=(clang-format libgtest-dev libgmock-dev libbenchmark-dev gdu time)
+DEV=(clang-format libgtest-dev libgmock-dev libbenchmark-dev gdu time xvfb xauth imagemagick fonts-dejavu-core)
 CI=(clang clang-19 libc++-19-dev libc++abi-19-dev)
 case "${1:-}" in
   "") ;;

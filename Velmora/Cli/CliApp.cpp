@@ -40,6 +40,7 @@ constexpr const char* footer =
     "  velmora trash --empty             den Papierkorb leeren (nach Rückfrage)\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
+    "  velmora                           das Fenster öffnen (--tab services: auf diesem Reiter)\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
 
 void germanise(CLI::App& app) {
@@ -77,7 +78,7 @@ std::optional<std::string> environment(const char* name) {
 } // namespace
 
 int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
-           const ServiceOverrides& overrides) {
+           const ServiceOverrides& overrides, const WindowOpener& openWindow) {
     CLI::App app(description, "velmora");
     germanise(app);
     app.option_defaults()->group("Optionen");
@@ -99,6 +100,11 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     const auto keep = addKeepCommands(app, keepOptions);
     bool headlessCheck = false;
     addHeadlessCheckFlag(app, headlessCheck);
+    std::string tabRaw;
+    app.add_option("--tab", tabRaw,
+                   "Das Fenster mit diesem Reiter öffnen: storage, developer, systemData, services oder "
+                   "performance")
+        ->type_name("REITER");
     auto* check = addCheckCommand(app);
     HistoryOptions historyOptions;
     auto* history = addHistoryCommand(app, historyOptions);
@@ -140,7 +146,19 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         err << "velmora: --check steht für sich allein, ohne Befehl.\nMehr dazu: velmora --help\n";
         return exitUsage;
     }
-    if (parsed.empty() && !headlessCheck) {
+    std::optional<AppTab> tab;
+    if (!tabRaw.empty()) {
+        tab = appTabFromRawValue(tabRaw);
+        if (!tab || !parsed.empty() || headlessCheck) {
+            err << "velmora: "
+                << (tab ? "--tab gilt nur für das Fenster, ohne Befehl."
+                        : "Unbekannter Reiter „" + Text::printable(tabRaw) +
+                              "“ – erlaubt sind storage, developer, systemData, services, performance.")
+                << "\nMehr dazu: velmora --help\n";
+            return exitUsage;
+        }
+    }
+    if (parsed.empty() && !headlessCheck && !openWindow) {
         out << app.help();
         return exitOK;
     }
@@ -152,6 +170,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     setting->overrides = overrides;
     if (headlessCheck)
         return runHeadlessCheck(*setting, err);
+    if (parsed.empty())
+        return openWindow(*setting, tab);
     auto* command = parsed.front();
     if (command == scan)
         return runScanCommand(scanOptions, *setting, out, err,

@@ -1,0 +1,7 @@
+#include "Views/CleanupTabView.hpp"
+
+namespace velmora {
+
+CleanupTabView::CleanupTabView(AppModel&, AppTab, QWidget* parent) : QWidget(parent) {}
+
+} // namespace velmora

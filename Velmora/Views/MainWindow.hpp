@@ -1,0 +1,45 @@
+// The main window "Velmora 2": the five tabs in their order, the menu (dry run, rescan, settings,
+// about), kept in step with the model's selected tab.
+#pragma once
+
+#include "App/AppModel.hpp"
+
+#include <QMainWindow>
+
+#include <array>
+
+class QAction;
+class QTabWidget;
+
+namespace velmora {
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(AppModel& model, QWidget* parent = nullptr);
+
+    QTabWidget* tabs() const { return tabs_; }
+    QAction* dryRunAction() const { return dryRun_; }
+    QAction* rescanAction() const { return rescan_; }
+    QAction* settingsAction() const { return settings_; }
+    // The page of `tab` (the tab views are built once, with the window).
+    QWidget* page(AppTab tab) const;
+
+private:
+    void showDryRun();
+    void openSettings();
+    void showAbout();
+
+    AppModel& model_;
+    QTabWidget* tabs_ = nullptr;
+    QAction* dryRun_ = nullptr;
+    QAction* rescan_ = nullptr;
+    QAction* settings_ = nullptr;
+    std::array<QWidget*, allAppTabs.size()> pages_{};
+    AppModel::Observation observation_;
+};
+
+// The icon drawn beside a tab's title: ours from the resources, else the desktop theme's.
+QIcon tabIcon(AppTab tab);
+
+} // namespace velmora

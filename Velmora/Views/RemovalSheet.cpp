@@ -1,0 +1,7 @@
+#include "Views/RemovalSheet.hpp"
+
+namespace velmora {
+
+RemovalSheet::RemovalSheet(AppModel&, QWidget* parent) : QDialog(parent) {}
+
+} // namespace velmora

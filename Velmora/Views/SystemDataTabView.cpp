@@ -1,0 +1,7 @@
+#include "Views/SystemDataTabView.hpp"
+
+namespace velmora {
+
+SystemDataTabView::SystemDataTabView(AppModel&, QWidget* parent) : QWidget(parent) {}
+
+} // namespace velmora
