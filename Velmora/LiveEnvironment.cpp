@@ -169,6 +169,17 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
                                *tools_, std::move(executor), runningApps_, std::move(keepList));
 }
 
+TrashRestorer LiveEnvironment::trashRestorer() const {
+    auto journal = std::make_shared<RemovalJournal>(RemovalJournal::defaultFile(appDataFolder()));
+    auto guard = std::make_shared<const SafetyGuard>(safetyGuard());
+    if (setting_.layout == PlatformLayout::macOS)
+        return TrashRestorer(TrashLocation::home(setting_.home), std::move(guard), std::move(journal));
+    const auto xdgDataHome = setting_.isLiveRoot() ? std::getenv("XDG_DATA_HOME") : nullptr;
+    return TrashRestorer(
+        TrashLocation::freedesktop(FreedesktopTrash::dataHomeFor(setting_.home, xdgDataHome), setting_.home),
+        std::move(guard), std::move(journal));
+}
+
 fs::path LiveEnvironment::checkHistoryFile() const {
     return CheckHistory::defaultFile(appDataFolder());
 }

@@ -15,6 +15,7 @@
 #include "Platform/SettingsStore.hpp"
 #include "Removal/RemovalRunner.hpp"
 #include "Removal/TrashEmptier.hpp"
+#include "Removal/TrashRestorer.hpp"
 #include "Safety/KeepList.hpp"
 #include "Safety/SafetyGuard.hpp"
 #include "Scanning/ScanContext.hpp"
@@ -52,6 +53,9 @@ public:
     // owning tools, the administrator prompt and the keep list.
     RemovalRunner removalRunner(std::shared_ptr<const KeepList> keepList) const;
     std::filesystem::path checkHistoryFile() const;
+    // Puts Trash items of recorded removal runs back: the platform's Trash inside the root, the guard
+    // and the journal of removals beside the keep list.
+    TrashRestorer trashRestorer() const;
     // Linux layout: ${XDG_CONFIG_HOME:-<home>/.config}.
     std::filesystem::path configFolder() const;
 

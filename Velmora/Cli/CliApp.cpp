@@ -6,6 +6,7 @@
 #include "Cli/GuardCommand.hpp"
 #include "Cli/HistoryCommand.hpp"
 #include "Cli/KeepCommand.hpp"
+#include "Cli/RestoreCommand.hpp"
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
@@ -38,6 +39,7 @@ constexpr const char* footer =
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "  velmora trash --empty             den Papierkorb leeren (nach Rückfrage)\n"
+    "  velmora restore                   zurücklegen, was der letzte Lauf in den Papierkorb gelegt hat\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "  velmora                           das Fenster öffnen (--tab services: auf diesem Reiter)\n"
@@ -118,6 +120,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* top = addTopCommand(app, topOptions);
     TrashOptions trashOptions;
     auto* trash = addTrashCommand(app, trashOptions);
+    RestoreOptions restoreOptions;
+    auto* restore = addRestoreCommand(app, restoreOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -191,6 +195,10 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runTrashCommand(trashOptions, *setting, std::cin, out, err,
                                ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
                                    &err == &std::cerr);
+    if (command == restore)
+        return runRestoreCommand(restoreOptions, *setting, std::cin, out, err,
+                                 ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1 &&
+                                     &err == &std::cerr);
     if (command == top)
         return runTopCommand(topOptions, *setting, out, err,
                              ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1 &&
