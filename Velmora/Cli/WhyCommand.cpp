@@ -131,6 +131,8 @@ int runWhyCommand(const WhyOptions& options, const RunSetting& setting, std::ost
         e.path = e.path.is_absolute() ? logical(e.path, setting) : fs::path(options.paths[index]);
         if (e.claim && e.claim->item.url)
             e.claim->item.url = logical(*e.claim->item.url, setting);
+        if (e.claim && e.claim->pattern)
+            e.claim->pattern = logical(*e.claim->pattern, setting).string();
     }
     if (options.json) {
         out << nlohmann::json(explanations).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)

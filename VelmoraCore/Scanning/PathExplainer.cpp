@@ -72,7 +72,7 @@ fs::path baseFolder(PathBase base, const ScanContext& context) {
     return {};
 }
 
-// The first pattern of the rule that matches the path or one of its ancestors.
+// The first pattern of the rule that matches the path or one of its ancestors, below its base folder.
 std::optional<std::string> matchingPattern(const PathRule& rule, const Components& path,
                                            const ScanContext& context) {
     const std::pair<fs::path, const std::vector<std::string>*> groups[] = {
@@ -85,7 +85,7 @@ std::optional<std::string> matchingPattern(const PathRule& rule, const Component
             continue;
         for (const auto& pattern : *patterns)
             if (patternCovers(splitPattern(pattern), *rest, rule.excludeNames))
-                return pattern;
+                return (base / fs::path(pattern).relative_path()).string();
     }
     return std::nullopt;
 }

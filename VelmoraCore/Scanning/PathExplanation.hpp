@@ -45,7 +45,8 @@ struct PathClaim {
     // The item that covers the path: the path itself or the nearest ancestor some finding reported.
     FindingItem item;
     // Where the finding comes from: the path rule with the finding's scanner id (and the pattern that
-    // matched the item) or, without `fromRule`, the specialised scanner of that id.
+    // matched the item, as a path below the rule's base folder) or, without `fromRule`, the
+    // specialised scanner of that id.
     bool fromRule = false;
     std::optional<std::string> pattern;
     bool kept = false;
