@@ -24,6 +24,7 @@
 #include "Removal/FreedesktopTrashEmptier.hpp"
 #include "Removal/PkexecPrivilegedExecutor.hpp"
 #include "Scanning/Catalog.hpp"
+#include "Scanning/PathExplainer.hpp"
 #include "Scanning/Scanners/PhotosScanner.hpp"
 #include "Services/ServiceRemoval.hpp"
 #include "Services/WorkspaceAppLocator.hpp"
@@ -123,6 +124,14 @@ ScanEngine LiveEnvironment::scanEngine() const {
 
 SafetyGuard LiveEnvironment::safetyGuard() const {
     return SafetyGuard::live(setting_.layout, setting_.rootPrefix, setting_.logicalHome);
+}
+
+std::shared_ptr<const PathExplainer> LiveEnvironment::pathExplainer() const {
+    const auto self = std::make_shared<const LiveEnvironment>(*this);
+    return std::make_shared<const PathExplainer>(PathExplainer::Services{
+        std::make_shared<const ScanEngine>(scanEngine()), Catalog::rules(setting_.layout),
+        [self] { return self->scanContext(); }, std::make_shared<const SafetyGuard>(safetyGuard()),
+        std::make_shared<const KeepList>(keepListFile())});
 }
 
 SystemDataScan LiveEnvironment::systemDataScan() const {

@@ -30,6 +30,8 @@
 
 namespace velmora {
 
+class PathExplainer;
+
 class LiveEnvironment {
 public:
     static constexpr std::chrono::seconds perScannerTimeout{45};
@@ -41,6 +43,8 @@ public:
     ScanContext scanContext() const;
     ScanEngine scanEngine() const;
     SafetyGuard safetyGuard() const;
+    // Answers "why" for paths with the scanners, rules, guard and keep list a scan uses.
+    std::shared_ptr<const PathExplainer> pathExplainer() const;
     // The system data of this machine (or of the tree): diskutil, tmutil and the clean-up tools are
     // taken from inside the root like every other tool.
     SystemDataScan systemDataScan() const;

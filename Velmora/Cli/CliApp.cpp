@@ -13,6 +13,7 @@
 #include "Cli/SystemCommand.hpp"
 #include "Cli/TopCommand.hpp"
 #include "Cli/TrashCommand.hpp"
+#include "Cli/WhyCommand.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -35,6 +36,7 @@ constexpr const char* footer =
     "  velmora scan                      Speicherfresser im eigenen Benutzerordner finden\n"
     "  velmora scan --json               dasselbe als JSON für Skripte\n"
     "  velmora guard ~/Library/Caches/x  fragen, ob ein Pfad angefasst werden dürfte\n"
+    "  velmora why ~/Library/Caches/pip  erklären, welcher Fund einen Pfad erfasst und warum\n"
     "  velmora keep xcode.archives       einen Fund dauerhaft behalten\n"
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
@@ -122,6 +124,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* trash = addTrashCommand(app, trashOptions);
     RestoreOptions restoreOptions;
     auto* restore = addRestoreCommand(app, restoreOptions);
+    WhyOptions whyOptions;
+    auto* why = addWhyCommand(app, whyOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -205,6 +209,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
                                  &out == &std::cout);
     if (command == guard)
         return runGuardCommand(guardOptions, *setting, out);
+    if (command == why)
+        return runWhyCommand(whyOptions, *setting, out);
     if (command == keep.keep)
         return runKeepCommand(keepOptions, *setting, out, err);
     if (command == keep.unkeep)
