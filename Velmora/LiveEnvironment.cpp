@@ -165,8 +165,15 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
             [] { return std::chrono::system_clock::now(); }, setting_.home);
         executor = std::make_shared<PkexecPrivilegedExecutor>(runner_);
     }
+    RemovalRunner::Accounting accounting{
+        std::make_shared<const DiskInfo>(), setting_.home, removalJournal(), {}};
     return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,
-                               *tools_, std::move(executor), runningApps_, std::move(keepList));
+                               *tools_, std::move(executor), runningApps_, std::move(keepList), {},
+                               std::move(accounting));
+}
+
+std::shared_ptr<RemovalJournal> LiveEnvironment::removalJournal() const {
+    return std::make_shared<RemovalJournal>(RemovalJournal::defaultFile(appDataFolder()));
 }
 
 fs::path LiveEnvironment::checkHistoryFile() const {

@@ -6,6 +6,7 @@
 #include "Cli/GuardCommand.hpp"
 #include "Cli/HistoryCommand.hpp"
 #include "Cli/KeepCommand.hpp"
+#include "Cli/RemovalsCommand.hpp"
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
 #include "Cli/ServicesCommand.hpp"
@@ -38,6 +39,7 @@ constexpr const char* footer =
     "  velmora schedule weekly           jeden Sonntag um 10 Uhr automatisch prüfen\n"
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "  velmora trash --empty             den Papierkorb leeren (nach Rückfrage)\n"
+    "  velmora removals                  zeigen, was bisher entfernt wurde und wo es liegt\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "\nHilfe zu einem Befehl: velmora BEFEHL --help";
@@ -112,6 +114,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* top = addTopCommand(app, topOptions);
     TrashOptions trashOptions;
     auto* trash = addTrashCommand(app, trashOptions);
+    RemovalsOptions removalsOptions;
+    auto* removals = addRemovalsCommand(app, removalsOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -187,6 +191,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runCheckCommand(*setting, out, err);
     if (command == history)
         return runHistoryCommand(historyOptions, *setting, out);
+    if (command == removals)
+        return runRemovalsCommand(removalsOptions, *setting, out, err);
     if (command == schedule)
         return runScheduleCommand(scheduleOptions, *setting, out, err);
     out << app.help();

@@ -104,7 +104,8 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
     EXPECT_EQ(trashed.at("linkItem"), "link:" + (c / "app.three").string());
 
     // Every item reported removed with its size: nothing failed or was skipped.
-    EXPECT_EQ(report.freedBytes, 300 + 0 + 4000 + 70);
+    EXPECT_EQ(report.freedBytes, 4000 + 70);
+    EXPECT_EQ(report.trashedBytes, 300 + 0);
     EXPECT_TRUE(report.failures.empty());
     EXPECT_FALSE(report.summary());
 }
@@ -191,7 +192,7 @@ TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereEls
                       {tmp.string(), "entfernt – geblieben: Config.yaml, auth.json, session/token.txt "
                                      "(Zugangsdaten werden nie angefasst)"},
                       {other.string(), "entfernt"}}));
-        EXPECT_EQ(report.freedBytes, 1'000'000 - keptBytes + 500);
+        EXPECT_EQ(toTrash ? report.trashedBytes : report.freedBytes, 1'000'000 - keptBytes + 500);
         // In the Trash: run.log, cache with its three entries, chunk.bin, the other folder with auth.json.
         if (toTrash) {
             EXPECT_EQ(snapshot(h.trashFiles()).size(), 8u);
@@ -264,7 +265,7 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningOrLiesBehindALinkIsLeftAloneAndTheRe
         EXPECT_EQ(outcomes, expected);
         EXPECT_EQ(without(snapshot(t.root()), t.root(), {h.trashFolder}),
                   without(before, t.root(), {h.trashFolder, base / "fine"}));
-        EXPECT_EQ(report.freedBytes, 111);
+        EXPECT_EQ(report.freedBytes + report.trashedBytes, 111);
         EXPECT_EQ(report.failures.size(), 9u);
     }
 }
