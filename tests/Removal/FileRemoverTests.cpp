@@ -309,7 +309,9 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
               ItemOutcome::failed(std::string(otherVolumeText)));
     EXPECT_TRUE(trashed.empty());
     TrashRemover remover(h.trash, h.guard, record);
-    EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000));
+    const TrashPlacement placed{h.trashFiles() / "f", h.trashFolder / "info/f.trashinfo",
+                                *step.items[0].identity};
+    EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000, std::nullopt, placed));
     EXPECT_EQ(trashed, std::vector<fs::path>{file});
     EXPECT_FALSE(present(file));
     EXPECT_EQ(contentOf(h.trashFiles() / "f"), "f");
