@@ -174,12 +174,19 @@ RemovalRunner LiveEnvironment::removalRunner(std::shared_ptr<const KeepList> kee
             [] { return std::chrono::system_clock::now(); }, setting_.home);
         executor = std::make_shared<PkexecPrivilegedExecutor>(runner_);
     }
+    RemovalRunner::Accounting accounting{
+        std::make_shared<const DiskInfo>(), setting_.home, removalJournal(), {}};
     return RemovalRunner::live(std::move(trash), std::make_shared<const SafetyGuard>(safetyGuard()), runner_,
-                               *tools_, std::move(executor), runningApps_, std::move(keepList));
+                               *tools_, std::move(executor), runningApps_, std::move(keepList), {},
+                               std::move(accounting));
+}
+
+std::shared_ptr<RemovalJournal> LiveEnvironment::removalJournal() const {
+    return std::make_shared<RemovalJournal>(RemovalJournal::defaultFile(appDataFolder()));
 }
 
 TrashRestorer LiveEnvironment::trashRestorer() const {
-    auto journal = std::make_shared<RemovalJournal>(RemovalJournal::defaultFile(appDataFolder()));
+    auto journal = removalJournal();
     auto guard = std::make_shared<const SafetyGuard>(safetyGuard());
     if (setting_.layout == PlatformLayout::macOS)
         return TrashRestorer(TrashLocation::home(setting_.home), std::move(guard), std::move(journal));

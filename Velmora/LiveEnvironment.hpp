@@ -13,6 +13,7 @@
 #include "Performance/PerformanceDependencies.hpp"
 #include "Platform/SealedRoot.hpp"
 #include "Platform/SettingsStore.hpp"
+#include "Removal/RemovalJournal.hpp"
 #include "Removal/RemovalRunner.hpp"
 #include "Removal/TrashEmptier.hpp"
 #include "Removal/TrashRestorer.hpp"
@@ -54,8 +55,11 @@ public:
     std::filesystem::path appDataFolder() const;
     std::filesystem::path keepListFile() const;
     // The runner with the live removers: the platform's Trash (inside the root), the guard, the
-    // owning tools, the administrator prompt and the keep list.
+    // owning tools, the administrator prompt and the keep list; it measures the free space of the home and
+    // records each run in the removal journal.
     RemovalRunner removalRunner(std::shared_ptr<const KeepList> keepList) const;
+    // removals.json beside the keep list: every run that removed or tried something.
+    std::shared_ptr<RemovalJournal> removalJournal() const;
     std::filesystem::path checkHistoryFile() const;
     // Puts Trash items of recorded removal runs back: the platform's Trash inside the root, the guard
     // and the journal of removals beside the keep list.

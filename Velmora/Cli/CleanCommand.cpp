@@ -3,6 +3,7 @@
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
 #include "Cli/KeepCommand.hpp"
+#include "Cli/RemovalsCommand.hpp"
 #include "Cli/ScanPresentation.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
@@ -15,7 +16,6 @@
 #include <algorithm>
 #include <istream>
 #include <iterator>
-#include <map>
 #include <ostream>
 #include <set>
 
@@ -34,6 +34,8 @@ CLI::App* addCleanCommand(CLI::App& app, CleanOptions& options) {
     command->add_flag("--delete-directly", options.deleteDirectly,
                       "Direkt löschen statt Papierkorb (schafft sofort Platz) – nur für Einträge über 10 GB");
     command->add_flag("--zap", options.zap, "Auch Einstellungen entfernen (zap) bei Homebrew-Casks");
+    command->add_flag("--json", options.json,
+                      "Den Lauf als JSON für Skripte ausgeben (nur mit --yes oder --dry-run)");
     return command;
 }
 
@@ -139,6 +141,27 @@ void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
         out << "\nTrockenlauf – es wird nichts entfernt.\n";
 }
 
+// Every item with its outcome, then the reconciliation of the selection and the accounting of space.
+void printResult(std::ostream& out, const RemovalReport& result) {
+    out << "\n";
+    for (std::size_t i = 0; i < result.results.size(); ++i) {
+        const auto& item = result.results[i];
+        const auto& name = i < result.details.size() ? result.details[i].name : item.itemID;
+        out << Text::printable(name + ": " + item.outcome.text()) << "\n";
+    }
+    out << "\n";
+    const auto lines = result.reconciliation();
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        out << (i == 0 ? "" : "  ") << Text::printable(lines[i]) << "\n";
+    out << "Freigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
+    for (const auto& line :
+         {result.trashedText(), result.freeSpaceText(), result.freeSpaceNote(), result.summary()})
+        if (line)
+            out << *line << "\n";
+    if (result.runID)
+        out << "Protokolliert als " << *result.runID << " (velmora removals " << *result.runID << ")\n";
+}
+
 } // namespace
 
 int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in,
@@ -148,6 +171,14 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
                "clean --help\n";
         return exitUsage;
     }
+    // A script cannot answer the question, and the question would spoil the JSON.
+    if (options.json && !options.yes && !setting.dryRun) {
+        err << "velmora: --json geht nur zusammen mit --yes oder --dry-run. Es wurde nichts entfernt.\nMehr "
+               "dazu: velmora clean --help\n";
+        return exitUsage;
+    }
+    // With --json only the run goes to standard output; what the user should still read goes to err.
+    std::ostream& text = options.json ? err : out;
     const auto deps = LiveEnvironment(setting).appDependencies();
     if (damagedKeepListStops(*deps.keepList, err))
         return exitFailure;
@@ -165,42 +196,45 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
         return exitUsage;
     }
     for (const auto& note : selection.notes)
-        out << Text::printable(note) << "\n";
+        text << Text::printable(note) << "\n";
     const auto plan = RemovalPlan::build(selection.chosen,
                                          RemovalOptions{options.deleteDirectly, options.zap, setting.dryRun});
     if (plan.isEmpty()) {
-        out << "Nichts zu entfernen.\n";
+        text << "Nichts zu entfernen.\n";
+        if (options.json) {
+            RemovalReport nothing;
+            nothing.dryRun = setting.dryRun;
+            out << cleanRunJSON(nothing) << "\n";
+        }
         return exitOK;
     }
-    printPlan(out, plan, options.showCommands);
+    if (!options.json)
+        printPlan(out, plan, options.showCommands);
 
     if (const auto stop =
             exitWithoutConsent(askConsent(options.yes, setting.dryRun, interactive, in, out, err)))
         return *stop;
 
-    std::map<std::pair<std::string, std::string>, std::string> names;
-    for (const auto& chosen : selection.chosen)
-        for (const auto& item : chosen.items)
-            names[{chosen.finding.id.text(), item.id}] = item.name;
-    const auto result = deps.runner->run(plan, [&](const std::string& text) {
+    const auto result = deps.runner->run(plan, [&](const std::string& progress) {
         if (interactive)
-            err << "\r\033[K" << Text::printable(text) << std::flush;
+            err << "\r\033[K" << Text::printable(progress) << std::flush;
     });
     if (interactive)
         err << "\r\033[K" << std::flush;
 
-    out << "\n";
     bool anyFailed = false;
     bool keepListDamaged = false;
     for (const auto& item : result.results) {
         anyFailed = anyFailed || item.outcome.isFailed();
         keepListDamaged = keepListDamaged || item.outcome.reason() == RemovalText::keepListDamaged;
-        const auto name = names[{item.findingID.text(), item.itemID}];
-        out << Text::printable((name.empty() ? item.itemID : name) + ": " + item.outcome.text()) << "\n";
     }
-    out << "\nFreigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
-    if (const auto summary = result.summary())
-        out << *summary << "\n";
+    if (result.journalWarning)
+        err << "Warnung: " << *result.journalWarning << "\n";
+    if (options.json) {
+        out << cleanRunJSON(result) << "\n";
+    } else {
+        printResult(out, result);
+    }
     // Damaged while the question was open: the runner removed nothing; say where the file is.
     if (keepListDamaged)
         damagedKeepListStops(*deps.keepList, err);

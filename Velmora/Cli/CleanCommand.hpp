@@ -21,12 +21,14 @@ struct CleanOptions {
     bool showCommands = false;
     bool deleteDirectly = false;
     bool zap = false;
+    bool json = false; // the run as JSON on standard output; only with --yes or a dry run
 };
 
 CLI::App* addCleanCommand(CLI::App& app, CleanOptions& options);
 
 // `interactive`: standard input and error are a terminal, so the question is asked there and
-// progress is shown. Exit 0 when nothing failed, 1 when an item failed, 2 for wrong usage.
+// progress is shown. Exit 0 when nothing failed, 1 when an item failed, 2 for wrong usage. A failure to
+// record the run in the journal is a warning on `err`, never a failed run.
 int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std::istream& in,
                     std::ostream& out, std::ostream& err, bool interactive);
 

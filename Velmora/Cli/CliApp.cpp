@@ -6,6 +6,7 @@
 #include "Cli/GuardCommand.hpp"
 #include "Cli/HistoryCommand.hpp"
 #include "Cli/KeepCommand.hpp"
+#include "Cli/RemovalsCommand.hpp"
 #include "Cli/RestoreCommand.hpp"
 #include "Cli/ScanCommand.hpp"
 #include "Cli/ScheduleCommand.hpp"
@@ -42,6 +43,7 @@ constexpr const char* footer =
     "  velmora services                  Hintergrunddienste und verwaiste Dienste zeigen\n"
     "  velmora trash --empty             den Papierkorb leeren (nach Rückfrage)\n"
     "  velmora restore                   zurücklegen, was der letzte Lauf in den Papierkorb gelegt hat\n"
+    "  velmora removals                  zeigen, was bisher entfernt wurde und wo es liegt\n"
     "  velmora system                    erklären, woraus die „Systemdaten“ bestehen\n"
     "  velmora top                       zeigen, was den Rechner gerade ausbremst\n"
     "  velmora                           das Fenster öffnen (--tab services: auf diesem Reiter)\n"
@@ -126,6 +128,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
     auto* restore = addRestoreCommand(app, restoreOptions);
     WhyOptions whyOptions;
     auto* why = addWhyCommand(app, whyOptions);
+    RemovalsOptions removalsOptions;
+    auto* removals = addRemovalsCommand(app, removalsOptions);
     for (auto* sub : app.get_subcommands({})) {
         sub->group("Befehle");
         germanise(*sub);
@@ -221,6 +225,8 @@ int runCli(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return runCheckCommand(*setting, out, err);
     if (command == history)
         return runHistoryCommand(historyOptions, *setting, out);
+    if (command == removals)
+        return runRemovalsCommand(removalsOptions, *setting, out, err);
     if (command == schedule)
         return runScheduleCommand(scheduleOptions, *setting, out, err);
     out << app.help();

@@ -111,4 +111,10 @@ std::expected<std::filesystem::path, TrashError> FreedesktopTrash::moveToTrash(c
     return std::unexpected(TrashError::make(TrashError::Kind::nameUnavailable));
 }
 
+std::optional<std::filesystem::path> FreedesktopTrash::infoFileFor(const std::filesystem::path& entry) const {
+    if (entry.parent_path() != folder_ / "files" || !entry.has_filename())
+        return std::nullopt;
+    return folder_ / "info" / (entry.filename().string() + std::string(infoExtension));
+}
+
 } // namespace velmora

@@ -38,6 +38,8 @@ public:
     // shortened so that "<name>.trashinfo" fits the 255-byte limit. Thread-safe, also against other
     // programs using the same Trash.
     std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& item) override;
+    // "<Trash>/info/<name>.trashinfo" for "<Trash>/files/<name>".
+    std::optional<std::filesystem::path> infoFileFor(const std::filesystem::path& entry) const override;
 
     const std::filesystem::path& folder() const { return folder_; }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <expected>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -57,6 +58,13 @@ public:
     // stays where it was). Thread-safe: concurrent calls, also from other programs using the same Trash,
     // never pick the same name.
     virtual std::expected<std::filesystem::path, TrashError> moveToTrash(const RemovalTarget& item) = 0;
+
+    // The file beside `entry` (a path moveToTrash returned) that records where it came from, when this
+    // Trash keeps one; nothing otherwise.
+    virtual std::optional<std::filesystem::path> infoFileFor(const std::filesystem::path& entry) const {
+        (void)entry;
+        return std::nullopt;
+    }
 };
 
 // The name the `attempt`-th try gives to `name` in the Trash, Finder-style: attempt 1 is the name

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Findings/FindingID.hpp"
+#include "Removal/TrashPlacement.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -15,6 +16,9 @@ struct ItemOutcome {
         std::optional<std::int64_t> size; // the item's recorded size, when it was known
         // What the user should know although the item went, e.g. which entries in it had to stay.
         std::optional<std::string> note;
+        // Where the item now lies when it was moved to the Trash as a whole; nothing when it was
+        // deleted, or when only parts of it went.
+        std::optional<TrashPlacement> trash;
         bool operator==(const Removed&) const = default;
     };
     struct Skipped {
@@ -34,8 +38,9 @@ struct ItemOutcome {
     bool operator==(const ItemOutcome&) const = default;
 
     static ItemOutcome removed(std::optional<std::int64_t> size = std::nullopt,
-                               std::optional<std::string> note = std::nullopt) {
-        return {Removed{size, std::move(note)}};
+                               std::optional<std::string> note = std::nullopt,
+                               std::optional<TrashPlacement> trash = std::nullopt) {
+        return {Removed{size, std::move(note), std::move(trash)}};
     }
     static ItemOutcome skipped(std::string reason) { return {Skipped{std::move(reason)}}; }
     static ItemOutcome failed(std::string reason) { return {Failed{std::move(reason)}}; }

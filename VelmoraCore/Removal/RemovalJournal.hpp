@@ -7,6 +7,7 @@
 
 #include "Findings/FindingID.hpp"
 #include "Platform/FileIdentity.hpp"
+#include "Removal/TrashPlacement.hpp"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -23,18 +24,6 @@
 #include <vector>
 
 namespace velmora {
-
-// Where a Trash move put an item, and what it was, so that only that object is ever put back.
-struct TrashPlacement {
-    // The entry in the Trash as a real path: macOS ~/.Trash/<name>, Linux <Trash>/files/<name>.
-    std::filesystem::path entry;
-    // Linux: <Trash>/info/<name>.trashinfo; nothing on macOS.
-    std::optional<std::filesystem::path> info;
-    // The moved object (a rename keeps device and inode).
-    FileIdentity identity;
-
-    bool operator==(const TrashPlacement&) const = default;
-};
 
 struct JournalCounts {
     std::size_t selected = 0;

@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace velmora {
@@ -29,37 +30,54 @@ void appendAll(std::vector<ItemResult>& results, const RemovalStep& step, const 
         results.push_back(ItemResult{step.finding->id, planned.item.id, outcome});
 }
 
-// The names the report's failure lines use, by finding and item id.
-class ItemNames {
+// What the plan knew of each item (name, path, size), by finding and item id.
+class PlannedItems {
 public:
-    explicit ItemNames(const RemovalPlan& plan) {
+    explicit PlannedItems(const RemovalPlan& plan) {
         for (const auto* group : {&plan.toolSteps, &plan.trashSteps, &plan.deleteSteps, &plan.adminSteps})
             for (const auto& step : *group)
                 for (const auto& planned : step.items)
-                    names_.emplace(key(step.finding->id, planned.item.id), planned.item.name);
+                    items_.emplace(key(step.finding->id, planned.item.id), &planned.item);
     }
-    std::string operator()(const ItemResult& result) const {
-        const auto found = names_.find(key(result.findingID, result.itemID));
-        return found == names_.end() || found->second.empty() ? result.itemID : found->second;
+    ResultDetail detail(const ItemResult& result, RemovalKind method) const {
+        ResultDetail detail{method, result.itemID, {}, std::nullopt};
+        const auto found = items_.find(key(result.findingID, result.itemID));
+        if (found == items_.end())
+            return detail;
+        const FindingItem& item = *found->second;
+        if (!item.name.empty())
+            detail.name = item.name;
+        if (item.url)
+            detail.path = item.url->string();
+        detail.size = item.size;
+        return detail;
     }
 
 private:
     static std::string key(const FindingID& id, const std::string& itemID) {
         return id.text() + '\0' + itemID;
     }
-    std::unordered_map<std::string, std::string> names_;
+    std::unordered_map<std::string, const FindingItem*> items_;
 };
+
+std::optional<std::int64_t> freeSpace(const RemovalRunner::Accounting& accounting) {
+    if (!accounting.diskSpace)
+        return std::nullopt;
+    const auto space = accounting.diskSpace->diskSpace(accounting.home);
+    return space ? std::optional(space->free) : std::nullopt;
+}
 
 } // namespace
 
-RemovalRunner::RemovalRunner(Services services) : services_(std::move(services)) {}
+RemovalRunner::RemovalRunner(Services services, Accounting accounting)
+    : services_(std::move(services)), accounting_(std::move(accounting)) {}
 
 RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<const SafetyGuard> guard,
                                   std::shared_ptr<CommandRunner> commands, ToolLocator tools,
                                   std::shared_ptr<PrivilegedExecutor> executor,
                                   std::shared_ptr<const RunningAppsSource> runningApps,
-                                  std::shared_ptr<const KeepList> keepList,
-                                  TrashRemover::OnTrashed onTrashed) {
+                                  std::shared_ptr<const KeepList> keepList, TrashRemover::OnTrashed onTrashed,
+                                  Accounting accounting) {
     SafetyCheck safety = [](const std::filesystem::path&) {
         return std::optional<std::string>(SafetyReason::invalidConfiguration);
     };
@@ -81,7 +99,7 @@ RemovalRunner RemovalRunner::live(std::shared_ptr<Trash> trash, std::shared_ptr<
     services.runningApps = std::move(runningApps);
     if (keepList)
         services.readKeepList = [keepList] { return KeepList::read(keepList->fileURL()); };
-    return RemovalRunner(std::move(services));
+    return RemovalRunner(std::move(services), std::move(accounting));
 }
 
 RemovalRunner::AdminRemoval RemovalRunner::adminRemoval(std::shared_ptr<AdminRemover> remover) {
@@ -95,40 +113,86 @@ RemovalReport RemovalRunner::run(const RemovalPlan& plan, const Progress& progre
     Log::info(logCategory, fmt::format("removing {} items{}", plan.itemCount(), dryRun ? " (dry run)" : ""));
 
     RemovalReport report;
+    report.dryRun = dryRun;
+    report.freeBefore = freeSpace(accounting_);
+    const PlannedItems planned(plan);
+    // Each group's results are told apart by where they start: a remover reports its items in its
+    // own order.
+    const auto tag = [&](RemovalKind method) {
+        for (std::size_t i = report.details.size(); i < report.results.size(); ++i)
+            report.details.push_back(planned.detail(report.results[i], method));
+    };
     // Read as the run starts, not when the plan was shown: the user may have kept something while
     // the question was open.
     const auto keep = services_.readKeepList ? services_.readKeepList() : KeepList::Contents{};
     if (keep.damaged) {
         Log::error(logCategory, "keep list damaged: nothing removed");
-        for (const auto* group : {&plan.toolSteps, &plan.trashSteps, &plan.deleteSteps, &plan.adminSteps})
+        for (const auto& [group, method] :
+             {std::pair{&plan.toolSteps, RemovalKind::tool}, std::pair{&plan.trashSteps, RemovalKind::trash},
+              std::pair{&plan.deleteSteps, RemovalKind::delete_},
+              std::pair{&plan.adminSteps, RemovalKind::admin}}) {
             for (const auto& step : *group)
                 appendAll(report.results, step,
                           ItemOutcome::failed(std::string(RemovalText::keepListDamaged)));
+            tag(method);
+        }
     } else {
         runTools(plan.toolSteps, keep.ids, dryRun, progress, stop, report.results);
+        tag(RemovalKind::tool);
         runFiles(plan.trashSteps, services_.trash.get(), keep.ids, dryRun, progress, stop, report.results);
+        tag(RemovalKind::trash);
         runFiles(plan.deleteSteps, services_.delete_.get(), keep.ids, dryRun, progress, stop, report.results);
+        tag(RemovalKind::delete_);
         runAdmin(plan.adminSteps, keep.ids, dryRun, progress, stop, report.results);
+        tag(RemovalKind::admin);
     }
 
-    const ItemNames names(plan);
-    for (const auto& result : report.results) {
+    for (std::size_t i = 0; i < report.results.size(); ++i) {
+        const auto& result = report.results[i];
         const auto& outcome = result.outcome;
         if (const auto* removed = std::get_if<ItemOutcome::Removed>(&outcome.value)) {
-            report.freedBytes += removed->size.value_or(0) > 0 ? *removed->size : 0;
+            const std::int64_t bytes = removed->size.value_or(0) > 0 ? *removed->size : 0;
+            // A Trash move frees nothing until the Trash is emptied.
+            (report.details[i].method == RemovalKind::trash ? report.trashedBytes : report.freedBytes) +=
+                bytes;
             continue;
         }
+        const auto& name = report.details[i].name;
         if (outcome.isCancelled()) {
-            report.failures.push_back(names(result) + ": " + std::string(RemovalText::cancelled));
+            report.failures.push_back(name + ": " + std::string(RemovalText::cancelled));
             continue;
         }
         const auto reason = outcome.reason().value_or(std::string());
         if (reason != RemovalText::dryRun)
-            report.failures.push_back(names(result) + ": " + reason);
+            report.failures.push_back(name + ": " + reason);
     }
-    Log::info(logCategory, fmt::format("removal done: {} results, {} not removed, {} bytes",
-                                       report.results.size(), report.failures.size(), report.freedBytes));
+    report.freeAfter = freeSpace(accounting_);
+    if (!dryRun)
+        record(report);
+    Log::info(logCategory, fmt::format("removal done: {} results, {} not removed, {} bytes freed, {} trashed",
+                                       report.results.size(), report.failures.size(), report.freedBytes,
+                                       report.trashedBytes));
     return report;
+}
+
+void RemovalRunner::record(RemovalReport& report) const {
+    const auto& journal = accounting_.journal;
+    // Only what changed something or tried to: a run where every item stayed untouched has nothing to
+    // look up later.
+    const bool acted = std::ranges::any_of(report.results, [](const ItemResult& result) {
+        return result.outcome.isRemoved() || result.outcome.isFailed();
+    });
+    if (!journal || !acted)
+        return;
+    const auto now = accounting_.now ? accounting_.now() : std::chrono::system_clock::now();
+    auto runID = RemovalJournal::makeRunID(now);
+    if (const auto stored = journal->append(report.journalRun(runID, now)); !stored) {
+        Log::error(logCategory,
+                   fmt::format("removal journal not written: {}", stored.error().code.message()));
+        report.journalWarning = stored.error().message();
+        return;
+    }
+    report.runID = std::move(runID);
 }
 
 void RemovalRunner::runTools(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,

@@ -5,12 +5,14 @@
 
 #include "Findings/FindingID.hpp"
 #include "Platform/CommandRunner.hpp"
+#include "Platform/DiskSpaceProbe.hpp"
 #include "Platform/RunningAppsSource.hpp"
 #include "Platform/ToolLocator.hpp"
 #include "Platform/Trash.hpp"
 #include "Removal/AdminRemover.hpp"
 #include "Removal/FindingSelection.hpp"
 #include "Removal/PrivilegedExecutor.hpp"
+#include "Removal/RemovalJournal.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalReport.hpp"
 #include "Removal/Remover.hpp"
@@ -18,6 +20,8 @@
 #include "Safety/KeepList.hpp"
 #include "Support/StopToken.hpp"
 
+#include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -45,7 +49,16 @@ public:
         KeepListRead readKeepList;                            // empty: nothing counts as kept
     };
 
-    explicit RemovalRunner(Services services);
+    // What the runner measures and records around a run; every part may be missing.
+    struct Accounting {
+        std::shared_ptr<const DiskSpaceProbe> diskSpace; // free space before and after (of `home`)
+        std::filesystem::path home;
+        // Every run that is not a dry run and removed or tried to remove anything is appended here.
+        std::shared_ptr<RemovalJournal> journal;
+        std::function<std::chrono::system_clock::time_point()> now; // empty: the system clock
+    };
+
+    explicit RemovalRunner(Services services, Accounting accounting = {});
 
     // The runner with the live removers: Trash and delete through `guard`, tools through `commands`
     // and `tools`, admin steps through `executor`, the keep list read afresh as each run starts. Null
@@ -56,7 +69,7 @@ public:
                               std::shared_ptr<PrivilegedExecutor> executor,
                               std::shared_ptr<const RunningAppsSource> runningApps,
                               std::shared_ptr<const KeepList> keepList,
-                              TrashRemover::OnTrashed onTrashed = {});
+                              TrashRemover::OnTrashed onTrashed = {}, Accounting accounting = {});
 
     static AdminRemoval adminRemoval(std::shared_ptr<AdminRemover> remover);
 
@@ -70,6 +83,8 @@ public:
     // run together stay or go together), then go to the admin remover at once, announced by "Admin-Schritte
     // (eine Passwortabfrage)". In a dry run nothing changes and no password is asked for. After `stop`, every
     // item not yet started is `cancelled`. `progress` is called on this thread.
+    // Items moved to the Trash count as trashed, not freed. The free space is read as the run starts and
+    // as it ends; a run that is recorded gets its runID, one that could not be recorded a warning.
     RemovalReport run(const RemovalPlan& plan, const Progress& progress = {}, StopToken stop = {}) const;
 
 private:
@@ -81,7 +96,10 @@ private:
     void runAdmin(const std::vector<RemovalStep>& steps, const KeepList::IDs& kept, bool dryRun,
                   const Progress& progress, StopToken stop, std::vector<ItemResult>& results) const;
 
+    void record(RemovalReport& report) const;
+
     Services services_;
+    Accounting accounting_;
 };
 
 inline constexpr std::string_view removingProgressPrefix = "Entferne: ";

@@ -30,7 +30,12 @@ ItemOutcome TrashRemover::apply(const RemovalTarget& target, std::optional<std::
     Log::info(logCategory, fmt::format("trashed {} as {}", url.string(), moved->string()));
     if (onTrashed_)
         onTrashed_(url);
-    return ItemOutcome::removed(size);
+    // The recorded identity is what the Trash just verified and moved; looking at the entry again
+    // could see something another program put there meanwhile.
+    std::optional<TrashPlacement> placement;
+    if (const auto identity = target.identity ? target.identity : FileIdentity::of(*moved))
+        placement = TrashPlacement{*moved, trash_->infoFileFor(*moved), *identity};
+    return ItemOutcome::removed(size, std::nullopt, std::move(placement));
 }
 
 } // namespace velmora

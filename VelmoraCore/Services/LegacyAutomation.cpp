@@ -190,6 +190,7 @@ RemovalReport LegacyAutomation::remove(const std::vector<LegacyItem>& items, boo
     std::ranges::move(moved.results, std::back_inserter(report.results));
     std::ranges::move(moved.failures, std::back_inserter(report.failures));
     report.freedBytes += moved.freedBytes;
+    report.trashedBytes += moved.trashedBytes;
     return report;
 }
 

@@ -95,8 +95,10 @@ TEST(CleanCommand, DryRunChangesNothingThenSafeFindingsGoByTheirMethodAndNothing
     // What went to the Trash is there under its own name; everything else is exactly as before.
     EXPECT_EQ(after["Users/anna/.Trash/CoreSimulator/sim.log"], "file:simulator log");
     EXPECT_EQ(after["Users/anna/.Trash/PersistentCache/Storage/a"], "file:music");
-    EXPECT_FALSE(after.contains("Users/anna/.Trash/App-abc")); // deleted directly, not trashed
-    EXPECT_EQ(without(after, t.tree.root(), {t.home / ".Trash"}), without(before, t.tree.root(), removed));
+    EXPECT_FALSE(after.contains("Users/anna/.Trash/App-abc"));            // deleted directly, not trashed
+    const auto journal = t.home / "Library/Application Support/Velmora2"; // records the run
+    EXPECT_EQ(without(after, t.tree.root(), {t.home / ".Trash", journal}),
+              without(before, t.tree.root(), removed));
 }
 
 TEST(CleanCommand, SingleItemsKeptFindingsAndMissingConsent) {

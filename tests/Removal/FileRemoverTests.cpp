@@ -104,7 +104,8 @@ TEST_P(FileRemoval, ExactlyTheChosenItemsGoAndLinksInsideThemAreNotFollowed) {
     EXPECT_EQ(trashed.at("linkItem"), "link:" + (c / "app.three").string());
 
     // Every item reported removed with its size: nothing failed or was skipped.
-    EXPECT_EQ(report.freedBytes, 300 + 0 + 4000 + 70);
+    EXPECT_EQ(report.freedBytes, 4000 + 70);
+    EXPECT_EQ(report.trashedBytes, 300 + 0);
     EXPECT_TRUE(report.failures.empty());
     EXPECT_FALSE(report.summary());
 }
@@ -191,7 +192,7 @@ TEST_P(FileRemoval, CredentialsInAToolFolderStayWhenTheirFolderGoesAndNowhereEls
                       {tmp.string(), "entfernt – geblieben: Config.yaml, auth.json, session/token.txt "
                                      "(Zugangsdaten werden nie angefasst)"},
                       {other.string(), "entfernt"}}));
-        EXPECT_EQ(report.freedBytes, 1'000'000 - keptBytes + 500);
+        EXPECT_EQ(toTrash ? report.trashedBytes : report.freedBytes, 1'000'000 - keptBytes + 500);
         // In the Trash: run.log, cache with its three entries, chunk.bin, the other folder with auth.json.
         if (toTrash) {
             EXPECT_EQ(snapshot(h.trashFiles()).size(), 8u);
@@ -264,7 +265,7 @@ TEST_P(FileRemoval, WhatChangedAfterPlanningOrLiesBehindALinkIsLeftAloneAndTheRe
         EXPECT_EQ(outcomes, expected);
         EXPECT_EQ(without(snapshot(t.root()), t.root(), {h.trashFolder}),
                   without(before, t.root(), {h.trashFolder, base / "fine"}));
-        EXPECT_EQ(report.freedBytes, 111);
+        EXPECT_EQ(report.freedBytes + report.trashedBytes, 111);
         EXPECT_EQ(report.failures.size(), 9u);
     }
 }
@@ -308,7 +309,9 @@ TEST(TrashRemover, CallsBackWithTheOriginalPathAndRemoversWithoutAGuardTouchNoth
               ItemOutcome::failed(std::string(otherVolumeText)));
     EXPECT_TRUE(trashed.empty());
     TrashRemover remover(h.trash, h.guard, record);
-    EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000));
+    const TrashPlacement placed{h.trashFiles() / "f", h.trashFolder / "info/f.trashinfo",
+                                *step.items[0].identity};
+    EXPECT_EQ(remover.remove({step}, false)[0].outcome, ItemOutcome::removed(1000, std::nullopt, placed));
     EXPECT_EQ(trashed, std::vector<fs::path>{file});
     EXPECT_FALSE(present(file));
     EXPECT_EQ(contentOf(h.trashFiles() / "f"), "f");

@@ -1,15 +1,19 @@
+#include "Doubles/FakeDiskSpace.hpp"
 #include "Doubles/FakePrivilegedExecutor.hpp"
 #include "Doubles/FakeRunningApps.hpp"
 #include "Doubles/FakeTrash.hpp"
+#include "Findings/ByteFormat.hpp"
 #include "Removal/DeleteRemover.hpp"
 #include "Removal/RemovalRunner.hpp"
 #include "Removal/RemovalTestSupport.hpp"
 #include "Removal/TrashRemover.hpp"
 #include "Support/StopToken.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 
 using namespace velmora;
 using namespace velmora::removaltest;
@@ -99,7 +103,8 @@ TEST(RemovalRunner, ARunningAppSkipsItsFindingWhileOtherFindingsGoOn) {
     EXPECT_TRUE(present(f.home.cache / "software"));
     EXPECT_FALSE(present(f.home.cache / "firefox"));
     EXPECT_FALSE(present(f.home.cache / "other"));
-    EXPECT_EQ(report.freedBytes, 2000);
+    EXPECT_EQ(report.freedBytes, 1000);   // firefox, deleted
+    EXPECT_EQ(report.trashedBytes, 1000); // other, in the Trash
     EXPECT_EQ(report.failures,
               (std::vector<std::string>{
                   "slack1: Slack läuft – vorher beenden", "slack2: Slack läuft – vorher beenden",
@@ -252,4 +257,92 @@ TEST(RemovalRunner, AdminItemsThatChangedOrAreKeptStayTogetherWithTheItemsTheirS
     EXPECT_EQ(outcomes.at(p3.string()), "übersprungen: Existiert nicht mehr");
     EXPECT_EQ(outcomes.at(p4.string()), "übersprungen: Existiert nicht mehr");
     EXPECT_EQ(outcomes.at("snapshot"), "übersprungen: Steht auf der Behalten-Liste – nicht angefasst");
+}
+
+class RemovalAccounting : public ::testing::TestWithParam<PlatformLayout> {};
+INSTANTIATE_TEST_SUITE_P(Layouts, RemovalAccounting,
+                         ::testing::Values(PlatformLayout::macOS, PlatformLayout::linux), layoutName);
+
+// A mixed run: one item to the Trash, one deleted, one refused by the guard, one without a path.
+TEST_P(RemovalAccounting, TrashCountsApartEveryItemIsAccountedForAndTheRunIsRecorded) {
+    const Home h(GetParam());
+    const auto journal = std::make_shared<RemovalJournal>(h.tree / "data/removals.json");
+    const auto now = std::chrono::system_clock::time_point(std::chrono::seconds(1'800'000'000));
+    RemovalRunner::Services services;
+    services.trash = std::make_shared<TrashRemover>(h.trash, h.guard);
+    services.delete_ = std::make_shared<DeleteRemover>(h.guard);
+    const auto disk = std::make_shared<FakeDiskSpace>(DiskSpace{5'000'000'000, 9'000'000'000});
+    const RemovalRunner runner(services, {disk, h.home, journal, [now] { return now; }});
+    const auto cached = h.tree.file(h.cache / "old.bin", "old");
+    h.tree.file(h.cache / "build/x.o", "x");
+    const auto identity = FileIdentity::of(cached);
+    const auto plan = [&](bool dryRun) {
+        return RemovalPlan::build(
+            {allOf(findingOf("appCaches.a", RemovalMethod::trash(),
+                             {itemAt(cached, 300), itemAt(h.tree.file(h.documents / "mine.txt", "m"), 50)})),
+             allOf(findingOf("appCaches.b", RemovalMethod::deleteDirectly(),
+                             {itemAt(h.cache / "build", 4000), itemWithoutPath("ohne Pfad", 7)}))},
+            {.dryRun = dryRun});
+    };
+
+    auto report = runner.run(plan(true));
+    EXPECT_EQ(report.reconciliation().front(), "4 ausgewählt: 0 entfernt, 3 übersprungen, 1 fehlgeschlagen");
+    EXPECT_TRUE(journal->runs().empty());
+
+    report = runner.run(plan(false));
+    EXPECT_TRUE(report.freedBytes == 4000 && report.trashedBytes == 300) << report.freedBytes;
+    const auto lines = report.reconciliation();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "4 ausgewählt: 2 entfernt, 1 übersprungen, 1 fehlgeschlagen");
+    EXPECT_TRUE(lines[1].starts_with("mine.txt: Gesperrt: ")) << lines[1];
+    EXPECT_EQ(lines[2], "ohne Pfad: Kein Pfad");
+    EXPECT_EQ(report.trashedText(), "Im Papierkorb: " + ByteFormat::fileSize(300) +
+                                        " – frei wird der Platz erst, wenn du den Papierkorb leerst "
+                                        "(velmora trash --empty).");
+    EXPECT_EQ(report.freeBefore, 5'000'000'000);
+
+    // Where the Trash item went, as the object it was.
+    const auto& removed = std::get<ItemOutcome::Removed>(report.results[0].outcome.value);
+    ASSERT_TRUE(removed.trash && identity);
+    EXPECT_EQ(removed.trash->entry, h.trashFiles() / "old.bin");
+    EXPECT_EQ(removed.trash->identity, *identity);
+    const bool onLinux = GetParam() == PlatformLayout::linux;
+    EXPECT_EQ(removed.trash->info,
+              onLinux ? std::optional(h.trashFolder / "info/old.bin.trashinfo") : std::nullopt);
+    EXPECT_TRUE(!onLinux || present(*removed.trash->info));
+
+    const auto runs = journal->runs();
+    ASSERT_TRUE(runs.size() == 1 && report.runID);
+    EXPECT_EQ(runs[0], report.journalRun(*report.runID, now));
+    EXPECT_EQ(runs[0].counts, (JournalCounts{4, 2, 1, 1, 0}));
+
+    // A journal that cannot be written is a warning; the removal happens all the same.
+    h.tree.file("blocked", "a file where the folder should be");
+    const RemovalRunner blocked(services,
+                                {nullptr, {}, std::make_shared<RemovalJournal>(h.tree / "blocked/x"), {}});
+    const auto again = h.tree.file(h.cache / "again", "again");
+    report = blocked.run(
+        RemovalPlan::build({allOf(findingOf("appCaches.c", RemovalMethod::trash(), {itemAt(again)}))}, {}));
+    EXPECT_FALSE(present(again) || report.runID);
+    EXPECT_EQ(report.journalWarning, "Konnte das Protokoll der Entfernungen nicht speichern.");
+}
+
+TEST(RemovalReport, FreeSpaceNoteOnlyWhenMeasuredAndFreedDifferALot) {
+    constexpr std::int64_t GB = 1'000'000'000;
+    // Freed, free after (10 GB before), dry run, a word the sentence holds (null: no sentence).
+    for (const auto& [freed, after, dryRun, word] :
+         std::vector<std::tuple<std::int64_t, std::int64_t, bool, const char*>>{
+             {5 * GB, 10 * GB, false, "gewachsen"},     // a snapshot keeps the blocks
+             {0, 8 * GB, false, "geschrumpft"},         // another program wrote 2 GB
+             {0, 10 * GB - 50'000'000, false, nullptr}, // ordinary writing: less than 100 MB
+             {10 * GB, 19 * GB, false, nullptr},        // 1 GB off on 10 GB: within a fifth
+             {5 * GB, 10 * GB, true, nullptr},          // a dry run measures nothing
+         }) {
+        RemovalReport report;
+        std::tie(report.freedBytes, report.freeBefore, report.freeAfter, report.dryRun) =
+            std::tuple(freed, 10 * GB, after, dryRun);
+        const auto note = report.freeSpaceNote();
+        EXPECT_EQ(note.has_value(), word != nullptr) << freed << " " << after;
+        EXPECT_THAT(note.value_or(""), ::testing::HasSubstr(word ? word : "")) << freed << " " << after;
+    }
 }
