@@ -3,10 +3,9 @@
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
 #include "Cli/KeepCommand.hpp"
-#include "Cli/ScanPresentation.hpp"
-#include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
 #include "Removal/RemovalPlan.hpp"
+#include "Removal/RemovalPlanText.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -100,43 +99,33 @@ Selection select(const ScanReport& report, const KeepList& keep, const CleanOpti
     return selection;
 }
 
-std::string sizeText(const std::optional<std::int64_t>& size) {
-    return size ? ByteFormat::fileSize(*size) : std::string("Größe unbekannt");
-}
-
-void printGroup(std::ostream& out, const std::vector<RemovalStep>& steps, const std::string& heading) {
-    if (steps.empty())
-        return;
-    out << "\n" << heading << "\n";
-    for (const auto& step : steps) {
-        out << "  " << Text::printable(step.finding->title) << " ["
-            << Text::printable(step.finding->id.text()) << "]\n";
-        for (const auto& planned : step.items)
-            out << "    " << Text::printable(planned.item.name) << "  " << sizeText(planned.item.size)
-                << "\n";
+void printGroup(std::ostream& out, const RemovalPlanText::Group& group) {
+    out << "\n" << Text::printable(group.heading) << "\n";
+    for (const auto* step : group.steps) {
+        out << "  " << Text::printable(step->finding->title) << " ["
+            << Text::printable(step->finding->id.text()) << "]\n";
+        for (const auto& planned : step->items)
+            out << "    " << Text::printable(planned.item.name) << "  "
+                << RemovalPlanText::sizeText(planned.item.size) << "\n";
     }
 }
 
 void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
-    for (const auto& step : plan.toolSteps)
-        printGroup(out, {step}, *step.finding->method.rowText());
-    printGroup(out, plan.trashSteps, "In den Papierkorb");
-    printGroup(out, plan.deleteSteps, "Wird direkt gelöscht – nicht im Papierkorb");
-    printGroup(out, plan.adminSteps, "Braucht dein Admin-Passwort (eine Abfrage)");
-    out << "\nInsgesamt: " << ByteFormat::fileSize(plan.totalSize) << " in " << entryCount(plan.itemCount())
-        << "\n";
+    for (const auto& group : RemovalPlanText::groups(plan))
+        printGroup(out, group);
+    out << "\n" << RemovalPlanText::total(plan) << "\n";
     if (!plan.directDeleteCandidates.empty()) {
-        out << "Direkt gelöscht statt in den Papierkorb gelegt (größer als 10 GB):\n";
+        out << RemovalPlanText::directDeleteHeading << "\n";
         for (const auto& item : plan.directDeleteCandidates)
-            out << "  " << Text::printable(item.name) << "  " << sizeText(item.size) << "\n";
+            out << "  " << Text::printable(item.name) << "  " << RemovalPlanText::sizeText(item.size) << "\n";
     }
     if (showCommands) {
-        out << "\nBefehle anzeigen:\n";
+        out << "\n" << RemovalPlanText::showCommands << ":\n";
         for (const auto& line : plan.commandPreview())
             out << "  " << Text::printable(line) << "\n";
     }
     if (plan.options.dryRun)
-        out << "\nTrockenlauf – es wird nichts entfernt.\n";
+        out << "\n" << RemovalPlanText::dryRunNotice << "\n";
 }
 
 } // namespace
@@ -198,9 +187,9 @@ int runCleanCommand(const CleanOptions& options, const RunSetting& setting, std:
         const auto name = names[{item.findingID.text(), item.itemID}];
         out << Text::printable((name.empty() ? item.itemID : name) + ": " + item.outcome.text()) << "\n";
     }
-    out << "\nFreigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
-    if (const auto summary = result.summary())
-        out << *summary << "\n";
+    out << "\n";
+    for (const auto& line : RemovalPlanText::reportLines(result))
+        out << line << "\n";
     // Damaged while the question was open: the runner removed nothing; say where the file is.
     if (keepListDamaged)
         damagedKeepListStops(*deps.keepList, err);
