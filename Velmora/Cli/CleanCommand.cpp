@@ -5,9 +5,9 @@
 #include "Cli/KeepCommand.hpp"
 #include "Cli/RemovalsCommand.hpp"
 #include "Cli/ScanPresentation.hpp"
-#include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
 #include "Removal/RemovalPlan.hpp"
+#include "Removal/RemovalPlanText.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -102,43 +102,33 @@ Selection select(const ScanReport& report, const KeepList& keep, const CleanOpti
     return selection;
 }
 
-std::string sizeText(const std::optional<std::int64_t>& size) {
-    return size ? ByteFormat::fileSize(*size) : std::string("Größe unbekannt");
-}
-
-void printGroup(std::ostream& out, const std::vector<RemovalStep>& steps, const std::string& heading) {
-    if (steps.empty())
-        return;
-    out << "\n" << heading << "\n";
-    for (const auto& step : steps) {
-        out << "  " << Text::printable(step.finding->title) << " ["
-            << Text::printable(step.finding->id.text()) << "]\n";
-        for (const auto& planned : step.items)
-            out << "    " << Text::printable(planned.item.name) << "  " << sizeText(planned.item.size)
-                << "\n";
+void printGroup(std::ostream& out, const RemovalPlanText::Group& group) {
+    out << "\n" << Text::printable(group.heading) << "\n";
+    for (const auto* step : group.steps) {
+        out << "  " << Text::printable(step->finding->title) << " ["
+            << Text::printable(step->finding->id.text()) << "]\n";
+        for (const auto& planned : step->items)
+            out << "    " << Text::printable(planned.item.name) << "  "
+                << RemovalPlanText::sizeText(planned.item.size) << "\n";
     }
 }
 
 void printPlan(std::ostream& out, const RemovalPlan& plan, bool showCommands) {
-    for (const auto& step : plan.toolSteps)
-        printGroup(out, {step}, *step.finding->method.rowText());
-    printGroup(out, plan.trashSteps, "In den Papierkorb");
-    printGroup(out, plan.deleteSteps, "Wird direkt gelöscht – nicht im Papierkorb");
-    printGroup(out, plan.adminSteps, "Braucht dein Admin-Passwort (eine Abfrage)");
-    out << "\nInsgesamt: " << ByteFormat::fileSize(plan.totalSize) << " in " << entryCount(plan.itemCount())
-        << "\n";
+    for (const auto& group : RemovalPlanText::groups(plan))
+        printGroup(out, group);
+    out << "\n" << RemovalPlanText::total(plan) << "\n";
     if (!plan.directDeleteCandidates.empty()) {
-        out << "Direkt gelöscht statt in den Papierkorb gelegt (größer als 10 GB):\n";
+        out << RemovalPlanText::directDeleteHeading << "\n";
         for (const auto& item : plan.directDeleteCandidates)
-            out << "  " << Text::printable(item.name) << "  " << sizeText(item.size) << "\n";
+            out << "  " << Text::printable(item.name) << "  " << RemovalPlanText::sizeText(item.size) << "\n";
     }
     if (showCommands) {
-        out << "\nBefehle anzeigen:\n";
+        out << "\n" << RemovalPlanText::showCommands << ":\n";
         for (const auto& line : plan.commandPreview())
             out << "  " << Text::printable(line) << "\n";
     }
     if (plan.options.dryRun)
-        out << "\nTrockenlauf – es wird nichts entfernt.\n";
+        out << "\n" << RemovalPlanText::dryRunNotice << "\n";
 }
 
 // Every item with its outcome, then the reconciliation of the selection and the accounting of space.
@@ -150,16 +140,8 @@ void printResult(std::ostream& out, const RemovalReport& result) {
         out << Text::printable(name + ": " + item.outcome.text()) << "\n";
     }
     out << "\n";
-    const auto lines = result.reconciliation();
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        out << (i == 0 ? "" : "  ") << Text::printable(lines[i]) << "\n";
-    out << "Freigegeben: " << ByteFormat::fileSize(result.freedBytes) << "\n";
-    for (const auto& line :
-         {result.trashedText(), result.freeSpaceText(), result.freeSpaceNote(), result.summary()})
-        if (line)
-            out << *line << "\n";
-    if (result.runID)
-        out << "Protokolliert als " << *result.runID << " (velmora removals " << *result.runID << ")\n";
+    for (const auto& line : RemovalPlanText::reportLines(result))
+        out << Text::printable(line) << "\n";
 }
 
 } // namespace

@@ -24,10 +24,12 @@ namespace velmora::testing {
 // Removes nothing; every item it is handed counts as removed with its recorded size.
 struct RecordingRemover final : Remover {
     std::vector<RemovalStep> seen;
-    std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool, StopToken) override {
+    std::vector<bool> dryRuns; // the dry-run flag of each step in `seen`
+    std::vector<ItemResult> remove(const std::vector<RemovalStep>& steps, bool dryRun, StopToken) override {
         std::vector<ItemResult> results;
         for (const auto& step : steps) {
             seen.push_back(step);
+            dryRuns.push_back(dryRun);
             for (const auto& planned : step.items)
                 results.push_back(
                     {step.finding->id, planned.item.id, ItemOutcome::removed(planned.item.size)});
