@@ -10,7 +10,6 @@
 #include <QComboBox>
 #include <QDateTime>
 #include <QDesktopServices>
-#include <QFile>
 #include <QFrame>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -27,6 +26,7 @@
 #include <QSplitter>
 #include <QStyle>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
 #include <QUrl>
@@ -48,7 +48,10 @@ enum Role {
     itemIDRole,                  // the item's id, to find the row again after a rebuild
 };
 
-enum class RowKind { category, finding, item };
+enum class RowKind { category, finding, item, more };
+
+// How many item rows a finding gets at once; a "more" row adds the next ones.
+constexpr std::size_t itemPage = 300;
 
 QString qstr(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -231,7 +234,7 @@ void CleanupTabView::buildLayout() {
     tree_->setContextMenuPolicy(Qt::CustomContextMenu);
     const QFontMetrics metrics(font());
     tree_->setColumnWidth(nameColumn, metrics.horizontalAdvance(QLatin1Char('x')) * 38);
-    tree_->setColumnWidth(riskColumn, metrics.horizontalAdvance(QStringLiteral("Nur Hinweis")) + 28);
+    tree_->setColumnWidth(riskColumn, metrics.horizontalAdvance(QStringLiteral("Nur Hinweis")) + 16);
     tree_->setColumnWidth(sizeColumn, metrics.horizontalAdvance(QStringLiteral("Größe unbekannt")) + 12);
     tree_->setColumnWidth(dateColumn, metrics.horizontalAdvance(QStringLiteral("00.00.0000")) + 16);
     connect(tree_, &QTreeWidget::itemChanged, this, &CleanupTabView::rowChanged);
@@ -243,6 +246,15 @@ void CleanupTabView::buildLayout() {
         }
     });
     connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { showDetails(); });
+    const auto more = [this](QTreeWidgetItem* row) {
+        if (row && kindOf(row) == RowKind::more) {
+            QTreeWidgetItem* findingRow = row->parent();
+            addItemRows(findingRow, static_cast<std::size_t>(row->data(0, itemRole).toULongLong()));
+            applyFilter();
+        }
+    };
+    connect(tree_, &QTreeWidget::itemClicked, this, more);
+    connect(tree_, &QTreeWidget::itemActivated, this, more);
     connect(tree_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
         QTreeWidgetItem* row = tree_->itemAt(at);
         if (!row || kindOf(row) == RowKind::category)
@@ -325,6 +337,9 @@ void CleanupTabView::buildLayout() {
     splitter->addWidget(side);
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 1);
+    // The list needs the room for its five columns; the details need a readable line.
+    splitter->setSizes({metrics.horizontalAdvance(QLatin1Char('x')) * 110,
+                        metrics.horizontalAdvance(QLatin1Char('x')) * 45});
     layout->addWidget(splitter, 1);
 
     auto* bottom = new QHBoxLayout;
@@ -388,9 +403,6 @@ void CleanupTabView::rebuild() {
             auto* categoryRow = new QTreeWidgetItem(tree_);
             categoryRow->setData(0, kindRole, static_cast<int>(RowKind::category));
             categoryRow->setText(nameColumn, qstr(title(category)));
-            const auto icon = QStringLiteral(":/icons/%1.svg").arg(qstr(symbol(category)));
-            if (QFile::exists(icon))
-                categoryRow->setIcon(nameColumn, QIcon(icon));
             QFont bold = categoryRow->font(nameColumn);
             bold.setBold(true);
             categoryRow->setFont(nameColumn, bold);
@@ -475,7 +487,14 @@ void CleanupTabView::rebuild() {
 void CleanupTabView::populateItems(QTreeWidgetItem* findingRow) {
     if (!findingRow || kindOf(findingRow) != RowKind::finding || findingRow->data(0, populatedRole).toBool())
         return;
+    addItemRows(findingRow, 0);
+}
+
+// Item rows come a page at a time: a finding with thousands of entries must not hold up the window.
+void CleanupTabView::addItemRows(QTreeWidgetItem* findingRow, std::size_t from) {
     const Entry* entry = entryOf(findingRow);
+    if (!entry)
+        return;
     const Finding& finding = *entry->finding;
     std::vector<int> order(finding.items.size());
     for (std::size_t i = 0; i < order.size(); ++i)
@@ -485,11 +504,27 @@ void CleanupTabView::populateItems(QTreeWidgetItem* findingRow) {
             return biggerFirst(finding.items[static_cast<std::size_t>(a)].size,
                                finding.items[static_cast<std::size_t>(b)].size);
         });
+    // While searching, the entries that match come first, so that they are on the first page.
+    const QString needle = search_->text().trimmed();
+    if (!needle.isEmpty())
+        std::ranges::stable_partition(order, [&](int index) {
+            return qstr(finding.items[static_cast<std::size_t>(index)].name)
+                .contains(needle, Qt::CaseInsensitive);
+        });
+    const QSignalBlocker block(tree_);
+    // The "more" row may be the one being clicked: it leaves the tree now and is deleted afterwards.
+    if (const int last = findingRow->childCount() - 1;
+        last >= 0 && kindOf(findingRow->child(last)) == RowKind::more) {
+        QTreeWidgetItem* taken = findingRow->takeChild(last);
+        QTimer::singleShot(0, this, [taken] { delete taken; });
+    }
     const bool tickable = itemsTickable(finding, entry->kept);
     const QLocale german(QLocale::German, QLocale::Germany);
+    const std::size_t to = std::min(order.size(), from + itemPage);
     QList<QTreeWidgetItem*> rows;
-    rows.reserve(static_cast<qsizetype>(order.size()));
-    for (const int index : order) {
+    rows.reserve(static_cast<qsizetype>(to - std::min(from, to)));
+    for (std::size_t position = from; position < to; ++position) {
+        const int index = order[position];
         const FindingItem& item = finding.items[static_cast<std::size_t>(index)];
         auto* row = new QTreeWidgetItem;
         row->setData(0, kindRole, static_cast<int>(RowKind::item));
@@ -519,7 +554,16 @@ void CleanupTabView::populateItems(QTreeWidgetItem* findingRow) {
                 row->setForeground(column, palette().brush(QPalette::Disabled, QPalette::Text));
         rows.push_back(row);
     }
-    const QSignalBlocker block(tree_);
+    if (to < order.size()) {
+        auto* more = new QTreeWidgetItem;
+        more->setData(0, kindRole, static_cast<int>(RowKind::more));
+        more->setData(0, entryRole, findingRow->data(0, entryRole));
+        more->setData(0, itemRole, static_cast<qulonglong>(to));
+        more->setText(nameColumn, QStringLiteral("Weitere %1 Einträge zeigen …").arg(order.size() - to));
+        more->setToolTip(nameColumn, QStringLiteral("Klicken, um die nächsten Einträge zu zeigen."));
+        more->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        rows.push_back(more);
+    }
     findingRow->addChildren(rows);
     findingRow->setData(0, populatedRole, true);
 }
@@ -592,6 +636,9 @@ std::int64_t CleanupTabView::selectionBytes() const {
 
 void CleanupTabView::applyFilter() {
     const QString needle = search_->text().trimmed();
+    // A search that hits entries everywhere opens only the first few findings.
+    constexpr int maxOpenedBySearch = 20;
+    int opened = 0;
     for (int c = 0; c < tree_->topLevelItemCount(); ++c) {
         QTreeWidgetItem* categoryRow = tree_->topLevelItem(c);
         bool anyShown = false;
@@ -616,14 +663,15 @@ void CleanupTabView::applyFilter() {
             row->setHidden(!ownMatch && !itemMatch);
             anyShown = anyShown || ownMatch || itemMatch;
             // A finding found only through its entries opens so that the matching ones show.
-            if (!ownMatch && itemMatch && !row->isExpanded()) {
+            if (!ownMatch && itemMatch && !row->isExpanded() && ++opened <= maxOpenedBySearch) {
                 populateItems(row);
                 const QSignalBlocker block(tree_);
                 row->setExpanded(true);
             }
             for (int i = 0; i < row->childCount(); ++i) {
                 QTreeWidgetItem* child = row->child(i);
-                child->setHidden(!ownMatch && !child->text(nameColumn).contains(needle, Qt::CaseInsensitive));
+                child->setHidden(kindOf(child) != RowKind::more && !ownMatch &&
+                                 !child->text(nameColumn).contains(needle, Qt::CaseInsensitive));
             }
         }
         categoryRow->setHidden(!anyShown);
@@ -793,13 +841,14 @@ void CleanupTabView::showSide() {
     }
     chunks_->resizeColumnToContents(1);
     chunks_->setColumnWidth(0, std::max(120, chunks_->viewport()->width() - chunks_->columnWidth(1) - 8));
+    QStringList lines;
+    if (model_.bigChunks().empty())
+        lines << QStringLiteral("Keine großen Ordner gefunden.");
     if (const auto& photos = model_.photos())
-        photos_->setText(
-            QStringLiteral("Fotos-Mediathek: %1 – %2. Velmora 2 misst sie nur und rührt sie nie an.")
-                .arg(shown(photos->library.filename().string()), sizeText(photos->bytes)));
-    else
-        photos_->setText(model_.bigChunks().empty() ? QStringLiteral("Keine großen Ordner gefunden.")
-                                                    : QString());
+        lines << QStringLiteral("Fotos-Mediathek: %1 – %2. Velmora 2 misst sie nur und rührt sie nie an.")
+                     .arg(shown(photos->library.filename().string()), sizeText(photos->bytes));
+    chunks_->setVisible(!model_.bigChunks().empty());
+    photos_->setText(lines.join(QLatin1Char('\n')));
     photos_->setVisible(!photos_->text().isEmpty());
 }
 

@@ -60,6 +60,7 @@ private:
 
     void buildLayout();
     void rebuild();
+    void addItemRows(QTreeWidgetItem* findingRow, std::size_t from);
     void refreshChecks();
     void applyFilter();
     void showDetails();

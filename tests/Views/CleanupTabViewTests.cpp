@@ -156,5 +156,21 @@ TEST_F(CleanupTabViewTest, SearchFiltersTitlesSummariesAndItemNamesIgnoringCase)
     EXPECT_TRUE(developer.findingRow({"languages.npm", ""})->isExpanded());
 }
 
+TEST_F(CleanupTabViewTest, ManyEntriesComeAPageAtATime) {
+    std::vector<std::filesystem::path> paths;
+    for (int i = 0; i < 450; ++i)
+        paths.push_back("/home/anna/.cache/many/" + std::to_string(i));
+    findings.push_back(testing::demoFinding("appCaches.many", "Viele", Risk::review, paths, 10));
+    CleanupTabView view(scanned(), AppTab::storage);
+    QTreeWidgetItem* row = view.findingRow({"appCaches.many", ""});
+    row->setExpanded(true);
+    ASSERT_EQ(row->childCount(), 301);
+    QTreeWidgetItem* more = row->child(300);
+    EXPECT_EQ(more->text(0), "Weitere 150 Einträge zeigen …");
+    Q_EMIT view.tree()->itemClicked(more, 0);
+    EXPECT_EQ(row->childCount(), 450);
+    EXPECT_EQ(row->child(449)->text(0), "449");
+}
+
 } // namespace
 } // namespace velmora
