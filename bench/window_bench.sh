@@ -55,6 +55,7 @@ MAC_SHAPED_WITHOUT_BIG=1 bash scripts/mac-shaped-home.sh "$SMALL" >/dev/null
 : >"$WORK/shown" && : >"$WORK/painted"
 for _ in $(seq "$RUNS"); do
   log="$WORK/startup.log"
+  : >"$log"
   start=$(date +%s%3N)
   VELMORA_BENCH_STARTUP=1 "$VELMORA" --platform macos --root "$SMALL" --home /Users/anna 2>"$log" &
   pid=$!

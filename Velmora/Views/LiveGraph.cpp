@@ -49,12 +49,12 @@ void LiveGraph::setPoints(std::vector<Point> points, const QString& caption) {
 
 QSize LiveGraph::sizeHint() const {
     const int line = fontMetrics().height();
-    return {line * 16, line * 8};
+    return {line * 16, line * 10};
 }
 
 QSize LiveGraph::minimumSizeHint() const {
     const int line = fontMetrics().height();
-    return {line * 10, line * 8};
+    return {line * 10, line * 10};
 }
 
 void LiveGraph::changeEvent(QEvent* event) {

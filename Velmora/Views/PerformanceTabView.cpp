@@ -127,6 +127,7 @@ PerformanceTabView::PerformanceTabView(AppModel& model, QWidget* parent)
     }
     layout->addLayout(graphs);
 
+    layout->addSpacing(fontMetrics().height() / 2);
     layout->addWidget(heading(QStringLiteral("Hinweise")));
     noHints_ = plainLabel(QStringLiteral("Keine Auffälligkeiten."));
     layout->addWidget(noHints_);
@@ -136,12 +137,14 @@ PerformanceTabView::PerformanceTabView(AppModel& model, QWidget* parent)
     auto* lists = new QHBoxLayout;
     lists->addWidget(makeAppList(QStringLiteral("Meiste Rechenzeit"), byProcessor_), 1);
     lists->addWidget(makeAppList(QStringLiteral("Größter Speicherbedarf"), byMemory_), 1);
+    layout->addSpacing(fontMetrics().height() / 2);
     layout->addLayout(lists);
     quitStatus_ = plainLabel();
     quitStatus_->setWordWrap(true);
     quitStatus_->hide();
     layout->addWidget(quitStatus_);
 
+    layout->addSpacing(fontMetrics().height() / 2);
     layout->addWidget(heading(QStringLiteral("Suchindex")));
     indexingStatus_ = plainLabel();
     indexingStatus_->setWordWrap(true);
