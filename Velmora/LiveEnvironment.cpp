@@ -227,7 +227,9 @@ std::shared_ptr<Notifier> LiveEnvironment::notifier() const {
     if (setting_.layout == PlatformLayout::macOS)
         return std::make_shared<AppleScriptNotifier>(
             runner_, sealed_.toolPath(std::string(AppleScriptNotifier::osascriptTool)));
-    return std::make_shared<NotifySendNotifier>(runner_, tools_->locate("notify-send"));
+    return std::make_shared<NotifySendNotifier>(
+        runner_, tools_->locate("notify-send"),
+        setting_.overrides.executablePath ? setting_.overrides.executablePath : currentExecutablePath());
 }
 
 CheckDependencies LiveEnvironment::checkDependencies(const AppDependencies& dependencies) {
@@ -335,6 +337,13 @@ AppDependencies LiveEnvironment::appDependencies() const {
     };
     deps.performance =
         setting_.overrides.performance ? *setting_.overrides.performance : performanceDependencies();
+    deps.indexingAdvice = [layout = setting_.layout, home = setting_.home, sizes = sizer_,
+                           apps = runningApps_](StopToken stop) {
+        IndexingAdvice::Setup setup{.layout = layout, .home = home, .sizes = sizes};
+        for (const auto& app : apps->runningApplications())
+            setup.runningPrograms.push_back(app.name);
+        return IndexingAdvice::find(setup, std::move(stop));
+    };
     const auto legacy = std::make_shared<const LegacyAutomation>(legacyAutomation(deps.keepList));
     deps.legacyItems = [legacy] { return legacy->find(); };
     deps.removeLegacy = [legacy](const std::vector<LegacyItem>& items, bool dryRun,

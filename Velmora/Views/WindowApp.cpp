@@ -4,6 +4,7 @@
 #include "LiveEnvironment.hpp"
 #include "Views/MainWindow.hpp"
 #include "Views/QtMainExecutor.hpp"
+#include "Views/WindowBench.hpp"
 
 #include <QApplication>
 #include <QIcon>
@@ -44,6 +45,7 @@ int runWindow(const cli::RunSetting& setting, std::optional<AppTab> tab) {
     if (tab)
         model.setSelectedTab(*tab);
     MainWindow window(model);
+    WindowBench::install(window, model);
     window.show();
     // The first scan starts once the window is on screen, so the window never waits for it.
     executor->post([&model] { model.scan(); });

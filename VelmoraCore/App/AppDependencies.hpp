@@ -6,6 +6,7 @@
 #include "Check/CheckHistory.hpp"
 #include "Check/CheckRunner.hpp"
 #include "Check/Notifier.hpp"
+#include "Performance/IndexingAdvice.hpp"
 #include "Performance/PerformanceDependencies.hpp"
 #include "Platform/DiskSpaceProbe.hpp"
 #include "Platform/FullDiskAccessProbe.hpp"
@@ -74,6 +75,8 @@ struct AppDependencies {
                                               const std::function<void(const std::string&)>& progress,
                                               StopToken)>
         removeServices;
+    // The big developer folders the desktop search indexes over and over (the performance tab).
+    std::function<std::vector<IndexingHint>(StopToken)> indexingAdvice;
 };
 
 } // namespace velmora

@@ -623,6 +623,19 @@ void AppModel::servicesTabShown() {
         startServicesLoad();
 }
 
+void AppModel::performanceTabShown() {
+    if (hasStartedIndexingAdvice_ || !deps_.indexingAdvice)
+        return;
+    hasStartedIndexingAdvice_ = true;
+    const Poster poster{executor_, alive_};
+    spawn([this, poster](StopToken stop) {
+        auto hints = deps_.indexingAdvice(stop);
+        poster([this, hints = std::move(hints)]() mutable {
+            write(indexingHints_, std::optional(std::move(hints)), Property::indexingHints);
+        });
+    });
+}
+
 void AppModel::reloadServices() {
     startServicesLoad();
 }

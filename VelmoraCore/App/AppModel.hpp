@@ -108,6 +108,7 @@ public:
         dryRunSetting,
         isApplyingSchedule,
         removalLabels,
+        indexingHints,
     };
     using Observer = std::function<void(Property)>;
 
@@ -200,6 +201,8 @@ public:
     std::uint64_t systemGeneration() const { return systemGeneration_; }
     bool isApplyingSchedule() const { return isApplyingSchedule_; }
     const std::vector<std::string>& removalLabels() const { return removalLabels_; }
+    // Nothing until the performance tab was shown and the folders were looked at.
+    const std::optional<std::vector<IndexingHint>>& indexingHints() const { return indexingHints_; }
 
     // The switch or the outside: what every removal runs with.
     bool isDryRun() const { return isDryRunForced_ || dryRunSetting_; }
@@ -240,6 +243,8 @@ public:
     void measureSystemData();
 
     void servicesTabShown();
+    // The first time the performance tab is shown the indexed developer folders are looked for.
+    void performanceTabShown();
     void reloadServices();
 
     // A further change while one is being registered waits for it; only the latest is applied then.
@@ -324,6 +329,8 @@ private:
     std::uint64_t systemGeneration_ = 0;
     bool isApplyingSchedule_ = false;
     std::vector<std::string> removalLabels_;
+    std::optional<std::vector<IndexingHint>> indexingHints_;
+    bool hasStartedIndexingAdvice_ = false;
 
     std::optional<CheckSchedule> pendingSchedule_;
     std::function<std::chrono::system_clock::time_point()> now_;

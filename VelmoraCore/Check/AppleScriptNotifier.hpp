@@ -1,6 +1,8 @@
 // Notifications of the automatic check on the macOS layout: `osascript -e 'display notification …'`.
 // There is no way to ask whether the system lets them through, so they count as allowed wherever
-// osascript is installed.
+// osascript is installed. Such a notification belongs to the script runner, not to Velmora: it carries
+// no identifier nor tab, and a click on it cannot open ours (a signed app bundle posting through the
+// notification center itself could).
 #pragma once
 
 #include "Check/Notifier.hpp"

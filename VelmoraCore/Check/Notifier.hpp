@@ -7,8 +7,14 @@
 
 #include <expected>
 #include <string>
+#include <string_view>
 
 namespace velmora {
+
+// Where a platform lets a notification carry them: the check's identifier (a newer check notification
+// replaces an older one) and the key under which the tab to open travels.
+inline constexpr std::string_view checkNotificationID = "velmora2.check";
+inline constexpr std::string_view tabUserInfoKey = "tab";
 
 struct NotifierError {
     std::string detail; // what failed, in the system's words
