@@ -60,7 +60,10 @@ std::optional<std::string> SystemdTimerService::serviceUnit(CheckSchedule schedu
            " --check\n"
            // A check is no hurry: it gives way to whatever the user is doing.
            "Nice=10\n"
-           "IOSchedulingClass=idle\n";
+           "IOSchedulingClass=idle\n"
+           // The notification waits for its click in a process of its own after the check has ended;
+           // systemd would otherwise end it with the check.
+           "KillMode=process\n";
 }
 
 std::string SystemdTimerService::timerUnit(CheckSchedule schedule) {
