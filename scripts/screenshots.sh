@@ -2,6 +2,7 @@
 # Renders every tab of the window (and the settings) for a Mac-shaped demo tree to PNG files under
 # Xvfb, for the README and for review:  scripts/screenshots.sh [OUT]   (default: build/screenshots)
 # Uses build/debug/velmora (built when missing), or the program named in VELMORA.
+# SCREENSHOT_DOCS=1 also copies the two pictures the README shows into docs/.
 # Needs Xvfb (xvfb-run) and ImageMagick's `import`. Nothing outside the demo tree is touched: the
 # window runs with --root on a temp tree and in dry run.
 set -euo pipefail
@@ -61,3 +62,7 @@ xvfb-run -a -s "-screen 0 1280x900x24" bash -c '
   shot "velmora-settings.png" "Einstellungen" VELMORA_OPEN_SETTINGS=1 -- --tab storage
   shot "velmora-settings-dark.png" "Einstellungen" VELMORA_OPEN_SETTINGS=1 VELMORA_DARK=1 -- --tab storage
 '
+if [ "${SCREENSHOT_DOCS:-0}" = 1 ]; then
+  mkdir -p docs
+  cp "$out/velmora-developer.png" "$out/velmora-settings.png" docs/
+fi

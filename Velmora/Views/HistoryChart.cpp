@@ -69,12 +69,12 @@ void HistoryChart::setSnapshots(const std::vector<CheckSnapshot>& snapshots) {
 
 QSize HistoryChart::sizeHint() const {
     const int line = fontMetrics().height();
-    return {line * 30, line * 11};
+    return {line * 30, line * 13};
 }
 
 QSize HistoryChart::minimumSizeHint() const {
     const int line = fontMetrics().height();
-    return {line * 16, line * 8};
+    return {line * 16, line * 10};
 }
 
 void HistoryChart::paintEvent(QPaintEvent*) {

@@ -11,11 +11,14 @@
 #include <QEvent>
 #include <QFile>
 #include <QFrame>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
+#include <QPixmap>
 #include <QPushButton>
 #include <QStyle>
 #include <QTabWidget>
@@ -50,9 +53,24 @@ const char* themeIconName(AppTab tab) {
 
 QIcon tabIcon(AppTab tab) {
     const auto resource = QStringLiteral(":/icons/%1.svg").arg(qstr(symbol(tab)));
-    if (QFile::exists(resource))
-        return QIcon(resource);
-    return QIcon::fromTheme(QString::fromLatin1(themeIconName(tab)));
+    if (!QFile::exists(resource))
+        return QIcon::fromTheme(QString::fromLatin1(themeIconName(tab)));
+    const QIcon icon(resource);
+    // Our symbols are drawn in one mid grey, which vanishes on a dark palette; there they take the
+    // palette's text colour.
+    const QPalette palette = QGuiApplication::palette();
+    if (palette.color(QPalette::Window).lightness() >= 128)
+        return icon;
+    QIcon tinted;
+    for (const int size : {16, 24, 32, 48}) {
+        QPixmap pixmap = icon.pixmap(size, size);
+        QPainter painter(&pixmap);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(pixmap.rect(), palette.color(QPalette::WindowText));
+        painter.end();
+        tinted.addPixmap(pixmap);
+    }
+    return tinted;
 }
 
 MainWindow::MainWindow(AppModel& model, QWidget* parent) : QMainWindow(parent), model_(model) {

@@ -297,7 +297,7 @@ SettingsView::SettingsView(AppModel& model, QWidget* parent) : QDialog(parent), 
         }
     });
     const int line = fontMetrics().height();
-    resize(line * 38, line * 44);
+    resize(line * 40, line * 50);
 }
 
 void SettingsView::showSchedule() {

@@ -72,9 +72,9 @@ TEST_F(SettingsViewTest, NotificationRowOnlyWhenThereIsSomethingToFix) {
           Case{NotificationAuthorization::notDetermined, true}}) {
         deps.notifier = std::make_shared<testing::FakeNotifier>(status);
         auto& model = make();
-        model.refreshNotificationStatus();
-        ASSERT_TRUE(settle());
         SettingsView view(model);
+        // The permission is read on a thread of the model's that no busy flag covers.
+        ASSERT_TRUE(executor->runUntil([&] { return model.notificationStatus() == status; }));
         EXPECT_EQ(!view.notificationLabel()->isHidden(), rowShown) << rawValue(status);
         if (const auto text = statusText(status)) {
             EXPECT_EQ(view.notificationLabel()->text(), qs(*text));
