@@ -115,6 +115,7 @@ TEST_F(SettingsViewTest, HistoryListsNewestFirstAndTheChartRunsOldestToNewest) {
     }
     auto& model = make();
     SettingsView view(model);
+    ASSERT_TRUE(executor->runUntil([&] { return model.checkHistory().size() == 2; }));
     ASSERT_EQ(view.historyList()->topLevelItemCount(), 2);
     const auto* newest = view.historyList()->topLevelItem(0);
     EXPECT_EQ(newest->text(1), qs(ByteFormat::fileSize(80'000'000'000)));
