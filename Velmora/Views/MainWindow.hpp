@@ -1,5 +1,5 @@
 // The main window "Velmora 2": the five tabs in their order, the menu (dry run, rescan, settings,
-// about), kept in step with the model's selected tab.
+// about), kept in step with the model's selected tab, and the error banner over the tabs.
 #pragma once
 
 #include "App/AppModel.hpp"
@@ -9,6 +9,9 @@
 #include <array>
 
 class QAction;
+class QFrame;
+class QLabel;
+class QPushButton;
 class QTabWidget;
 
 namespace velmora {
@@ -22,6 +25,10 @@ public:
     QAction* dryRunAction() const { return dryRun_; }
     QAction* rescanAction() const { return rescan_; }
     QAction* settingsAction() const { return settings_; }
+    QAction* aboutAction() const { return about_; }
+    QFrame* errorBanner() const { return errorBanner_; }
+    QLabel* errorText() const { return errorText_; }
+    QPushButton* errorCloseButton() const { return errorClose_; }
     // The page of `tab` (the tab views are built once, with the window).
     QWidget* page(AppTab tab) const;
 
@@ -29,12 +36,23 @@ private:
     void showDryRun();
     void openSettings();
     void showAbout();
+    // The banner shows lastError while no removal sheet is open (an open sheet shows it itself).
+    void showError();
+    bool sheetIsOpen() const;
 
+protected:
+    bool event(QEvent* event) override;
+
+private:
     AppModel& model_;
     QTabWidget* tabs_ = nullptr;
     QAction* dryRun_ = nullptr;
     QAction* rescan_ = nullptr;
     QAction* settings_ = nullptr;
+    QAction* about_ = nullptr;
+    QFrame* errorBanner_ = nullptr;
+    QLabel* errorText_ = nullptr;
+    QPushButton* errorClose_ = nullptr;
     std::array<QWidget*, allAppTabs.size()> pages_{};
     AppModel::Observation observation_;
 };

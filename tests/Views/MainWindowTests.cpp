@@ -2,9 +2,15 @@
 
 #include "Views/MainWindow.hpp"
 #include "Views/QtMainExecutor.hpp"
+#include "Views/RemovalSheet.hpp"
+#include "Views/WindowApp.hpp"
 
 #include <QAction>
 #include <QCoreApplication>
+#include <QFrame>
+#include <QLabel>
+#include <QPalette>
+#include <QPushButton>
 #include <QTabWidget>
 
 namespace velmora {
@@ -44,6 +50,46 @@ TEST_F(MainWindowTest, DryRunItemFollowsTheSettingAndIsFixedWhenForced) {
     EXPECT_TRUE(window.dryRunAction()->isChecked());
     EXPECT_FALSE(window.dryRunAction()->isEnabled());
     EXPECT_TRUE(window.dryRunAction()->toolTip().contains("erzwungen"));
+}
+
+TEST_F(MainWindowTest, ErrorBannerShowsLastErrorUnlessASheetIsOpenAndClosesIt) {
+    deps.dryRun = [] { return true; };
+    auto& model = make();
+    MainWindow window(model);
+    window.show();
+    EXPECT_TRUE(window.errorBanner()->isHidden());
+    model.remove(RemovalPlan{}); // not a dry run while one is forced: refused with an error
+    ASSERT_TRUE(model.lastError());
+    EXPECT_FALSE(window.errorBanner()->isHidden());
+    EXPECT_EQ(window.errorText()->text(), qs(AppModelText::dryRunPlanRefused));
+    window.errorCloseButton()->click();
+    EXPECT_FALSE(model.lastError());
+    EXPECT_TRUE(window.errorBanner()->isHidden());
+
+    auto* sheet = new RemovalSheet(model, window.page(AppTab::storage));
+    sheet->show();
+    model.remove(RemovalPlan{});
+    EXPECT_TRUE(window.errorBanner()->isHidden());
+    sheet->close();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(window.errorBanner()->isHidden());
+}
+
+TEST(WindowAppearance, DarkWhenAskedOrWhenTheDesktopIsDark) {
+    struct Case {
+        const char* velmoraDark;
+        const char* gtkTheme;
+        bool platformDark;
+        bool dark;
+    };
+    for (const auto& c : {Case{"1", nullptr, false, true}, Case{"0", "Adwaita:dark", true, false},
+                          Case{nullptr, "Adwaita:dark", false, true}, Case{nullptr, "Adwaita", false, false},
+                          Case{"", nullptr, true, true}, Case{"yes", nullptr, false, false}})
+        EXPECT_EQ(wantsDarkAppearance(c.velmoraDark, c.gtkTheme, c.platformDark), c.dark)
+            << (c.velmoraDark ? c.velmoraDark : "-") << " " << (c.gtkTheme ? c.gtkTheme : "-");
+    const QPalette dark = darkPalette();
+    EXPECT_LT(dark.color(QPalette::Window).lightness(), 80);
+    EXPECT_GT(dark.color(QPalette::WindowText).lightness(), 180);
 }
 
 TEST(QtMainExecutor, RunsPostedWorkOnTheEventLoopInOrder) {
