@@ -204,19 +204,29 @@ QWidget* ServicesTabView::serviceRow(const LaunchItem& item, QWidget* parent) {
 
     auto* top = new QHBoxLayout;
     const QString name = outside(item.displayName.empty() ? item.label : item.displayName);
-    auto* box = new QCheckBox(name, row);
-    QFont bold = box->font();
-    bold.setBold(true);
-    box->setFont(bold);
-    box->setAccessibleName(name);
-    box->setEnabled(selectable);
-    if (reason) {
-        box->setToolTip(qstr(*reason));
-        box->setAccessibleDescription(qstr(*reason));
+    if (item.isOrphaned) {
+        // Only orphans can be chosen; a blocked one keeps its box, disabled, with the reason beside it.
+        auto* box = new QCheckBox(name, row);
+        QFont bold = box->font();
+        bold.setBold(true);
+        box->setFont(bold);
+        box->setAccessibleName(name);
+        box->setEnabled(selectable);
+        if (reason) {
+            box->setToolTip(qstr(*reason));
+            box->setAccessibleDescription(qstr(*reason));
+        }
+        connect(box, &QCheckBox::clicked, this, [this, id = item.id] { model_.toggleService(id); });
+        boxes_[item.id] = box;
+        top->addWidget(box, 1);
+    } else {
+        auto* title = new QLabel(name, row);
+        QFont bold = title->font();
+        bold.setBold(true);
+        title->setFont(bold);
+        title->setTextFormat(Qt::PlainText);
+        top->addWidget(title, 1);
     }
-    connect(box, &QCheckBox::clicked, this, [this, id = item.id] { model_.toggleService(id); });
-    boxes_[item.id] = box;
-    top->addWidget(box, 1);
     if (item.isOwnAgent)
         top->addWidget(badge(QStringLiteral("Velmora 2"), row));
     if (item.isOrphaned)
