@@ -35,35 +35,17 @@ CLI::App* addServicesCommand(CLI::App& app, ServicesOptions& options) {
 namespace {
 
 constexpr std::string_view legacyScope = "legacy";
-constexpr std::string_view legacyHeading = "Alte Automatik";
-constexpr std::string_view noLegacyText = "Keine alte Automatik gefunden.";
-constexpr std::string_view legacyExplanation =
-    "Ein monatlicher Aufräum-Agent einer früheren Version. Velmora 2 braucht ihn nicht mehr.";
-
-constexpr std::string_view scopeHeading(LaunchScope scope) {
-    switch (scope) {
-    case LaunchScope::user:
-        return "Eigene Agenten";
-    case LaunchScope::allUsers:
-        return "Agenten für alle Benutzer";
-    case LaunchScope::system:
-        return "System-Dienste";
-    case LaunchScope::loginItem:
-        return "Anmeldeobjekte";
-    }
-    return {};
-}
 
 void printList(std::ostream& out, const LaunchItemScanner& scanner, const ServicesLoad& load,
                bool loginItemsRead) {
     std::size_t orphans = 0;
     for (const LaunchScope scope : allLaunchScopes) {
-        out << scopeHeading(scope) << "\n";
+        out << title(scope) << "\n";
         const auto inScope = std::ranges::count(load.items, scope, &LaunchItem::scope);
         if (scope == LaunchScope::loginItem && !loginItemsRead)
             out << "  Anmeldeobjekte werden auf dieser Plattform nicht gelesen.\n";
         else if (scope == LaunchScope::loginItem && load.loginItemsFailed)
-            out << "  Die Anmeldeobjekte konnten nicht gelesen werden.\n";
+            out << "  " << loginItemsFailedText << "\n";
         else if (inScope == 0)
             out << "  Keine Hintergrunddienste dieser Art.\n";
         for (const auto& item : load.items) {
@@ -126,12 +108,12 @@ void printLegacyFiles(std::ostream& out, const LegacyItem& item) {
 }
 
 void printLegacy(std::ostream& out, const std::vector<LegacyItem>& legacy) {
-    out << "\n" << legacyHeading << "\n";
+    out << "\n" << LegacyText::heading << "\n";
     if (legacy.empty()) {
-        out << "  " << noLegacyText << "\n";
+        out << "  " << LegacyText::none << "\n";
         return;
     }
-    out << "  " << legacyExplanation << "\n";
+    out << "  " << LegacyText::explanation << "\n";
     for (const auto& item : legacy)
         printLegacyFiles(out, item);
     out << "  Entfernen: velmora services remove --legacy\n";
@@ -141,10 +123,10 @@ int removeLegacy(const ServicesOptions& options, const RunSetting& setting, cons
                  std::istream& in, std::ostream& out, std::ostream& err, bool interactive) {
     const auto items = deps.legacyItems();
     if (items.empty()) {
-        out << noLegacyText << " Nichts zu entfernen.\n";
+        out << LegacyText::none << " Nichts zu entfernen.\n";
         return exitOK;
     }
-    out << legacyHeading << " – wird gestoppt, die Dateien kommen in den Papierkorb:\n";
+    out << LegacyText::heading << " – wird gestoppt, die Dateien kommen in den Papierkorb:\n";
     for (const auto& item : items)
         printLegacyFiles(out, item);
     if (setting.dryRun)

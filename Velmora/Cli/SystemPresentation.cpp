@@ -3,6 +3,7 @@
 #include "Cli/ScanPresentation.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "Support/Text.hpp"
+#include "SystemData/SystemDataText.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -70,10 +71,8 @@ nlohmann::json systemDataReportJSON(const SystemDataReport& report, const KeepLi
 }
 
 void printSystemDataReport(std::ostream& out, const SystemDataReport& report, const KeepList::IDs& kept) {
-    if (report.containerSize && report.containerFree)
-        out << "Speicher: " << ByteFormat::fileSize(*report.containerSize) << ", davon belegt "
-            << ByteFormat::fileSize(report.containerUsed.value_or(0)) << ", frei "
-            << ByteFormat::fileSize(*report.containerFree) << "\n";
+    if (const auto storage = SystemDataText::storageLine(report))
+        out << *storage << "\n";
     if (!report.volumes.empty()) {
         out << "\nVolumes\n";
         printVolumes(out, report.volumes);
@@ -90,19 +89,11 @@ void printSystemDataReport(std::ostream& out, const SystemDataReport& report, co
         if (!area.detail.empty())
             out << "    " << Text::printable(area.detail) << "\n";
         if (area.lowerBound)
-            out << "    Nicht vollständig gemessen (Zeitlimit oder kein Zugriff) – mindestens so groß.\n";
-        if (area.size && area.bytesOnContainer < *area.size && area.area.kind != AreaKind::unmeasurable)
-            out << (area.bytesOnContainer == 0
-                        ? "    Liegt auf einem anderen Volume oder Dateisystem.\n"
-                        : "    Liegt zum Teil auf einem anderen Volume oder Dateisystem.\n");
+            out << "    " << SystemDataText::lowerBoundNote << "\n";
+        if (const auto note = SystemDataText::placementNote(area))
+            out << "    " << *note << "\n";
     }
-    if (report.unassigned)
-        out << "\nNicht zugeordnet: " << (report.unassignedUpperBound ? "höchstens " : "")
-            << ByteFormat::fileSize(*report.unassigned)
-            << " – belegt, aber von keinem Bereich erklärt (Verwaltungsdaten des Dateisystems, Ordner "
-               "außerhalb der Bereiche, nicht lesbare Ordner).\n";
-    else
-        out << "\nNicht zugeordnet: unbekannt.\n";
+    out << "\n" << SystemDataText::unassignedSentence(report) << "\n";
 
     out << "\nAufräumen\n";
     if (report.findings.empty())

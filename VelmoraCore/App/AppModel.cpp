@@ -507,12 +507,17 @@ void AppModel::toggleService(const std::string& launchItemID) {
     auto chosen = selectedServices_;
     if (!chosen.erase(launchItemID)) {
         const auto found = std::ranges::find(services_, launchItemID, &LaunchItem::id);
-        // Only what the list shows as orphaned is offered for removal.
-        if (found == services_.end() || !found->isOrphaned)
+        // Only what the list shows as orphaned, and nothing blocks, is offered for removal.
+        if (found == services_.end() || !found->isOrphaned || serviceBlockReasons_.contains(launchItemID))
             return;
         chosen.insert(launchItemID);
     }
     write(selectedServices_, std::move(chosen), Property::selectedServices);
+}
+
+std::optional<std::string> AppModel::serviceBlockReason(const std::string& launchItemID) const {
+    const auto found = serviceBlockReasons_.find(launchItemID);
+    return found == serviceBlockReasons_.end() ? std::nullopt : std::optional(found->second);
 }
 
 void AppModel::removeSelectedServices() {
@@ -653,8 +658,9 @@ void AppModel::startServicesLoad() {
             auto chosen = selectedServices_;
             std::erase_if(chosen, [&](const std::string& id) {
                 const auto found = std::ranges::find(load.items, id, &LaunchItem::id);
-                return found == load.items.end() || !found->isOrphaned;
+                return found == load.items.end() || !found->isOrphaned || load.blockReasons.contains(id);
             });
+            serviceBlockReasons_ = std::move(load.blockReasons);
             write(services_, std::move(load.items), Property::services);
             write(loginItemsFailed_, load.loginItemsFailed, Property::loginItemsFailed);
             write(hasLoadedServices_, true, Property::hasLoadedServices);

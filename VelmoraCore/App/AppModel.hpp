@@ -187,6 +187,8 @@ public:
     bool isLoadingServices() const { return isLoadingServices_; }
     bool hasLoadedServices() const { return hasLoadedServices_; }
     const std::set<std::string>& selectedServices() const { return selectedServices_; }
+    // Why a listed service may not be removed; nothing when it may. Changes with `services`.
+    std::optional<std::string> serviceBlockReason(const std::string& launchItemID) const;
     bool isDryRunForced() const { return isDryRunForced_; }
     bool dryRunSetting() const { return dryRunSetting_; }
     PerformanceModel& performance() { return *performance_; }
@@ -315,6 +317,7 @@ private:
     bool isLoadingServices_ = false;
     bool hasLoadedServices_ = false;
     std::set<std::string> selectedServices_;
+    std::map<std::string, std::string> serviceBlockReasons_;
     bool isDryRunForced_ = false;
     bool dryRunSetting_ = false;
     std::unique_ptr<PerformanceModel> performance_;

@@ -434,6 +434,9 @@ ServicesLoad LaunchItemScanner::load(StopToken stop) const {
             return a.label < b.label;
         return a.id < b.id;
     });
+    for (const auto& item : load.items)
+        if (auto reason = removalBlockReason(item))
+            load.blockReasons.emplace(item.id, std::move(*reason));
     return load;
 }
 

@@ -27,6 +27,21 @@ constexpr std::string_view rawValue(LaunchScope scope) {
     return {};
 }
 
+// The heading a scope's services are listed under.
+constexpr std::string_view title(LaunchScope scope) {
+    switch (scope) {
+    case LaunchScope::user:
+        return "Eigene Agenten";
+    case LaunchScope::allUsers:
+        return "Agenten für alle Benutzer";
+    case LaunchScope::system:
+        return "System-Dienste";
+    case LaunchScope::loginItem:
+        return "Anmeldeobjekte";
+    }
+    return {};
+}
+
 constexpr std::optional<LaunchScope> launchScopeFromRawValue(std::string_view raw) {
     for (LaunchScope scope : allLaunchScopes)
         if (rawValue(scope) == raw)

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora {
@@ -16,5 +17,12 @@ struct LegacyItem {
 
     bool operator==(const LegacyItem&) const = default;
 };
+
+namespace LegacyText {
+inline constexpr std::string_view heading = "Alte Automatik";
+inline constexpr std::string_view none = "Keine alte Automatik gefunden.";
+inline constexpr std::string_view explanation =
+    "Ein monatlicher Aufräum-Agent einer früheren Version. Velmora 2 braucht ihn nicht mehr.";
+} // namespace LegacyText
 
 } // namespace velmora

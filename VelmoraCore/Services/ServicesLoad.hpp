@@ -4,7 +4,10 @@
 
 #include "Services/LaunchItem.hpp"
 
+#include <map>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora {
@@ -12,8 +15,12 @@ namespace velmora {
 struct ServicesLoad {
     std::vector<LaunchItem> items;
     bool loginItemsFailed = false;
+    // By item id: why that service may not be removed. An id without an entry may be removed.
+    std::map<std::string, std::string> blockReasons = {};
 
     bool operator==(const ServicesLoad&) const = default;
 };
+
+inline constexpr std::string_view loginItemsFailedText = "Die Anmeldeobjekte konnten nicht gelesen werden.";
 
 } // namespace velmora

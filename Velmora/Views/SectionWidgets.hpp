@@ -1,0 +1,32 @@
+// Small building blocks the system-data and services tabs share: headings, wrapped text, notice
+// banners and risk labels, all drawn from the palette so they follow the light and dark appearance.
+#pragma once
+
+#include "Findings/Risk.hpp"
+
+#include <QFrame>
+#include <QLabel>
+#include <QString>
+
+#include <string_view>
+
+namespace velmora::SectionWidgets {
+
+enum class BannerKind { info, warning, error };
+
+QString qstr(std::string_view text);
+
+// A section heading, a little larger than the system font and bold.
+QLabel* heading(const QString& text, QWidget* parent = nullptr);
+// Body text that wraps and can be selected with the mouse.
+QLabel* wrapped(const QString& text, QWidget* parent = nullptr);
+// Secondary text: the palette's placeholder colour, slightly smaller.
+QLabel* secondary(const QString& text, QWidget* parent = nullptr);
+// A rounded frame with a tinted background and the message in the window's text colour.
+QFrame* banner(BannerKind kind, const QString& text, QWidget* parent = nullptr);
+// "Sicher" green, "Prüfen" orange, "Nur Hinweis" grey-blue.
+QLabel* riskPill(Risk risk, QWidget* parent = nullptr);
+// A small grey-blue pill for a marker such as the own check agent.
+QLabel* badge(const QString& text, QWidget* parent = nullptr);
+
+} // namespace velmora::SectionWidgets
