@@ -89,7 +89,12 @@ TEST_F(RemovalSheetTest, ShowsThePlanByMethodAndRunsItOnlyAfterConfirming) {
     EXPECT_EQ(remover->dryRuns, std::vector<bool>(3, false));
     EXPECT_TRUE(sheet.resultBanner()->isVisibleTo(&sheet));
     EXPECT_EQ(sheet.resultBanner()->kind(), Banner::Kind::success);
-    EXPECT_EQ(sheet.resultBanner()->title(), qs("Freigegeben: " + ByteFormat::fileSize(404'000'000)));
+    EXPECT_EQ(sheet.resultBanner()->title(), "3 ausgewählt: 3 entfernt");
+    // The npm cache is deleted, the Spotify items go to the Trash: only the first is freed space now.
+    EXPECT_EQ(sheet.resultBanner()->lines().value(0),
+              qs("Freigegeben: " + ByteFormat::fileSize(400'000'000)));
+    EXPECT_TRUE(sheet.resultBanner()->lines().value(1).startsWith(
+        qs("Im Papierkorb: " + ByteFormat::fileSize(4'000'000))));
     EXPECT_EQ(tree->topLevelItem(1)->child(0)->child(0)->text(2), "entfernt");
 
     sheet.doneButton()->click();
@@ -203,18 +208,20 @@ TEST(RemovalResultText, KindTitleAndLinesFollowTheReport) {
         {report({removed}, 5'000'000, {}),
          false,
          Banner::Kind::success,
-         qs("Freigegeben: " + ByteFormat::fileSize(5'000'000)),
-         {}},
+         "1 ausgewählt: 1 entfernt",
+         {qs("Freigegeben: " + ByteFormat::fileSize(5'000'000))}},
         {report({removed, failed}, 5'000'000, {"b: Exit 1"}),
          false,
          Banner::Kind::warning,
-         qs("Freigegeben: " + ByteFormat::fileSize(5'000'000)),
-         {"1 Eintrag konnte nicht entfernt werden.", "• b: Exit 1"}},
+         "2 ausgewählt: 1 entfernt, 1 fehlgeschlagen",
+         {qs("Freigegeben: " + ByteFormat::fileSize(5'000'000)), "1 Eintrag konnte nicht entfernt werden.",
+          "• b: Exit 1"}},
         {report({failed}, 0, {"b: Exit 1"}),
          false,
          Banner::Kind::error,
-         qs("Freigegeben: " + ByteFormat::fileSize(0)),
-         {"1 Eintrag konnte nicht entfernt werden.", "• b: Exit 1"}},
+         "1 ausgewählt: 0 entfernt, 1 fehlgeschlagen",
+         {qs("Freigegeben: " + ByteFormat::fileSize(0)), "1 Eintrag konnte nicht entfernt werden.",
+          "• b: Exit 1"}},
         {report({}, 0, {}), true, Banner::Kind::info, "Trockenlauf aktiv", {"Es wird nichts entfernt."}},
     };
     for (const auto& c : cases) {
@@ -225,7 +232,7 @@ TEST(RemovalResultText, KindTitleAndLinesFollowTheReport) {
     }
     const auto crowded =
         removalResultText(report({failed}, 0, std::vector<std::string>(20, "x: Exit 1")), false);
-    ASSERT_EQ(crowded.lines.size(), 1 + 15 + 1);
+    ASSERT_EQ(crowded.lines.size(), 2 + 15 + 1);
     EXPECT_EQ(crowded.lines.back(), "… und 5 weitere Einträge");
 }
 
