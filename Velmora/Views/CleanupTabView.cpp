@@ -512,12 +512,11 @@ void CleanupTabView::addItemRows(QTreeWidgetItem* findingRow, std::size_t from) 
                 .contains(needle, Qt::CaseInsensitive);
         });
     const QSignalBlocker block(tree_);
-    // The "more" row may be the one being clicked: it leaves the tree now and is deleted afterwards.
+    // The "more" row may be the one being clicked: it leaves the tree now and is deleted with the next
+    // one taken, or with the view.
     if (const int last = findingRow->childCount() - 1;
-        last >= 0 && kindOf(findingRow->child(last)) == RowKind::more) {
-        QTreeWidgetItem* taken = findingRow->takeChild(last);
-        QTimer::singleShot(0, this, [taken] { delete taken; });
-    }
+        last >= 0 && kindOf(findingRow->child(last)) == RowKind::more)
+        takenMoreRow_.reset(findingRow->takeChild(last));
     const bool tickable = itemsTickable(finding, entry->kept);
     const QLocale german(QLocale::German, QLocale::Germany);
     const std::size_t to = std::min(order.size(), from + itemPage);

@@ -5,9 +5,11 @@
 #include "App/AppModel.hpp"
 
 #include <QStringList>
+#include <QTreeWidgetItem>
 #include <QWidget>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class QComboBox;
@@ -18,7 +20,6 @@ class QLineEdit;
 class QProgressBar;
 class QPushButton;
 class QTreeWidget;
-class QTreeWidgetItem;
 
 namespace velmora {
 
@@ -106,6 +107,8 @@ private:
     QPushButton* emptyTrash_ = nullptr;
     QLabel* selectionText_ = nullptr;
     QPushButton* remove_ = nullptr;
+    // The "Weitere … zeigen" row last taken out of the tree (it may still be handling its click).
+    std::unique_ptr<QTreeWidgetItem> takenMoreRow_;
 };
 
 } // namespace velmora

@@ -183,7 +183,8 @@ void ServicesTabView::showList() {
         }
     }
     layout->addWidget(legacySection(fresh));
-    contentLayout_->replaceWidget(list_, fresh);
+    // The layout hands back the item that held the old widget; it is ours to delete.
+    delete contentLayout_->replaceWidget(list_, fresh);
     list_->hide();
     list_->deleteLater();
     list_ = fresh;

@@ -200,7 +200,8 @@ void SystemDataTabView::showReport() {
                 banner(BannerKind::info, outside(failure.scannerID + ": " + failure.message), fresh));
     }
     // The old rows may be the sender of what led here; they go once control is back in the event loop.
-    contentLayout_->replaceWidget(report_, fresh);
+    // The layout hands back the item that held the old widget; it is ours to delete.
+    delete contentLayout_->replaceWidget(report_, fresh);
     report_->hide();
     report_->deleteLater();
     report_ = fresh;
