@@ -9,18 +9,18 @@
 namespace velmora::cli {
 
 Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, std::ostream& out,
-                   std::ostream& err) {
+                   std::ostream& err, std::string_view done) {
     if (dryRun || yes)
         return Consent::given;
     if (!interactive) {
-        err << "velmora: Ohne Terminal wird nur mit --yes entfernt. Es wurde nichts entfernt.\n";
+        err << "velmora: Ohne Terminal wird nur mit --yes " << done << ". Es wurde nichts " << done << ".\n";
         return Consent::refused;
     }
     err << "Fortfahren? [j/N] " << std::flush;
     std::string answer;
     if (std::getline(in, answer) && (answer == "j" || answer == "J" || answer == "ja" || answer == "Ja"))
         return Consent::given;
-    out << "Abgebrochen – es wurde nichts entfernt.\n";
+    out << "Abgebrochen – es wurde nichts " << done << ".\n";
     return Consent::declined;
 }
 

@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <optional>
+#include <string_view>
 
 namespace velmora::cli {
 
@@ -15,7 +16,7 @@ enum class Consent {
 
 // A dry run needs no consent. Prints the German question, or the line saying why nothing was removed.
 Consent askConsent(bool yes, bool dryRun, bool interactive, std::istream& in, std::ostream& out,
-                   std::ostream& err);
+                   std::ostream& err, std::string_view done = "entfernt");
 
 // The exit status a command ends with when consent was not given (declined: 0, refused: 2); nothing
 // when it may go ahead.

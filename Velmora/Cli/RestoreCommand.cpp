@@ -175,7 +175,8 @@ int runRestoreCommand(const RestoreOptions& options, const RunSetting& setting, 
             out << "Trockenlauf – es wird nichts zurückgelegt.\n";
     }
     if (moves)
-        if (const auto stop = exitWithoutConsent(askConsent(options.yes, false, interactive, in, out, err)))
+        if (const auto stop =
+                exitWithoutConsent(askConsent(options.yes, false, interactive, in, out, err, "zurückgelegt")))
             return *stop;
 
     const auto report = restorer.restore(*run, options.items, !moves);
