@@ -104,4 +104,22 @@ QLabel* badge(const QString& text, QWidget* parent) {
     return pill(text, riskColour(Risk::hintOnly), parent);
 }
 
+TabHeader tabHeader(const QString& title, const QString& progressName, int progressEms,
+                    const QString& actionText, const QString& actionName, QWidget* parent) {
+    TabHeader header;
+    header.layout = new QHBoxLayout;
+    header.layout->addWidget(heading(title, parent));
+    header.layout->addStretch(1);
+    header.status = new QLabel(parent);
+    header.layout->addWidget(header.status);
+    header.progress = new QProgressBar(parent);
+    header.progress->setMaximumWidth(parent->fontMetrics().horizontalAdvance(QLatin1Char('m')) * progressEms);
+    header.progress->setAccessibleName(progressName);
+    header.layout->addWidget(header.progress);
+    header.action = new QPushButton(actionText, parent);
+    header.action->setAccessibleName(actionName);
+    header.layout->addWidget(header.action);
+    return header;
+}
+
 } // namespace velmora::SectionWidgets

@@ -5,7 +5,10 @@
 #include "Findings/Risk.hpp"
 
 #include <QFrame>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QString>
 
 #include <string_view>
@@ -28,5 +31,16 @@ QFrame* banner(BannerKind kind, const QString& text, QWidget* parent = nullptr);
 QLabel* riskPill(Risk risk, QWidget* parent = nullptr);
 // A small grey-blue pill for a marker such as the own check agent.
 QLabel* badge(const QString& text, QWidget* parent = nullptr);
+
+// The strip over a tab's content: its heading, then a status text, a progress bar `progressEms` wide
+// and the tab's one action at the right.
+struct TabHeader {
+    QHBoxLayout* layout = nullptr;
+    QLabel* status = nullptr;
+    QProgressBar* progress = nullptr;
+    QPushButton* action = nullptr;
+};
+TabHeader tabHeader(const QString& title, const QString& progressName, int progressEms,
+                    const QString& actionText, const QString& actionName, QWidget* parent);
 
 } // namespace velmora::SectionWidgets

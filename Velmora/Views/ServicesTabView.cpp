@@ -59,21 +59,15 @@ QMessageBox* confirmation(QWidget* parent, const QString& title, const QString& 
 ServicesTabView::ServicesTabView(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
     auto* outer = new QVBoxLayout(this);
 
-    auto* header = new QHBoxLayout;
-    header->addWidget(heading(QStringLiteral("Was im Hintergrund startet"), this));
-    header->addStretch(1);
-    status_ = new QLabel(this);
-    header->addWidget(status_);
-    busy_ = new QProgressBar(this);
+    const auto header =
+        tabHeader(QStringLiteral("Was im Hintergrund startet"), QStringLiteral("Wird geladen"), 10,
+                  QStringLiteral("Neu laden"), QStringLiteral("Hintergrunddienste neu laden"), this);
+    status_ = header.status;
+    busy_ = header.progress;
     busy_->setRange(0, 0);
-    busy_->setMaximumWidth(fontMetrics().horizontalAdvance(QLatin1Char('m')) * 10);
-    busy_->setAccessibleName(QStringLiteral("Wird geladen"));
-    header->addWidget(busy_);
-    reload_ = new QPushButton(QStringLiteral("Neu laden"), this);
-    reload_->setAccessibleName(QStringLiteral("Hintergrunddienste neu laden"));
+    reload_ = header.action;
     connect(reload_, &QPushButton::clicked, this, [this] { model_.reloadServices(); });
-    header->addWidget(reload_);
-    outer->addLayout(header);
+    outer->addLayout(header.layout);
 
     result_ = new QFrame(this);
     result_->setFrameShape(QFrame::StyledPanel);

@@ -67,21 +67,15 @@ QString volumeLine(const APFSVolume& volume) {
 SystemDataTabView::SystemDataTabView(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
     auto* outer = new QVBoxLayout(this);
 
-    auto* header = new QHBoxLayout;
-    header->addWidget(heading(QStringLiteral("Woraus die Systemdaten bestehen"), this));
-    header->addStretch(1);
-    status_ = new QLabel(this);
-    header->addWidget(status_);
-    progress_ = new QProgressBar(this);
+    const auto header = tabHeader(QStringLiteral("Woraus die Systemdaten bestehen"),
+                                  QStringLiteral("Fortschritt der Messung"), 14, QStringLiteral("Neu messen"),
+                                  QStringLiteral("Systemdaten neu messen"), this);
+    status_ = header.status;
+    progress_ = header.progress;
     progress_->setRange(0, 100);
-    progress_->setMaximumWidth(fontMetrics().horizontalAdvance(QLatin1Char('m')) * 14);
-    progress_->setAccessibleName(QStringLiteral("Fortschritt der Messung"));
-    header->addWidget(progress_);
-    remeasure_ = new QPushButton(QStringLiteral("Neu messen"), this);
-    remeasure_->setAccessibleName(QStringLiteral("Systemdaten neu messen"));
+    remeasure_ = header.action;
     connect(remeasure_, &QPushButton::clicked, this, [this] { model_.measureSystemData(); });
-    header->addWidget(remeasure_);
-    outer->addLayout(header);
+    outer->addLayout(header.layout);
 
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
