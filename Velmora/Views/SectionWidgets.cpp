@@ -122,4 +122,28 @@ TabHeader tabHeader(const QString& title, const QString& progressName, int progr
     return header;
 }
 
+SwappableContent swappableContent(QWidget* parent) {
+    SwappableContent content;
+    content.scroll = new QScrollArea(parent);
+    content.scroll->setWidgetResizable(true);
+    content.scroll->setFrameShape(QFrame::NoFrame);
+    auto* holder = new QWidget(content.scroll);
+    content.layout = new QVBoxLayout(holder);
+    content.layout->setContentsMargins(0, 0, 0, 0);
+    content.current = new QWidget(holder);
+    content.layout->addWidget(content.current);
+    content.layout->addStretch(1);
+    content.scroll->setWidget(holder);
+    return content;
+}
+
+void swapIn(SwappableContent& content, QWidget* fresh) {
+    // The layout hands back the item that held the old widget; it is ours to delete.
+    delete content.layout->replaceWidget(content.current, fresh);
+    content.current->hide();
+    content.current->deleteLater();
+    content.current = fresh;
+    fresh->show(); // a layout shows a new child only later, from the event loop
+}
+
 } // namespace velmora::SectionWidgets

@@ -9,7 +9,9 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QString>
+#include <QVBoxLayout>
 
 #include <string_view>
 
@@ -42,5 +44,16 @@ struct TabHeader {
 };
 TabHeader tabHeader(const QString& title, const QString& progressName, int progressEms,
                     const QString& actionText, const QString& actionName, QWidget* parent);
+
+// A tab's scrolling content, rebuilt whole when its data changes: one widget above a stretch.
+struct SwappableContent {
+    QScrollArea* scroll = nullptr;
+    QVBoxLayout* layout = nullptr;
+    QWidget* current = nullptr;
+};
+SwappableContent swappableContent(QWidget* parent);
+// Puts `fresh` where the current widget is. The old one may be the sender of what led here, so it goes
+// once control is back in the event loop.
+void swapIn(SwappableContent& content, QWidget* fresh);
 
 } // namespace velmora::SectionWidgets

@@ -81,17 +81,8 @@ ServicesTabView::ServicesTabView(AppModel& model, QWidget* parent) : QWidget(par
     resultLayout->addWidget(dismiss, 0, Qt::AlignTop);
     outer->addWidget(result_);
 
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    auto* content = new QWidget(scroll);
-    contentLayout_ = new QVBoxLayout(content);
-    contentLayout_->setContentsMargins(0, 0, 0, 0);
-    list_ = new QWidget(content);
-    contentLayout_->addWidget(list_);
-    contentLayout_->addStretch(1);
-    scroll->setWidget(content);
-    outer->addWidget(scroll, 1);
+    content_ = swappableContent(this);
+    outer->addWidget(content_.scroll, 1);
 
     auto* footer = new QHBoxLayout;
     count_ = new QLabel(this);
@@ -101,8 +92,8 @@ ServicesTabView::ServicesTabView(AppModel& model, QWidget* parent) : QWidget(par
     connect(remove_, &QPushButton::clicked, this, &ServicesTabView::confirmServices);
     footer->addWidget(remove_);
     outer->addLayout(footer);
-    setTabOrder(reload_, scroll);
-    setTabOrder(scroll, remove_);
+    setTabOrder(reload_, content_.scroll);
+    setTabOrder(content_.scroll, remove_);
 
     observation_ = model_.observe([this](AppModel::Property property) {
         using P = AppModel::Property;
@@ -177,12 +168,7 @@ void ServicesTabView::showList() {
         }
     }
     layout->addWidget(legacySection(fresh));
-    // The layout hands back the item that held the old widget; it is ours to delete.
-    delete contentLayout_->replaceWidget(list_, fresh);
-    list_->hide();
-    list_->deleteLater();
-    list_ = fresh;
-    fresh->show(); // a layout shows a new child only later, from the event loop
+    swapIn(content_, fresh);
     count_->setText(model_.hasLoadedServices() ? qstr(OrphanedServices::countText(orphans)) : QString());
     showSelection();
     showActivity();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "App/AppModel.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QWidget>
 
@@ -46,8 +47,7 @@ private:
     QLabel* count_ = nullptr;
     QFrame* result_ = nullptr;
     QLabel* resultText_ = nullptr;
-    QVBoxLayout* contentLayout_ = nullptr;
-    QWidget* list_ = nullptr;
+    SectionWidgets::SwappableContent content_;
     std::map<std::string, QCheckBox*> boxes_; // by launch item id
     AppModel::Observation observation_;
 };

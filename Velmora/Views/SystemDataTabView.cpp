@@ -77,17 +77,8 @@ SystemDataTabView::SystemDataTabView(AppModel& model, QWidget* parent) : QWidget
     connect(remeasure_, &QPushButton::clicked, this, [this] { model_.measureSystemData(); });
     outer->addLayout(header.layout);
 
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    auto* content = new QWidget(scroll);
-    contentLayout_ = new QVBoxLayout(content);
-    contentLayout_->setContentsMargins(0, 0, 0, 0);
-    report_ = new QWidget(content);
-    contentLayout_->addWidget(report_);
-    contentLayout_->addStretch(1);
-    scroll->setWidget(content);
-    outer->addWidget(scroll, 1);
+    content_ = swappableContent(this);
+    outer->addWidget(content_.scroll, 1);
 
     auto* footer = new QHBoxLayout;
     footer->addStretch(1);
@@ -96,8 +87,8 @@ SystemDataTabView::SystemDataTabView(AppModel& model, QWidget* parent) : QWidget
     connect(remove_, &QPushButton::clicked, this, &SystemDataTabView::openRemovalSheet);
     footer->addWidget(remove_);
     outer->addLayout(footer);
-    setTabOrder(remeasure_, scroll);
-    setTabOrder(scroll, remove_);
+    setTabOrder(remeasure_, content_.scroll);
+    setTabOrder(content_.scroll, remove_);
 
     observation_ = model_.observe([this](AppModel::Property property) {
         using P = AppModel::Property;
@@ -193,13 +184,7 @@ void SystemDataTabView::showReport() {
             layout->addWidget(
                 banner(BannerKind::info, outside(failure.scannerID + ": " + failure.message), fresh));
     }
-    // The old rows may be the sender of what led here; they go once control is back in the event loop.
-    // The layout hands back the item that held the old widget; it is ours to delete.
-    delete contentLayout_->replaceWidget(report_, fresh);
-    report_->hide();
-    report_->deleteLater();
-    report_ = fresh;
-    fresh->show(); // a layout shows a new child only later, from the event loop
+    swapIn(content_, fresh);
     showSelection();
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "App/AppModel.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QWidget>
 
@@ -47,8 +48,7 @@ private:
     QProgressBar* progress_ = nullptr;
     QPushButton* remeasure_ = nullptr;
     QPushButton* remove_ = nullptr;
-    QVBoxLayout* contentLayout_ = nullptr;
-    QWidget* report_ = nullptr;
+    SectionWidgets::SwappableContent content_;
     SystemDataChart* chart_ = nullptr;
     std::vector<SelectionBox> boxes_;
     AppModel::Observation observation_;
