@@ -359,6 +359,19 @@ AppDependencies LiveEnvironment::appDependencies() const {
             progress(std::string(AppModelText::removingServices));
         return removal->remove(items, dryRun, std::move(stop));
     };
+    const auto journal = removalJournal();
+    deps.removalRuns = [journal] { return journal->runs(); };
+    const auto restorer = std::make_shared<const TrashRestorer>(trashRestorer());
+    deps.restore = [restorer](const JournalRun& run, const std::vector<std::string>& itemIDs, bool dryRun) {
+        return restorer->restore(run, itemIDs, dryRun);
+    };
+    // The window's own keep list, so that an answer knows what was kept a moment ago.
+    const auto explainer = std::make_shared<const PathExplainer>(PathExplainer::Services{
+        deps.engine, Catalog::rules(setting_.layout), [self] { return self->scanContext(); },
+        std::make_shared<const SafetyGuard>(safetyGuard()), deps.keepList});
+    deps.explain = [explainer](const std::vector<fs::path>& paths, StopToken stop) {
+        return explainer->explain(paths, std::move(stop));
+    };
     return deps;
 }
 

@@ -4,6 +4,7 @@
 #include "Cli/CliApp.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
+#include "Removal/JournalText.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -19,29 +20,6 @@ std::string dumped(const nlohmann::json& json) {
     return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-std::string methodText(const std::string& method) {
-    if (method == "trash")
-        return "Papierkorb";
-    if (method == "delete")
-        return "direkt gelöscht";
-    if (method == "tool")
-        return "Befehl des Werkzeugs";
-    if (method == "admin")
-        return "Admin-Schritt";
-    return method;
-}
-
-std::string outcomeText(const JournalItem& item) {
-    const auto reason = item.reason.value_or("");
-    if (item.outcome == "removed")
-        return reason.empty() ? "entfernt" : "entfernt – " + reason;
-    if (item.outcome == "skipped")
-        return "übersprungen: " + reason;
-    if (item.outcome == "failed")
-        return "fehlgeschlagen: " + reason;
-    return "abgebrochen";
-}
-
 void printRuns(std::ostream& out, const std::vector<JournalRun>& runs) {
     if (runs.empty()) {
         out << "Noch keine Entfernung protokolliert.\n";
@@ -51,8 +29,7 @@ void printRuns(std::ostream& out, const std::vector<JournalRun>& runs) {
     for (const auto& run : runs) {
         out << "\n"
             << Text::printable(run.runID) << "  " << localDateTime(run.time) << "\n  "
-            << countsText(run.counts) << " · freigegeben " << ByteFormat::fileSize(run.freedBytes)
-            << " · im Papierkorb " << ByteFormat::fileSize(run.trashedBytes) << "\n";
+            << JournalText::runSummary(run) << "\n";
     }
 }
 
@@ -67,12 +44,10 @@ void printRun(std::ostream& out, const JournalRun& run) {
     for (const auto& item : run.items) {
         out << "\n"
             << Text::printable(item.path.empty() ? item.itemID : item.path) << "\n  "
-            << Text::printable(methodText(item.method) + " · " + outcomeText(item)) << " · "
+            << Text::printable(JournalText::method(item.method) + " · " + JournalText::outcome(item)) << " · "
             << (item.size ? ByteFormat::fileSize(*item.size) : std::string("Größe unbekannt")) << "\n";
-        if (item.restored)
-            out << "  zurückgelegt an den ursprünglichen Ort\n";
-        else if (item.trash)
-            out << "  liegt im Papierkorb: " << Text::printable(item.trash->entry.string()) << "\n";
+        if (const auto state = JournalText::trashState(item); !state.empty())
+            out << "  " << Text::printable(state) << "\n";
     }
 }
 

@@ -4,11 +4,11 @@
 #include "Cli/CliApp.hpp"
 #include "Cli/Consent.hpp"
 #include "LiveEnvironment.hpp"
+#include "Removal/JournalText.hpp"
 #include "Support/PrettyJson.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -65,38 +65,6 @@ std::string shownPath(const RunSetting& setting, const std::string& path, const 
     if (!setting.isLiveRoot() && !inRoot.empty() && *inRoot.begin() != "..")
         return Text::printable("/" + inRoot.string());
     return Text::printable(path);
-}
-
-std::string outcomeText(const RestoreOutcome& outcome) {
-    const auto withNote = [&](const char* text) {
-        return outcome.reason.empty() ? std::string(text) : fmt::format("{} ({})", text, outcome.reason);
-    };
-    switch (outcome.kind) {
-    case Kind::restored:
-        return withNote("zurückgelegt");
-    case Kind::wouldRestore:
-        return withNote("würde zurückgelegt");
-    case Kind::left:
-    case Kind::notRestorable:
-        break;
-    }
-    return outcome.reason;
-}
-
-// "2 zurückgelegt, 1 im Papierkorb gelassen, 3 nicht zurücklegbar"; in a dry run what would happen.
-std::string summary(const RestoreReport& report, bool dryRun) {
-    std::string text =
-        dryRun ? fmt::format("Trockenlauf – {} würde{} zurückgelegt", report.count(Kind::wouldRestore),
-                             report.count(Kind::wouldRestore) == 1 ? "" : "n")
-               : fmt::format("{} zurückgelegt", report.count(Kind::restored));
-    if (const auto left = report.count(Kind::left))
-        text += fmt::format(", {} {}", left,
-                            !dryRun     ? "im Papierkorb gelassen"
-                            : left == 1 ? "bliebe im Papierkorb"
-                                        : "blieben im Papierkorb");
-    if (const auto none = report.count(Kind::notRestorable))
-        text += fmt::format(", {} nicht zurücklegbar", none);
-    return dryRun ? text + ". Es wurde nichts verändert." : text;
 }
 
 nlohmann::json reportJSON(const RestoreReport& report, bool dryRun) {
@@ -186,8 +154,8 @@ int runRestoreCommand(const RestoreOptions& options, const RunSetting& setting, 
         out << "\n";
         for (const auto& result : report.results)
             out << shownPath(setting, result.path, result.itemID) << ": "
-                << Text::printable(outcomeText(result.outcome)) << "\n";
-        out << "\n" << summary(report, setting.dryRun) << "\n";
+                << Text::printable(JournalText::restoreOutcome(result.outcome)) << "\n";
+        out << "\n" << JournalText::restoreSummary(report, setting.dryRun) << "\n";
     }
     if (report.journalWarning)
         err << "velmora: Warnung: " << Text::printable(*report.journalWarning)

@@ -1,9 +1,9 @@
 #include "Cli/WhyCommand.hpp"
 
 #include "Cli/CliApp.hpp"
-#include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
 #include "Scanning/PathExplainer.hpp"
+#include "Scanning/PathExplanationText.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -42,67 +42,21 @@ fs::path logical(const fs::path& real, const RunSetting& setting) {
     return inside == "." ? fs::path("/") : fs::path("/") / inside;
 }
 
-std::string shown(const fs::path& path) {
-    return Text::printable(path.string());
-}
-
-std::string guardText(const SafetyVerdict& verdict) {
-    return verdict.isAllowed() ? "erlaubt"
-                               : "gesperrt (" + Text::printable(verdict.reason().value_or("")) + ")";
-}
-
-void printExplanation(std::ostream& out, const PathExplanation& e) {
-    out << shown(e.path);
-    switch (e.presence) {
-    case PathPresence::symbolicLink:
-        out << " (symbolischer Link – erklärt wird der Link selbst, nicht sein Ziel)";
-        break;
-    case PathPresence::missing:
-        out << " (existiert nicht)";
-        break;
-    case PathPresence::unknown:
-        out << (e.examined ? " (nicht lesbar)" : "");
-        break;
-    case PathPresence::present:
-        break;
-    }
-    out << "\n";
-    if (const auto& claim = e.claim) {
-        out << "  Fund:       " << Text::printable(claim->title) << " ["
-            << Text::printable(claim->findingID.text()) << "]\n";
-        const bool itself = claim->item.url && *claim->item.url == e.path;
-        out << "  Eintrag:    "
-            << (itself ? std::string("dieser Pfad selbst")
-                       : "liegt in " +
-                             (claim->item.url ? shown(*claim->item.url) : Text::printable(claim->item.name)))
-            << "\n";
-        out << "  Herkunft:   "
-            << (claim->fromRule
-                    ? "Pfadregel " + Text::printable(claim->findingID.scannerID) +
-                          (claim->pattern ? " (Muster „" + Text::printable(*claim->pattern) + "“)" : "")
-                    : "Scanner " + Text::printable(claim->findingID.scannerID))
-            << "\n";
-        out << "  Risiko:     " << label(claim->risk) << "\n";
-        out << "  Methode:    " << claim->method.rowText().value_or("Nur Hinweis – wird nicht entfernt")
-            << "\n";
-        out << "  Größe:      "
-            << (claim->item.size ? ByteFormat::fileSize(*claim->item.size) : std::string("unbekannt"))
-            << (itself ? "" : " (der ganze Eintrag)") << "\n";
-        out << "  Behalten:   " << (claim->kept ? "ja – wird nicht entfernt" : "nein") << "\n";
-    } else if (!e.examined) {
-        out << (e.path.is_absolute() ? "  Nicht geprüft: die Suche wurde abgebrochen.\n"
-                                     : "  Nicht geprüft: kein absoluter Pfad.\n");
-    } else {
-        out << "  Kein Fund erfasst diesen Pfad.\n";
-        if (!e.failures.empty()) {
-            out << "  Unvollständig – diese Scanner lieferten nichts:";
-            for (const auto& failure : e.failures)
-                out << " " << Text::printable(failure.scannerID) << " (" << Text::printable(failure.message)
-                    << ")";
-            out << "\n";
+// Labels padded to one column, counted in characters (the labels hold umlauts).
+void printExplanation(std::ostream& out, const PathExplanation& explanation) {
+    const auto text = PathExplanationText::of(explanation);
+    out << text.heading << "\n";
+    for (const auto& line : text.lines) {
+        out << "  ";
+        if (!line.label.empty()) {
+            // Continuation bytes of UTF-8 do not take a column.
+            const auto width = 1 + static_cast<std::size_t>(std::ranges::count_if(line.label, [](char c) {
+                                   return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+                               }));
+            out << line.label << ":" << std::string(width < 12 ? 12 - width : 1, ' ');
         }
+        out << line.text << "\n";
     }
-    out << "  Sicherheitsprüfung: " << guardText(e.guard) << "\n";
 }
 
 } // namespace

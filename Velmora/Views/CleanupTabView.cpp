@@ -4,8 +4,10 @@
 #include "Findings/ItemsTotal.hpp"
 #include "Support/Text.hpp"
 #include "Views/DiskBar.hpp"
+#include "Views/EmptyTrashPrompt.hpp"
 #include "Views/RemovalSheet.hpp"
 #include "Views/RiskPill.hpp"
+#include "Views/WhyDialog.hpp"
 
 #include <QComboBox>
 #include <QDateTime>
@@ -18,7 +20,6 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
-#include <QMessageBox>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
@@ -265,6 +266,9 @@ void CleanupTabView::buildLayout() {
             menu.addAction(keep_->text(), this, &CleanupTabView::toggleKeep);
         if (reveal_->isEnabled())
             menu.addAction(reveal_->text(), this, &CleanupTabView::reveal);
+        if (kindOf(row) != RowKind::more)
+            menu.addAction(QStringLiteral("Warum wird das vorgeschlagen?"), this,
+                           &CleanupTabView::explainCurrent);
         if (!menu.isEmpty())
             menu.exec(tree_->viewport()->mapToGlobal(at));
     });
@@ -879,20 +883,19 @@ void CleanupTabView::updateButtons() {
         emptyTrash_->setEnabled(model_.trashBytes().value_or(1) > 0 && !busy);
 }
 
+void CleanupTabView::explainCurrent() {
+    QTreeWidgetItem* row = tree_->currentItem();
+    const Entry* entry = entryOf(row);
+    if (!entry)
+        return;
+    const FindingItem* item = itemOf(row);
+    auto* dialog = new WhyDialog(model_, entry->id, item ? item->id : std::string(), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->open();
+}
+
 void CleanupTabView::emptyTrash() {
-    const QString size = sizeText(model_.trashBytes());
-    QMessageBox ask(QMessageBox::Question, QStringLiteral("Papierkorb leeren?"),
-                    model_.isDryRun()
-                        ? QStringLiteral("Trockenlauf: es wird nichts gelöscht, nur gezeigt, was geschähe.")
-                        : QStringLiteral("Der Papierkorb (%1) wird endgültig geleert. Das lässt sich nicht "
-                                         "rückgängig machen.")
-                              .arg(size),
-                    QMessageBox::NoButton, this);
-    QPushButton* confirm = ask.addButton(QStringLiteral("Papierkorb leeren"), QMessageBox::DestructiveRole);
-    ask.setDefaultButton(ask.addButton(QStringLiteral("Abbrechen"), QMessageBox::RejectRole));
-    ask.exec();
-    if (ask.clickedButton() == confirm)
-        model_.emptyTrash();
+    askToEmptyTrash(model_, this);
 }
 
 void CleanupTabView::openRemoval() {

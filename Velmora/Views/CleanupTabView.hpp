@@ -73,6 +73,8 @@ private:
     void toggleKeep();
     void reveal();
     void followHint();
+    // "Warum wird das vorgeschlagen?" for the current finding or item row.
+    void explainCurrent();
     void emptyTrash();
     void openRemoval();
     const Entry* entryOf(const QTreeWidgetItem* row) const;

@@ -2,6 +2,7 @@
 
 #include "Views/CleanupTabView.hpp"
 #include "Views/PerformanceTabView.hpp"
+#include "Views/RemovalHistoryView.hpp"
 #include "Views/RemovalSheet.hpp"
 #include "Views/ServicesTabView.hpp"
 #include "Views/SettingsView.hpp"
@@ -152,6 +153,8 @@ MainWindow::MainWindow(AppModel& model, QWidget* parent) : QMainWindow(parent), 
     settings_->setShortcut(QKeySequence::Preferences);
     settings_->setMenuRole(QAction::PreferencesRole);
     connect(settings_, &QAction::triggered, this, &MainWindow::openSettings);
+    history_ = menu->addAction(QStringLiteral("Verlauf der Entfernungen …"));
+    connect(history_, &QAction::triggered, this, &MainWindow::openHistory);
     about_ = menu->addAction(QStringLiteral("Über Velmora 2"));
     about_->setMenuRole(QAction::AboutRole);
     connect(about_, &QAction::triggered, this, &MainWindow::showAbout);
@@ -192,6 +195,18 @@ void MainWindow::openSettings() {
     auto* settings = new SettingsView(model_, this);
     settings->setAttribute(Qt::WA_DeleteOnClose);
     settings->open();
+}
+
+void MainWindow::openHistory() {
+    // One history window at a time: asking again brings the open one forward.
+    if (auto* open = findChild<RemovalHistoryView*>(); open && open->isVisible()) {
+        open->raise();
+        open->activateWindow();
+        return;
+    }
+    auto* history = new RemovalHistoryView(model_, this);
+    history->setAttribute(Qt::WA_DeleteOnClose);
+    history->open();
 }
 
 void MainWindow::showAbout() {

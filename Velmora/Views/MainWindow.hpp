@@ -25,6 +25,7 @@ public:
     QAction* dryRunAction() const { return dryRun_; }
     QAction* rescanAction() const { return rescan_; }
     QAction* settingsAction() const { return settings_; }
+    QAction* historyAction() const { return history_; }
     QAction* aboutAction() const { return about_; }
     QFrame* errorBanner() const { return errorBanner_; }
     QLabel* errorText() const { return errorText_; }
@@ -35,6 +36,7 @@ public:
 private:
     void showDryRun();
     void openSettings();
+    void openHistory();
     void showAbout();
     // The banner shows lastError while no removal sheet is open (an open sheet shows it itself).
     void showError();
@@ -49,6 +51,7 @@ private:
     QAction* dryRun_ = nullptr;
     QAction* rescan_ = nullptr;
     QAction* settings_ = nullptr;
+    QAction* history_ = nullptr;
     QAction* about_ = nullptr;
     QFrame* errorBanner_ = nullptr;
     QLabel* errorText_ = nullptr;

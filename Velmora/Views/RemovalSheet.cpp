@@ -3,6 +3,8 @@
 #include "Findings/ByteFormat.hpp"
 #include "Removal/RemovalPlanText.hpp"
 #include "Support/Text.hpp"
+#include "Views/EmptyTrashPrompt.hpp"
+#include "Views/RemovalHistoryView.hpp"
 
 #include <QCheckBox>
 #include <QFile>
@@ -176,6 +178,12 @@ RemovalSheet::RemovalSheet(AppModel& model, QWidget* parent) : QDialog(parent), 
     progressLayout->addWidget(progressLabels_);
 
     resultBanner_ = new Banner(Banner::Kind::success, this);
+    undo_ = resultBanner_->addButton(QStringLiteral("Rückgängig"));
+    undo_->setToolTip(QStringLiteral("Legt zurück, was dieser Lauf in den Papierkorb gelegt hat – nie über "
+                                     "etwas, das inzwischen an seinem Ort steht."));
+    connect(undo_, &QPushButton::clicked, this, &RemovalSheet::undo);
+    emptyTrash_ = resultBanner_->addButton(QStringLiteral("Papierkorb leeren …"));
+    connect(emptyTrash_, &QPushButton::clicked, this, &RemovalSheet::emptyTrash);
     busyNote_ = wrappingLabel(this);
     busyNote_->setForegroundRole(QPalette::PlaceholderText);
 
@@ -247,6 +255,8 @@ RemovalSheet::RemovalSheet(AppModel& model, QWidget* parent) : QDialog(parent), 
         case P::isRemoving:
             if (phase_ == Phase::running && !model_.isRemoving())
                 finishRun();
+            else if (emptying_ && !model_.isRemoving())
+                showEmptied();
             else
                 updatePhase();
             break;
@@ -256,6 +266,16 @@ RemovalSheet::RemovalSheet(AppModel& model, QWidget* parent) : QDialog(parent), 
             break;
         case P::lastError:
             showError();
+            break;
+        case P::lastRestore:
+            if (restoring_ && model_.lastRestore() && model_.lastRestore()->runID == runID_)
+                showRestored();
+            break;
+        case P::isRestoring:
+            // Refused or failed before it answered: the error banner says why, the offer stays.
+            if (restoring_ && !model_.isRestoring() && !model_.lastRestore())
+                restoring_ = false;
+            updateTrashActions();
             break;
         case P::isScanning:
         case P::isMeasuringSystemData:
@@ -287,7 +307,7 @@ RemovalOptions RemovalSheet::chosenOptions() const {
 
 bool RemovalSheet::modelBusy() const {
     return model_.isScanning() || model_.isRemoving() || model_.isMeasuringSystemData() ||
-           model_.isChecking() || model_.isLoadingServices();
+           model_.isChecking() || model_.isLoadingServices() || model_.isRestoring();
 }
 
 void RemovalSheet::replan() {
@@ -424,8 +444,72 @@ void RemovalSheet::finishRun() {
         resultBanner_->setTitle(text.title);
         resultBanner_->setLines(text.lines);
         markResults(*report);
+        // What went to the Trash can still come back, or go for good.
+        if (!ranDry_ && report->trashedBytes > 0 && report->runID) {
+            runID_ = *report->runID;
+            trashOffered_ = true;
+        }
     }
     updatePhase();
+}
+
+void RemovalSheet::undo() {
+    if (!trashOffered_ || restoring_ || emptying_)
+        return;
+    model_.dismissError();
+    model_.dismissRestore();
+    restoring_ = true;
+    model_.restoreRun(runID_);
+    if (!model_.isRestoring())
+        restoring_ = false; // something else runs; the offer stays
+    updateTrashActions();
+}
+
+void RemovalSheet::emptyTrash() {
+    if (!trashOffered_ || restoring_ || emptying_)
+        return;
+    model_.dismissError();
+    if (askToEmptyTrash(model_, this))
+        emptying_ = model_.isRemoving();
+    updateTrashActions();
+}
+
+void RemovalSheet::showRestored() {
+    restoring_ = false;
+    trashOffered_ = false;
+    const auto text = restoreResultText(*model_.lastRestore(), model_.lastRestoreWasDryRun());
+    resultBanner_->setKind(text.kind);
+    resultBanner_->setTitle(QStringLiteral("Rückgängig: ") + text.title);
+    resultBanner_->setLines(text.lines);
+    updateTrashActions();
+}
+
+void RemovalSheet::showEmptied() {
+    emptying_ = false;
+    // A failure is in the error banner; the offer stays for another try.
+    if (!model_.lastError()) {
+        trashOffered_ = false;
+        if (const auto& report = model_.lastRemoval())
+            resultBanner_->setLines(
+                resultBanner_->lines()
+                << (model_.lastRemovalWasDryRun()
+                        ? QStringLiteral("Trockenlauf – der Papierkorb wurde nicht geleert.")
+                        : QStringLiteral("Papierkorb geleert – %1 freigegeben.")
+                              .arg(qstr(ByteFormat::fileSize(report->freedBytes)))));
+    }
+    updatePhase();
+}
+
+void RemovalSheet::updateTrashActions() {
+    const bool offered = phase_ == Phase::done && trashOffered_;
+    undo_->setVisible(offered);
+    emptyTrash_->setVisible(offered);
+    const bool idle = !restoring_ && !emptying_ && !modelBusy() && !model_.isRestoring();
+    undo_->setEnabled(idle);
+    emptyTrash_->setEnabled(idle);
+    undo_->setText(restoring_ ? QStringLiteral("Wird zurückgelegt …") : QStringLiteral("Rückgängig"));
+    emptyTrash_->setText(emptying_ ? QStringLiteral("Papierkorb wird geleert …")
+                                   : QStringLiteral("Papierkorb leeren …"));
 }
 
 void RemovalSheet::markResults(const RemovalReport& report) {
@@ -494,6 +578,7 @@ void RemovalSheet::updatePhase() {
         note = QStringLiteral("Gerade läuft noch etwas anderes – Entfernen geht, sobald es fertig ist.");
     busyNote_->setText(note);
     busyNote_->setVisible(!note.isEmpty());
+    updateTrashActions();
 }
 
 } // namespace velmora

@@ -62,6 +62,9 @@ public:
     QPushButton* confirmButton() const { return confirm_; }
     QPushButton* cancelButton() const { return cancel_; }
     QPushButton* doneButton() const { return done_; }
+    // In the result banner, after a run that moved items to the Trash.
+    QPushButton* undoButton() const { return undo_; }
+    QPushButton* emptyTrashButton() const { return emptyTrash_; }
 
 public Q_SLOTS:
     // While the removal runs the sheet stays: closing it would hide the outcome.
@@ -75,6 +78,11 @@ private:
     void confirm();
     void finishRun();
     void markResults(const RemovalReport& report);
+    void undo();
+    void emptyTrash();
+    void showRestored();
+    void showEmptied();
+    void updateTrashActions();
     void showProgress();
     void showError();
     void updatePhase();
@@ -85,6 +93,11 @@ private:
     RemovalPlan plan_;
     Phase phase_ = Phase::plan;
     bool ranDry_ = false;
+    // The finished run moved items to the Trash: "Rückgängig" and "Papierkorb leeren …" are offered.
+    bool trashOffered_ = false;
+    std::string runID_;
+    bool restoring_ = false;
+    bool emptying_ = false;
     // What the person was told after asking an app to quit, by bundle identifier: true when it was asked.
     std::map<std::string, bool> quitAsked_;
     // The tree's row of each planned item, by finding identifier text and item id.
@@ -111,6 +124,8 @@ private:
     QPushButton* confirm_ = nullptr;
     QPushButton* cancel_ = nullptr;
     QPushButton* done_ = nullptr;
+    QPushButton* undo_ = nullptr;
+    QPushButton* emptyTrash_ = nullptr;
     AppModel::Observation observation_;
 };
 

@@ -1,6 +1,10 @@
 #include "Views/SectionWidgets.hpp"
 
+#include "Support/Text.hpp"
+
+#include <QDateTime>
 #include <QHBoxLayout>
+#include <QLocale>
 #include <QPalette>
 
 namespace velmora::SectionWidgets {
@@ -45,6 +49,17 @@ QLabel* pill(const QString& text, const QColor& colour, QWidget* parent) {
 
 QString qstr(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString shown(std::string_view outside) {
+    return qstr(Text::printable(outside));
+}
+
+QString dateTime(std::chrono::system_clock::time_point date) {
+    const auto msecs = std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count();
+    return QLocale(QLocale::German, QLocale::Germany)
+        .toString(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(msecs)),
+                  QStringLiteral("dd.MM.yyyy HH:mm"));
 }
 
 QLabel* heading(const QString& text, QWidget* parent) {

@@ -13,6 +13,7 @@
 #include <QString>
 #include <QVBoxLayout>
 
+#include <chrono>
 #include <string_view>
 
 namespace velmora::SectionWidgets {
@@ -20,6 +21,10 @@ namespace velmora::SectionWidgets {
 enum class BannerKind { info, warning, error };
 
 QString qstr(std::string_view text);
+// Outside text (a name, a path) with control characters shown as escapes, never obeyed.
+QString shown(std::string_view outside);
+// "24.11.2026 10:15", local time.
+QString dateTime(std::chrono::system_clock::time_point date);
 
 // A section heading, a little larger than the system font and bold.
 QLabel* heading(const QString& text, QWidget* parent = nullptr);

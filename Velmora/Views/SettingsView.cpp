@@ -2,6 +2,7 @@
 
 #include "Findings/ByteFormat.hpp"
 #include "Views/HistoryChart.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -103,13 +104,6 @@ QString notificationHint(NotificationAuthorization status) {
                          "in den Einstellungen deines Desktops; danach „Erneut prüfen“.");
     }
     return {};
-}
-
-QString germanDate(std::chrono::system_clock::time_point date) {
-    const auto msecs = std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count();
-    return QLocale(QLocale::German, QLocale::Germany)
-        .toString(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(msecs)),
-                  QStringLiteral("dd.MM.yyyy HH:mm"));
 }
 
 } // namespace
@@ -344,7 +338,7 @@ void SettingsView::showHistory() {
     history_->clear();
     for (const auto& snapshot : snapshots) {
         auto* row = new QTreeWidgetItem(history_);
-        row->setText(0, germanDate(snapshot.date));
+        row->setText(0, SectionWidgets::dateTime(snapshot.date));
         row->setText(1, qstr(ByteFormat::fileSize(snapshot.freeBytes)));
         row->setText(2, qstr(ByteFormat::fileSize(snapshot.cleanableTotal)));
         row->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);

@@ -109,6 +109,8 @@ int runWindow(const cli::RunSetting& setting, std::optional<AppTab> tab) {
     // For screenshots and review: the settings open over the window at start.
     if (const char* open = std::getenv("VELMORA_OPEN_SETTINGS"); open && std::string_view(open) == "1")
         executor->post([&window] { window.settingsAction()->trigger(); });
+    if (const char* open = std::getenv("VELMORA_OPEN_HISTORY"); open && std::string_view(open) == "1")
+        executor->post([&window] { window.historyAction()->trigger(); });
     return QApplication::exec();
 }
 

@@ -11,10 +11,13 @@
 #include "Platform/DiskSpaceProbe.hpp"
 #include "Platform/FullDiskAccessProbe.hpp"
 #include "Removal/EmptyTrashError.hpp"
+#include "Removal/RemovalJournal.hpp"
 #include "Removal/RemovalReport.hpp"
 #include "Removal/RemovalRunner.hpp"
+#include "Removal/TrashRestorer.hpp"
 #include "Safety/KeepList.hpp"
 #include "Scanning/BigChunk.hpp"
+#include "Scanning/PathExplanation.hpp"
 #include "Scanning/PhotosInfo.hpp"
 #include "Scanning/ScanContext.hpp"
 #include "Scanning/ScanEngine.hpp"
@@ -77,6 +80,14 @@ struct AppDependencies {
         removeServices;
     // The big developer folders the desktop search indexes over and over (the performance tab).
     std::function<std::vector<IndexingHint>(StopToken)> indexingAdvice;
+
+    // The removal journal's runs, newest first; empty when there is none or it cannot be read.
+    std::function<std::vector<JournalRun>()> removalRuns;
+    // Puts what a run moved to the Trash back (TrashRestorer::restore) and marks it in the journal.
+    std::function<RestoreReport(const JournalRun&, const std::vector<std::string>& itemIDs, bool dryRun)>
+        restore;
+    // "Warum?" for paths, from the same rules and scanners as the scan (PathExplainer::explain).
+    std::function<std::vector<PathExplanation>(const std::vector<std::filesystem::path>&, StopToken)> explain;
 };
 
 } // namespace velmora

@@ -155,8 +155,13 @@ void AppModel::spawn(std::function<void(StopToken)> work) {
                              }));
 }
 
+bool AppModel::hasPendingWork() const {
+    const std::lock_guard lock(workersMutex_);
+    return !workers_.empty();
+}
+
 bool AppModel::anyExclusiveBusy(bool testServicesLoad) const {
-    return isScanning_ || isRemoving_ || isMeasuringSystemData_ || isChecking_ ||
+    return isScanning_ || isRemoving_ || isRestoring_ || isMeasuringSystemData_ || isChecking_ ||
            (testServicesLoad && isLoadingServices_);
 }
 
@@ -397,6 +402,8 @@ void AppModel::finishRemoval(RemovalReport report, bool dryRun, bool legacy, boo
     write(isRemoving_, false, Property::isRemoving);
     write(removalProgress_, std::optional<std::string>(), Property::removalProgress);
     write(removalLabels_, std::vector<std::string>(), Property::removalLabels);
+    if (!dryRun)
+        reloadRemovalRuns();
 }
 
 void AppModel::refreshDiskAndTrash() {
@@ -814,6 +821,102 @@ void AppModel::dismissRemoval() {
         return;
     lastRemoval_.reset();
     notify(Property::lastRemoval);
+}
+
+// MARK: Journal and "why"
+
+void AppModel::loadRemovalRuns() {
+    reloadRemovalRuns();
+}
+
+void AppModel::reloadRemovalRuns() {
+    if (!deps_.removalRuns)
+        return;
+    const Poster poster{executor_, alive_};
+    spawn([this, poster](StopToken) {
+        poster([this, runs = deps_.removalRuns()]() mutable {
+            write(removalRuns_, std::move(runs), Property::removalRuns);
+        });
+    });
+}
+
+void AppModel::restoreRun(const std::string& runID, std::vector<std::string> itemIDs) {
+    if (anyExclusiveBusy(true) || !deps_.restore || !deps_.removalRuns)
+        return;
+    write(isRestoring_, true, Property::isRestoring);
+    const Poster poster{executor_, alive_};
+    spawn([this, runID, itemIDs = std::move(itemIDs), dryRun = isDryRun(), poster](StopToken) {
+        // The run is read afresh: the journal on show may be older than what another process marked.
+        auto runs = deps_.removalRuns();
+        const auto run = std::ranges::find(runs, runID, &JournalRun::runID);
+        std::optional<RestoreReport> report;
+        if (run != runs.end()) {
+            report = deps_.restore(*run, itemIDs, dryRun);
+            runs = deps_.removalRuns();
+        }
+        poster([this, report = std::move(report), runs = std::move(runs), dryRun]() mutable {
+            if (report) {
+                lastRestore_ = std::move(report);
+                lastRestoreWasDryRun_ = dryRun;
+                notify(Property::lastRestore);
+            } else {
+                write(lastError_, std::optional<std::string>(AppModelText::unknownRun), Property::lastError);
+            }
+            write(removalRuns_, std::move(runs), Property::removalRuns);
+            write(isRestoring_, false, Property::isRestoring);
+            if (report && !dryRun)
+                refreshDiskAndTrash();
+        });
+    });
+}
+
+void AppModel::dismissRestore() {
+    if (!lastRestore_)
+        return;
+    lastRestore_.reset();
+    notify(Property::lastRestore);
+}
+
+void AppModel::explain(const FindingID& id, const std::string& itemID) {
+    const Finding* finding = findingFor(id);
+    if (!finding || !deps_.explain)
+        return;
+    FindingExplanation answer{id, itemID, {}, 0};
+    std::vector<std::filesystem::path> paths;
+    for (const auto& item : finding->items) {
+        if (!item.url || (!itemID.empty() && item.id != itemID))
+            continue;
+        if (paths.size() < explanationLimit)
+            paths.push_back(*item.url);
+        else
+            ++answer.omitted;
+    }
+    const auto generation = ++explanationGeneration_;
+    write(explanation_, std::optional<FindingExplanation>(), Property::explanation);
+    if (paths.empty()) {
+        // Nothing to look up: the answer is the finding itself, with no path to explain.
+        write(explanation_, std::optional(std::move(answer)), Property::explanation);
+        write(isExplaining_, false, Property::isExplaining);
+        return;
+    }
+    write(isExplaining_, true, Property::isExplaining);
+    const Poster poster{executor_, alive_};
+    spawn([this, generation, answer = std::move(answer), paths = std::move(paths),
+           poster](StopToken stop) mutable {
+        answer.paths = deps_.explain(paths, stop);
+        poster([this, generation, answer = std::move(answer)]() mutable {
+            if (explanationGeneration_ != generation)
+                return;
+            write(explanation_, std::optional(std::move(answer)), Property::explanation);
+            write(isExplaining_, false, Property::isExplaining);
+        });
+    });
+}
+
+void AppModel::dismissExplanation() {
+    ++explanationGeneration_;
+    write(explanation_, std::optional<FindingExplanation>(), Property::explanation);
+    write(isExplaining_, false, Property::isExplaining);
 }
 
 } // namespace velmora

@@ -17,9 +17,12 @@
 #include "Platform/DiskSpaceProbe.hpp"
 #include "Platform/SettingsStore.hpp"
 #include "Removal/FindingSelection.hpp"
+#include "Removal/RemovalJournal.hpp"
 #include "Removal/RemovalOptions.hpp"
 #include "Removal/RemovalPlan.hpp"
 #include "Removal/RemovalReport.hpp"
+#include "Removal/TrashRestorer.hpp"
+#include "Scanning/PathExplanation.hpp"
 #include "Scanning/ScanReport.hpp"
 #include "Services/LaunchItem.hpp"
 #include "Services/LegacyItem.hpp"
@@ -52,6 +55,18 @@ struct SelectionEntry {
     bool operator<(const SelectionEntry& other) const;
 };
 
+// The "why" answer for the items of a finding (or one item of it), as the window shows it.
+struct FindingExplanation {
+    FindingID finding;
+    std::string item; // empty for the whole finding
+    // One per item with a path, in the finding's order; a finding removed by a command may have none.
+    std::vector<PathExplanation> paths;
+    // Items with a path that were not asked about (beyond AppModel::explanationLimit).
+    std::size_t omitted = 0;
+
+    bool operator==(const FindingExplanation&) const = default;
+};
+
 namespace AppModelText {
 inline constexpr std::string_view dryRunPlanRefused =
     "Trockenlauf aktiv – ein Plan ohne Trockenlauf wurde nicht ausgeführt.";
@@ -65,6 +80,8 @@ inline constexpr std::string_view recheckingServices = "Hintergrunddienste werde
 inline constexpr std::string_view removingServices = "Hintergrunddienste werden entfernt …";
 inline constexpr std::string_view emptyingTrash = "Papierkorb wird geleert …";
 inline constexpr std::string_view checkFailed = "Der Check ist fehlgeschlagen.";
+inline constexpr std::string_view unknownRun =
+    "Dieser Lauf steht nicht mehr im Protokoll der Entfernungen – es wurde nichts zurückgelegt.";
 } // namespace AppModelText
 
 class AppModel {
@@ -109,6 +126,11 @@ public:
         isApplyingSchedule,
         removalLabels,
         indexingHints,
+        removalRuns,
+        isRestoring,
+        lastRestore,
+        explanation,
+        isExplaining,
     };
     using Observer = std::function<void(Property)>;
 
@@ -205,6 +227,16 @@ public:
     const std::vector<std::string>& removalLabels() const { return removalLabels_; }
     // Nothing until the performance tab was shown and the folders were looked at.
     const std::optional<std::vector<IndexingHint>>& indexingHints() const { return indexingHints_; }
+    // Newest first; empty until loadRemovalRuns() or a removal read the journal.
+    const std::vector<JournalRun>& removalRuns() const { return removalRuns_; }
+    bool isRestoring() const { return isRestoring_; }
+    const std::optional<RestoreReport>& lastRestore() const { return lastRestore_; }
+    bool lastRestoreWasDryRun() const { return lastRestoreWasDryRun_; }
+    const std::optional<FindingExplanation>& explanation() const { return explanation_; }
+    bool isExplaining() const { return isExplaining_; }
+
+    // True while a thread of the model runs or what it posted last is not yet handled.
+    bool hasPendingWork() const;
 
     // The switch or the outside: what every removal runs with.
     bool isDryRun() const { return isDryRunForced_ || dryRunSetting_; }
@@ -265,6 +297,20 @@ public:
     void dismissError();
     void dismissRemoval();
 
+    // Reads the removal journal again; removals and restores reload it themselves.
+    void loadRemovalRuns();
+    // Puts back what run `runID` moved to the Trash (only the items `itemIDs` when given; in a dry run
+    // every check is made and nothing moves). Does nothing while a scan, removal, measurement or check
+    // runs; an unknown run ends in lastError.
+    void restoreRun(const std::string& runID, std::vector<std::string> itemIDs = {});
+    void dismissRestore();
+
+    // "Warum wird das vorgeschlagen?" for a finding's items with a path (or for the one item `itemID`),
+    // the first explanationLimit of them; a later question overtakes an earlier one.
+    void explain(const FindingID& finding, const std::string& itemID = {});
+    void dismissExplanation();
+    static constexpr std::size_t explanationLimit = 50;
+
 private:
     template <typename T> void write(T& field, T value, Property property);
     void notify(Property property);
@@ -278,6 +324,7 @@ private:
     void beginRemoval(std::string progress, std::vector<std::string> labels);
     void finishRemoval(RemovalReport report, bool dryRun, bool legacy, bool services);
     void refreshDiskAndTrash();
+    void reloadRemovalRuns();
     void startSystemMeasurement();
     void startServicesLoad();
     void applySchedule(CheckSchedule schedule);
@@ -334,6 +381,13 @@ private:
     std::vector<std::string> removalLabels_;
     std::optional<std::vector<IndexingHint>> indexingHints_;
     bool hasStartedIndexingAdvice_ = false;
+    std::vector<JournalRun> removalRuns_;
+    bool isRestoring_ = false;
+    std::optional<RestoreReport> lastRestore_;
+    bool lastRestoreWasDryRun_ = false;
+    std::optional<FindingExplanation> explanation_;
+    bool isExplaining_ = false;
+    std::uint64_t explanationGeneration_ = 0;
 
     std::optional<CheckSchedule> pendingSchedule_;
     std::function<std::chrono::system_clock::time_point()> now_;
@@ -347,7 +401,7 @@ private:
     std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 
     StopSource stop_;
-    std::mutex workersMutex_;
+    mutable std::mutex workersMutex_;
     std::map<std::size_t, std::unique_ptr<JoiningThread>> workers_;
     std::size_t nextWorker_ = 0;
 };

@@ -50,6 +50,7 @@ struct ViewFixture : ::testing::Test {
     TempTree tree;
     std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
     std::shared_ptr<RecordingRemover> remover = std::make_shared<RecordingRemover>();
+    std::shared_ptr<Remover> trashRemover = remover;
     std::vector<Finding> findings = {
         demoFinding("appCaches.spotify", "Spotify-Cache", Risk::safe,
                     {"/home/anna/.cache/spotify/a", "/home/anna/.cache/spotify/b"}, 2'000'000),
@@ -60,6 +61,8 @@ struct ViewFixture : ::testing::Test {
         demoFinding("languages.npm", "npm-Cache", Risk::review, {"/home/anna/.npm/_cacache"}, 400'000'000),
     };
     AppDependencies deps;
+    // When set, every run that is not a dry run is recorded here (and gets a run id).
+    std::shared_ptr<RemovalJournal> journal;
     std::unique_ptr<AppModel> model;
 
     // Builds the model; the constructor's background reads are settled before it returns.
@@ -68,8 +71,13 @@ struct ViewFixture : ::testing::Test {
             std::vector<std::shared_ptr<Scanner>>{FakeScanner::returning("demo", findings)},
             std::chrono::seconds(10));
         deps.keepList = std::make_shared<KeepList>(tree.root() / "keep.json");
-        deps.runner =
-            std::make_shared<RemovalRunner>(RemovalRunner::Services{remover, remover, remover, {}, {}, {}});
+        deps.runner = std::make_shared<RemovalRunner>(
+            RemovalRunner::Services{trashRemover, remover, remover, {}, {}, {}},
+            RemovalRunner::Accounting{{}, {}, journal, [minutes = 0]() mutable {
+                                          // A minute apart, so that the journal orders the runs.
+                                          return std::chrono::system_clock::time_point(
+                                              std::chrono::minutes(29'000'000 + minutes++));
+                                      }});
         if (!deps.diskSpace)
             deps.diskSpace = std::make_shared<FakeDiskSpace>(DiskSpace{120'000'000'000, 500'000'000'000});
         deps.makeContext = [this] {
@@ -95,11 +103,12 @@ struct ViewFixture : ::testing::Test {
         settle();
         return *model;
     }
-    // Runs what the model's threads posted until nothing is busy any more (or 10 s pass).
+    // Runs what the model's threads posted until nothing is busy and no thread is left (or 10 s pass).
     bool settle() {
         return executor->runUntil([this] {
             return !model->isScanning() && !model->isRemoving() && !model->isMeasuringSystemData() &&
-                   !model->isLoadingServices() && !model->isChecking() && !model->isApplyingSchedule();
+                   !model->isLoadingServices() && !model->isChecking() && !model->isApplyingSchedule() &&
+                   !model->isRestoring() && !model->isExplaining() && !model->hasPendingWork();
         });
     }
     AppModel& scanned() {
