@@ -74,6 +74,8 @@ RemovalHistoryView::RemovalHistoryView(AppModel& model, QWidget* parent) : QDial
                             QStringLiteral("Größe"), QStringLiteral("Papierkorb")});
     tree_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     tree_->setUniformRowHeights(true);
+    // Paths are long; their end names the object.
+    tree_->setTextElideMode(Qt::ElideMiddle);
     tree_->setColumnWidth(whatColumn, 300);
     tree_->setColumnWidth(resultColumn, 260);
     tree_->setColumnWidth(sizeColumn, 90);
@@ -140,10 +142,13 @@ void RemovalHistoryView::fill() {
         runRow->setToolTip(whatColumn, shown(run.runID));
         runRow->setToolTip(resultColumn, shown(JournalText::runSummary(run)));
         const auto waiting = std::ranges::count_if(run.items, canGoBack);
-        runRow->setText(trashColumn,
-                        run.trashedBytes > 0 || waiting > 0
-                            ? QStringLiteral("%1 · %2 noch dort").arg(bytes(run.trashedBytes)).arg(waiting)
-                            : QString());
+        const auto restored = std::ranges::count_if(run.items, &JournalItem::restored);
+        if (run.trashedBytes > 0 || waiting > 0)
+            runRow->setText(
+                trashColumn,
+                waiting > 0 ? QStringLiteral("%1 · %2 noch dort").arg(bytes(run.trashedBytes)).arg(waiting)
+                : restored > 0 ? QStringLiteral("%1 · zurückgelegt").arg(bytes(run.trashedBytes))
+                               : bytes(run.trashedBytes));
         for (const auto& item : run.items) {
             auto* row = new QTreeWidgetItem(runRow);
             row->setData(0, runRole, id);

@@ -89,6 +89,12 @@ RemovalResultText removalResultText(const RemovalReport& report, bool dryRun) {
         for (const auto& line : RemovalPlanText::reportLines(report)) {
             if (line.starts_with("  "))
                 continue;
+            // The window's own way to the journal, instead of the command the terminal would take.
+            if (line.starts_with("Protokolliert als ")) {
+                text.lines << QStringLiteral(
+                    "Protokolliert – nachzulesen unter „Verlauf der Entfernungen …“.");
+                continue;
+            }
             (text.title.isEmpty() ? text.title : text.lines.emplace_back()) = qstr(line);
         }
         const bool anyRemoved = std::ranges::any_of(
@@ -481,6 +487,10 @@ void RemovalSheet::showRestored() {
     resultBanner_->setKind(text.kind);
     resultBanner_->setTitle(QStringLiteral("Rückgängig: ") + text.title);
     resultBanner_->setLines(text.lines);
+    for (const auto& result : model_.lastRestore()->results)
+        if (const auto row = itemRows_.find({result.findingID.text(), result.itemID});
+            row != itemRows_.end() && result.outcome.kind == RestoreOutcome::Kind::restored)
+            row->second->setText(resultColumn, QStringLiteral("zurückgelegt"));
     updateTrashActions();
 }
 
