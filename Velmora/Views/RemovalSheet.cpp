@@ -102,6 +102,15 @@ RemovalResultText removalResultText(const RemovalReport& report, bool dryRun) {
         text.kind = report.failures.empty() ? Banner::Kind::success
                     : anyRemoved            ? Banner::Kind::warning
                                             : Banner::Kind::error;
+        // The run itself went through; only the way back from the Trash is missing.
+        if (report.journalWarning) {
+            text.lines << QStringLiteral("Warnung: ") + shown(*report.journalWarning) +
+                              QStringLiteral(
+                                  " Dieser Lauf erscheint nicht im Verlauf und lässt sich hier nicht "
+                                  "rückgängig machen.");
+            if (text.kind == Banner::Kind::success)
+                text.kind = Banner::Kind::warning;
+        }
     }
     const auto failures = static_cast<qsizetype>(report.failures.size());
     for (qsizetype i = 0; i < std::min(failures, shownFailures); ++i)

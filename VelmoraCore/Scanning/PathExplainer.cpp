@@ -105,6 +105,31 @@ PathPresence presenceOf(const fs::path& path) {
     return errno == ENOENT || errno == ENOTDIR ? PathPresence::missing : PathPresence::unknown;
 }
 
+// The findings with items strictly below `path`, largest first.
+std::vector<ClaimInside> claimsInside(const fs::path& path, const ScanReport& report) {
+    const auto parts = PathClaims::standardComponents(path);
+    std::vector<ClaimInside> inside;
+    for (const auto& finding : report.findings) {
+        ClaimInside part{finding.id, finding.title, 0, std::nullopt};
+        for (const auto& item : finding.items) {
+            if (!item.url)
+                continue;
+            const auto itemParts = PathClaims::standardComponents(*item.url);
+            if (itemParts.size() <= parts.size() ||
+                !std::equal(parts.begin(), parts.end(), itemParts.begin()))
+                continue;
+            ++part.items;
+            if (item.size)
+                part.size = part.size.value_or(0) + *item.size;
+        }
+        if (part.items > 0)
+            inside.push_back(std::move(part));
+    }
+    std::ranges::stable_sort(inside, std::greater{},
+                             [](const ClaimInside& part) { return part.size.value_or(-1); });
+    return inside;
+}
+
 } // namespace
 
 std::vector<std::string> PathExplainer::coveringRules(const fs::path& path,
@@ -207,6 +232,7 @@ std::vector<PathExplanation> PathExplainer::explain(const std::vector<fs::path>&
         if (claimFrom(explanation, report))
             continue;
         explanation.failures = report.failures;
+        explanation.inside = claimsInside(explanation.path, report);
         // A scan stopped early leaves out whole phases without a failure for them.
         if (stop.stop_requested())
             explanation.examined = false;

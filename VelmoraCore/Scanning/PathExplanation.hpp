@@ -54,6 +54,17 @@ struct PathClaim {
     bool operator==(const PathClaim&) const = default;
 };
 
+// A finding that claims something below an unclaimed folder: the folder itself is not suggested, but
+// this part of it is.
+struct ClaimInside {
+    FindingID findingID;
+    std::string title;
+    std::size_t items = 0;            // items of the finding below the folder
+    std::optional<std::int64_t> size; // their known sizes added up; nothing when none is known
+
+    bool operator==(const ClaimInside&) const = default;
+};
+
 struct PathExplanation {
     std::filesystem::path path;
     PathPresence presence = PathPresence::unknown;
@@ -62,6 +73,8 @@ struct PathExplanation {
     // Scanners that should have answered for this path but did not (time-out, error, cancellation):
     // without a claim, "no finding" is then not certain.
     std::vector<ScanFailure> failures;
+    // Without a claim: the findings that claim items below the path, largest first.
+    std::vector<ClaimInside> inside;
     // False when the path could not be examined (not absolute, or the scan was stopped before it
     // answered): only the guard did.
     bool examined = true;
@@ -79,7 +92,8 @@ std::string methodKindName(const RemovalMethod& method);
 
 // {"path", "findingID" (null when nothing claims the path), "title", "risk", "method" (the kind name),
 // "guard": {"allowed", "reason"}, "kept", "size", "item": {"id", "path", "name"}, "source": {"rule",
-// "pattern"} or {"scanner"}, "presence", "examined", "failures": [{"scannerID", "message"}]}; the
+// "pattern"} or {"scanner"}, "presence", "examined", "failures": [{"scannerID", "message"}], "inside":
+// [{"findingID", "title", "items", "size"}]}; the
 // claim's fields are null (and "kept" false) without a claim.
 void to_json(nlohmann::json& j, const PathExplanation& explanation);
 

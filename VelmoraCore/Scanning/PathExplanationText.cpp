@@ -3,6 +3,8 @@
 #include "Findings/ByteFormat.hpp"
 #include "Support/Text.hpp"
 
+#include <algorithm>
+
 namespace velmora {
 
 namespace {
@@ -56,6 +58,18 @@ PathExplanationText PathExplanationText::of(const PathExplanation& e) {
                                                   : "Nicht geprüft: kein absoluter Pfad."});
     } else {
         lines.push_back({"", "Kein Fund erfasst diesen Pfad."});
+        if (!e.inside.empty()) {
+            constexpr std::size_t named = 5;
+            std::string text;
+            for (std::size_t index = 0; index < std::min(named, e.inside.size()); ++index) {
+                const auto& part = e.inside[index];
+                text += (index ? ", " : "") + Text::printable(part.title) + " (" +
+                        (part.size ? ByteFormat::fileSize(*part.size) : std::string("Größe unbekannt")) + ")";
+            }
+            if (e.inside.size() > named)
+                text += " und " + std::to_string(e.inside.size() - named) + " weitere";
+            lines.push_back({"Darin erfasst", std::move(text)});
+        }
         if (!e.failures.empty()) {
             std::string text = "Unvollständig – diese Scanner lieferten nichts:";
             for (const auto& failure : e.failures)

@@ -70,7 +70,8 @@ TEST(PathExplainer, NamesTheNearestClaimedItemItsSourceTheGuardAndTheKeepMark) {
         std::string finding; // empty: nothing claims it
         std::string item;    // the claimed item, relative to the home
         PathPresence presence;
-        std::string denied; // empty: allowed
+        std::string denied;                   // empty: allowed
+        std::vector<std::string> inside = {}; // unclaimed: the findings claiming items below it
     };
     const std::string dd = "Library/Developer/Xcode/DerivedData/", gone = "Library/Application Support/Gone";
     const std::vector<Case> cases = {
@@ -81,6 +82,13 @@ TEST(PathExplainer, NamesTheNearestClaimedItemItsSourceTheGuardAndTheKeepMark) {
         {dd + "Linked", "", "", PathPresence::symbolicLink, "Symlink zeigt aus dem erlaubten Ordner heraus"},
         {gone + "/data.bin", "apps.leftovers", gone, PathPresence::present, ""},
         {"Documents/Brief.txt", "", "", PathPresence::present, "Persönlicher Ordner – wird nie angefasst"},
+        // A folder above findings is not suggested itself; what lies in it is named, largest first.
+        {"Library",
+         "",
+         "",
+         PathPresence::present,
+         "Persönlicher Ordner – wird nie angefasst",
+         {"xcode.derivedData", "apps.leftovers"}},
     };
     std::vector<fs::path> paths;
     for (const auto& c : cases)
@@ -95,6 +103,10 @@ TEST(PathExplainer, NamesTheNearestClaimedItemItsSourceTheGuardAndTheKeepMark) {
         EXPECT_EQ(x.guard.reason().value_or(""), c.denied);
         ASSERT_EQ(x.claim.has_value(), !c.finding.empty());
         EXPECT_TRUE(x.claim || x.isSurelyUnclaimed());
+        std::vector<std::string> inside;
+        for (const auto& part : x.inside)
+            inside.push_back(part.findingID.scannerID);
+        EXPECT_EQ(inside, c.inside);
         if (!x.claim)
             continue;
         const bool rule = c.finding == "xcode.derivedData";

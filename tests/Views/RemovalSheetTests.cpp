@@ -197,6 +197,8 @@ TEST(RemovalResultText, KindTitleAndLinesFollowTheReport) {
         made.failures = std::move(failures);
         return made;
     };
+    auto unrecorded = report({removed}, 5'000'000, {});
+    unrecorded.journalWarning = "Nicht gespeichert.";
     struct Case {
         RemovalReport report;
         bool dryRun;
@@ -223,6 +225,13 @@ TEST(RemovalResultText, KindTitleAndLinesFollowTheReport) {
          {qs("Freigegeben: " + ByteFormat::fileSize(0)), "1 Eintrag konnte nicht entfernt werden.",
           "• b: Exit 1"}},
         {report({}, 0, {}), true, Banner::Kind::info, "Trockenlauf aktiv", {"Es wird nichts entfernt."}},
+        {unrecorded,
+         false,
+         Banner::Kind::warning,
+         "1 ausgewählt: 1 entfernt",
+         {qs("Freigegeben: " + ByteFormat::fileSize(5'000'000)),
+          qs("Warnung: Nicht gespeichert. Dieser Lauf erscheint nicht im Verlauf und lässt sich hier nicht "
+             "rückgängig machen.")}},
     };
     for (const auto& c : cases) {
         const auto text = removalResultText(c.report, c.dryRun);
