@@ -107,6 +107,12 @@ QString Banner::text() const {
     return all.join(QLatin1Char('\n'));
 }
 
+void Banner::setContent(const Content& content) {
+    setKind(content.kind);
+    setTitle(content.title);
+    setLines(content.lines);
+}
+
 QPushButton* Banner::addButton(const QString& text) {
     auto* button = new QPushButton(text, this);
     button->setAccessibleName(text);

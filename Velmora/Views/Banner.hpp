@@ -17,6 +17,12 @@ class Banner : public QFrame {
     Q_OBJECT
 public:
     enum class Kind { info, warning, error, success };
+    // Everything a banner says, built apart from the widget (and tested without one).
+    struct Content {
+        Kind kind = Kind::success;
+        QString title;
+        QStringList lines;
+    };
 
     explicit Banner(Kind kind, QWidget* parent = nullptr);
 
@@ -28,6 +34,7 @@ public:
     QStringList lines() const { return lines_; }
     // Each line a paragraph of its own; plain text, never interpreted as markup.
     void setLines(const QStringList& lines);
+    void setContent(const Content& content);
     // Title and lines at once; what a screen reader hears.
     QString text() const;
 

@@ -35,8 +35,8 @@ bool canGoBack(const JournalItem& item) {
 
 } // namespace
 
-RestoreResultText restoreResultText(const RestoreReport& report, bool dryRun) {
-    RestoreResultText text;
+Banner::Content restoreResultText(const RestoreReport& report, bool dryRun) {
+    Banner::Content text;
     const bool anyLeft = report.count(RestoreOutcome::Kind::left) > 0;
     text.kind = anyLeft ? Banner::Kind::warning : dryRun ? Banner::Kind::info : Banner::Kind::success;
     text.title = qstr(JournalText::restoreSummary(report, dryRun));
@@ -240,9 +240,7 @@ void RemovalHistoryView::showRestore() {
         return;
     }
     const auto text = restoreResultText(*report, model_.lastRestoreWasDryRun());
-    result_->setKind(text.kind);
-    result_->setTitle(text.title);
-    result_->setLines(text.lines);
+    result_->setContent(text);
     result_->show();
 }
 

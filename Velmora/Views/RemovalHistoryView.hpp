@@ -19,12 +19,7 @@ class QTreeWidget;
 namespace velmora {
 
 // What a banner says about a finished restore: the summary, then each item that stayed with its reason.
-struct RestoreResultText {
-    Banner::Kind kind = Banner::Kind::success;
-    QString title;
-    QStringList lines;
-};
-RestoreResultText restoreResultText(const RestoreReport& report, bool dryRun);
+Banner::Content restoreResultText(const RestoreReport& report, bool dryRun);
 
 class RemovalHistoryView : public QDialog {
     Q_OBJECT

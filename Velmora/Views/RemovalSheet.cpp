@@ -75,8 +75,8 @@ QLabel* wrappingLabel(QWidget* parent) {
 
 } // namespace
 
-RemovalResultText removalResultText(const RemovalReport& report, bool dryRun) {
-    RemovalResultText text;
+Banner::Content removalResultText(const RemovalReport& report, bool dryRun) {
+    Banner::Content text;
     if (dryRun) {
         text.kind = Banner::Kind::info;
         text.title = qstr(RemovalPlanText::dryRunResultTitle);
@@ -455,9 +455,7 @@ void RemovalSheet::finishRun() {
     phase_ = Phase::done;
     if (const auto& report = model_.lastRemoval()) {
         const auto text = removalResultText(*report, ranDry_);
-        resultBanner_->setKind(text.kind);
-        resultBanner_->setTitle(text.title);
-        resultBanner_->setLines(text.lines);
+        resultBanner_->setContent(text);
         markResults(*report);
         // What went to the Trash can still come back, or go for good.
         if (!ranDry_ && report->trashedBytes > 0 && report->runID) {
@@ -492,10 +490,9 @@ void RemovalSheet::emptyTrash() {
 void RemovalSheet::showRestored() {
     restoring_ = false;
     trashOffered_ = false;
-    const auto text = restoreResultText(*model_.lastRestore(), model_.lastRestoreWasDryRun());
-    resultBanner_->setKind(text.kind);
-    resultBanner_->setTitle(QStringLiteral("Rückgängig: ") + text.title);
-    resultBanner_->setLines(text.lines);
+    auto text = restoreResultText(*model_.lastRestore(), model_.lastRestoreWasDryRun());
+    text.title.prepend(QStringLiteral("Rückgängig: "));
+    resultBanner_->setContent(text);
     for (const auto& result : model_.lastRestore()->results)
         if (const auto row = itemRows_.find({result.findingID.text(), result.itemID});
             row != itemRows_.end() && result.outcome.kind == RestoreOutcome::Kind::restored)

@@ -28,12 +28,7 @@ namespace velmora {
 
 // What the result banner says about a finished removal. The report's own lines (freed bytes, the failure
 // summary) come first, then the single failures.
-struct RemovalResultText {
-    Banner::Kind kind = Banner::Kind::success;
-    QString title;
-    QStringList lines;
-};
-RemovalResultText removalResultText(const RemovalReport& report, bool dryRun);
+Banner::Content removalResultText(const RemovalReport& report, bool dryRun);
 
 class RemovalSheet : public QDialog {
     Q_OBJECT

@@ -2,6 +2,7 @@
 
 #include "Findings/ByteFormat.hpp"
 #include "Views/HistoryChart.hpp"
+#include "Views/RemovalHistoryView.hpp"
 #include "Views/SectionWidgets.hpp"
 
 #include <QCheckBox>
@@ -234,6 +235,14 @@ SettingsView::SettingsView(AppModel& model, QWidget* parent) : QDialog(parent), 
     dryRunNote_ = hintLabel(removal);
     removalLayout->addWidget(dryRun_);
     removalLayout->addWidget(dryRunNote_);
+    auto* history = new QPushButton(QStringLiteral("Verlauf der Entfernungen …"), removal);
+    history->setAutoDefault(false);
+    connect(history, &QPushButton::clicked, this, [this] {
+        auto* view = new RemovalHistoryView(model_, this);
+        view->setAttribute(Qt::WA_DeleteOnClose);
+        view->open();
+    });
+    removalLayout->addWidget(history, 0, Qt::AlignLeft);
     layout->addWidget(removal);
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
