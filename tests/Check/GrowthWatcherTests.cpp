@@ -1,3 +1,4 @@
+#include "Check/CheckNotificationText.hpp"
 #include "Check/CheckSnapshot.hpp"
 #include "Check/GrowthWatcher.hpp"
 #include "Support/JsonHelpers.hpp"
@@ -33,38 +34,44 @@ std::vector<std::string> growthIDs(const std::vector<CheckAlert>& alerts) {
 
 } // namespace
 
-TEST(GrowthWatcher, GrowthNeedsFiveGigabytesOrTwoAndMoreThanDoubling) {
-    const auto before = snapshot(
-        {{"a", 1'500'000'000}, {"b", 3 * GB}, {"c", 10 * GB}, {"d", 1 * GB}, {"e", 2 * GB}, {"f", 7 * GB}});
-    const auto after = snapshot({{"a", 4 * GB},        // +2.5 GB, more than doubled
-                                 {"b", 5'500'000'000}, // +2.5 GB, not doubled
-                                 {"c", 15 * GB},       // +5 GB exactly
-                                 {"d", 3 * GB}, // +2 GB, exactly not more than doubled... 3 > 2: doubled
-                                 {"e", 4 * GB}, // +2 GB, exactly twice: not more than doubled
-                                 {"f", 6 * GB}, // shrank
-                                 {"new", 900 * GB}}); // new: never growth
-    const auto alerts = GrowthWatcher::alerts(before, after);
-    EXPECT_EQ(growthIDs(alerts), (std::vector<std::string>{"c", "a", "d"}));
-    const auto& first = std::get<CheckAlert::Growth>(alerts[0].value);
-    EXPECT_EQ(first, (CheckAlert::Growth{"c", "Titel c", 10 * GB, 15 * GB}));
+namespace velmora {
+inline void PrintTo(const CheckNotification& n, std::ostream* os) {
+    *os << "{" << n.title << ", " << n.body << ", " << rawValue(n.tab) << "}";
 }
+} // namespace velmora
 
-TEST(GrowthWatcher, LowerBoundsAndMissingHistoryRaiseNoGrowth) {
-    auto before = snapshot({{"xcode.derivedData", 1 * GB}, {"apps.leftovers/com.x", 1 * GB}});
-    auto after = snapshot({{"xcode.derivedData", 20 * GB}, {"apps.leftovers/com.x", 20 * GB}});
+// +5 GB, or +2 GB and more than doubled; lower bounds (of the id or its family) and new ids never grow.
+TEST(GrowthWatcher, GrowthNeedsFiveGigabytesOrTwoAndMoreThanDoubling) {
+    auto before = snapshot({{"a", 1'500'000'000},
+                            {"b", 3 * GB},
+                            {"c", 10 * GB},
+                            {"d", 1 * GB},
+                            {"e", 2 * GB},
+                            {"f", 7 * GB},
+                            {"apps.leftovers/com.x", 1 * GB},
+                            {"xcode.derivedData", 1 * GB}});
+    auto after = snapshot({{"a", 4 * GB},        // +2.5 GB, more than doubled
+                           {"b", 5'500'000'000}, // +2.5 GB, not doubled
+                           {"c", 15 * GB},       // +5 GB exactly
+                           {"d", 3 * GB},        // +2 GB, more than doubled
+                           {"e", 4 * GB},        // +2 GB, exactly twice: not more than doubled
+                           {"f", 6 * GB},        // shrank
+                           {"new", 900 * GB},
+                           {"apps.leftovers/com.x", 20 * GB},
+                           {"xcode.derivedData", 20 * GB}});
     before.lowerBoundIDs = {"apps.leftovers"};
-    EXPECT_EQ(growthIDs(GrowthWatcher::alerts(before, after)), std::vector<std::string>{"xcode.derivedData"});
+    const auto alerts = GrowthWatcher::alerts(before, after);
+    EXPECT_EQ(growthIDs(alerts), (std::vector<std::string>{"xcode.derivedData", "c", "a", "d"}));
+    EXPECT_EQ(std::get<CheckAlert::Growth>(alerts[1].value),
+              (CheckAlert::Growth{"c", "Titel c", 10 * GB, 15 * GB}));
     after.lowerBoundIDs = {"xcode.derivedData"};
-    EXPECT_TRUE(growthIDs(GrowthWatcher::alerts(before, after)).empty());
+    EXPECT_EQ(growthIDs(GrowthWatcher::alerts(before, after)), (std::vector<std::string>{"c", "a", "d"}));
     EXPECT_TRUE(growthIDs(GrowthWatcher::alerts(std::nullopt, after)).empty());
 }
 
 TEST(GrowthWatcher, SpaceCleanableAndOrphanAlertsInOrder) {
     const auto lowSpace = [](std::int64_t freeBytes, std::int64_t total) {
-        for (const auto& alert : GrowthWatcher::alerts(std::nullopt, snapshot({}, freeBytes, total)))
-            if (std::holds_alternative<CheckAlert::LowSpace>(alert.value))
-                return true;
-        return false;
+        return GrowthWatcher::alerts(std::nullopt, snapshot({}, freeBytes, total)).size() == 1;
     };
     EXPECT_TRUE(lowSpace(19'900'000'000, 2000 * GB));
     EXPECT_FALSE(lowSpace(25 * GB, 200 * GB));
@@ -76,16 +83,40 @@ TEST(GrowthWatcher, SpaceCleanableAndOrphanAlertsInOrder) {
     after.cleanableTotal = GB;
     after.orphanedServiceLabels = {"com.b.agent", "com.a.agent", "com.old"};
     // A previous check that did not look at services raises nothing about them.
-    auto alerts = GrowthWatcher::alerts(before, after);
-    ASSERT_EQ(alerts.size(), 2u);
+    EXPECT_EQ(GrowthWatcher::alerts(before, after).size(), 2u);
     before.orphanedServiceLabels = std::vector<std::string>{"com.old"};
-    alerts = GrowthWatcher::alerts(before, after);
-    ASSERT_EQ(alerts.size(), 3u);
-    EXPECT_EQ(alerts[0], (CheckAlert{CheckAlert::OrphanedServices{{"com.a.agent", "com.b.agent"}}}));
-    EXPECT_EQ(alerts[1], (CheckAlert{CheckAlert::LowSpace{10 * GB, 500 * GB}}));
-    EXPECT_EQ(alerts[2], (CheckAlert{CheckAlert::Cleanable{GB}}));
+    EXPECT_EQ(
+        GrowthWatcher::alerts(before, after),
+        (std::vector<CheckAlert>{CheckAlert{CheckAlert::OrphanedServices{{"com.a.agent", "com.b.agent"}}},
+                                 CheckAlert{CheckAlert::LowSpace{10 * GB, 500 * GB}},
+                                 CheckAlert{CheckAlert::Cleanable{GB}}}));
     after.cleanableTotal = GB - 1;
     EXPECT_EQ(GrowthWatcher::alerts(before, after).size(), 2u);
+}
+
+TEST(CheckNotificationText, FirstApplicableAlertDecidesTheText) {
+    const auto make = [](std::vector<CheckAlert> alerts) {
+        CheckSnapshot s;
+        s.alerts = std::move(alerts);
+        return CheckNotificationText::make(s);
+    };
+    EXPECT_EQ(make({}), std::nullopt);
+    const CheckAlert growth{CheckAlert::Growth{"xcode.derivedData", "DerivedData", 2 * GB, 9'500'000'000}};
+    const CheckAlert cleanable{CheckAlert::Cleanable{4'200'000'000}};
+    const CheckAlert lowSpace{CheckAlert::LowSpace{15 * GB, 500 * GB}};
+    const CheckAlert orphans{CheckAlert::OrphanedServices{{"a", "b"}}};
+    EXPECT_EQ(make({lowSpace, cleanable}),
+              (CheckNotification{"Velmora 2", "Nur noch 15 GB frei", AppTab::storage}));
+    EXPECT_EQ(
+        make({growth, lowSpace, cleanable}),
+        (CheckNotification{"Velmora 2", "DerivedData +7,5 GB seit dem letzten Check · 4,2 GB aufräumbar",
+                           AppTab::developer}));
+    EXPECT_EQ(make({lowSpace, orphans}),
+              (CheckNotification{"Velmora 2", "2 neue verwaiste Hintergrunddienste", AppTab::services}));
+    EXPECT_EQ(make({CheckAlert{CheckAlert::OrphanedServices{}}, cleanable})->body, "4,2 GB aufräumbar");
+    EXPECT_EQ(make({CheckAlert{CheckAlert::Growth{"systemdata.logs", "Protokolle", 0, 6 * GB}}})->tab,
+              AppTab::systemData);
+    EXPECT_EQ(CheckNotificationText::tabForFinding("services/x"), AppTab::services);
 }
 
 TEST(CheckSnapshot, JsonRoundTripsAndOlderFilesDecode) {
@@ -98,14 +129,11 @@ TEST(CheckSnapshot, JsonRoundTripsAndOlderFilesDecode) {
     EXPECT_FALSE(j.contains("orphanedServiceLabels"));
     EXPECT_EQ(j.get<CheckSnapshot>(), s);
 
-    const auto old = nlohmann::json::parse(R"({"date": 786000000.5, "cleanableTotal": 1, "freeBytes": 2,
-        "totalBytes": 3, "sizes": {}, "titles": {}, "alerts": []})");
-    const auto decoded = old.get<CheckSnapshot>();
-    EXPECT_TRUE(decoded.lowerBoundIDs.empty());
-    EXPECT_FALSE(decoded.orphanedServiceLabels);
+    const auto decoded = nlohmann::json::parse(R"({"date": 786000000.5, "cleanableTotal": 1, "freeBytes": 2,
+        "totalBytes": 3, "sizes": {}, "titles": {}, "alerts": []})")
+                             .get<CheckSnapshot>();
+    EXPECT_TRUE(decoded.lowerBoundIDs.empty() && !decoded.orphanedServiceLabels);
     EXPECT_DOUBLE_EQ(referenceDateSeconds(decoded.date), 786000000.5);
-
-    EXPECT_ANY_THROW(
-        (void)nlohmann::json::parse(R"({"growth": {}, "cleanable": {"total": 1}})").get<CheckAlert>());
-    EXPECT_ANY_THROW((void)nlohmann::json::parse(R"({"shrink": {}})").get<CheckAlert>());
+    for (const char* bad : {R"({"growth": {}, "cleanable": {"total": 1}})", R"({"shrink": {}})"})
+        EXPECT_ANY_THROW((void)nlohmann::json::parse(bad).get<CheckAlert>()) << bad;
 }
