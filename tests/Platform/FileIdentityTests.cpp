@@ -7,47 +7,28 @@ using namespace velmora;
 using namespace velmora::testing;
 namespace fs = std::filesystem;
 
-TEST(FileIdentity, TellsKindsApartStaysWithTheContentAndChangesWithTheObject) {
+// What changed between scan and removal is the removers' tests' business; here the identity itself: the
+// kind of entry, and a folder deleted and made again under its name, whose inode number may be reused.
+TEST(FileIdentity, TellsKindsApartAndAFolderMadeAgainFromTheOldOne) {
     TempTree tree;
     const auto file = FileIdentity::of(tree.file("folder/file.txt"));
     const auto folder = FileIdentity::of(tree / "folder");
     const auto link = FileIdentity::of(tree.link("link", tree / "folder"));
     ASSERT_TRUE(file && folder && link);
-    EXPECT_EQ(file->kind, FileIdentity::Kind::file);
-    EXPECT_EQ(folder->kind, FileIdentity::Kind::folder);
-    EXPECT_EQ(link->kind, FileIdentity::Kind::symlink);
+    EXPECT_EQ(std::tuple(file->kind, folder->kind, link->kind),
+              std::tuple(FileIdentity::Kind::file, FileIdentity::Kind::folder, FileIdentity::Kind::symlink));
     EXPECT_NE(link->inode, folder->inode);
-    EXPECT_FALSE(FileIdentity::of(tree / "missing"));
-    EXPECT_FALSE(FileIdentity::of(""));
+    EXPECT_FALSE(FileIdentity::of(tree / "missing") || FileIdentity::of(""));
 
-    tree.file("cache/old.bin");
-    const auto scanned = FileIdentity::of(tree / "cache");
-    ASSERT_TRUE(scanned);
-
-    // An app writing into its cache between scan and removal is no reason to skip it.
-    tree.file("cache/new.bin");
-    fs::remove(tree / "cache/old.bin");
-    EXPECT_EQ(scanned->changeReason(tree / "cache"), std::nullopt);
-
-    // Another folder under the same name, while the old one still exists elsewhere.
-    fs::rename(tree / "cache", tree / "moved");
-    tree.folder("cache");
-    EXPECT_EQ(scanned->changeReason(tree / "cache"), "Hat sich seit dem Scan verändert – nicht angefasst");
-
-    // Deleted and made again: the system may hand out the old inode number again.
-    const auto second = FileIdentity::of(tree / "cache");
-    fs::remove(tree / "cache");
-    tree.folder("cache");
-    const auto third = FileIdentity::of(tree / "cache");
-    ASSERT_TRUE(second && third);
-    if (second->inode == third->inode && !second->birthTime)
+    const auto first = FileIdentity::of(tree.folder("cache"));
+    tree.file("cache/new.bin"); // an app writing into its cache changes nothing that counts
+    EXPECT_EQ(first->changeReason(tree / "cache"), std::nullopt);
+    fs::remove_all(tree / "cache");
+    const auto second = FileIdentity::of(tree.folder("cache"));
+    ASSERT_TRUE(first && second);
+    if (first->inode == second->inode && !first->birthTime)
         GTEST_SKIP() << "this file system reuses the inode and reports no birth time";
-    EXPECT_NE(second, third);
-
-    // A link put in place of the folder, pointing to the folder itself, is still a change.
-    fs::remove(tree / "cache");
-    tree.link("cache", tree / "moved");
-    EXPECT_EQ(scanned->changeReason(tree / "cache"), "Hat sich seit dem Scan verändert – nicht angefasst");
-    fs::remove(tree / "cache");
-    EXPECT_EQ(scanned->changeReason(tree / "cache"), "Existiert nicht mehr");
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first->changeReason(tree / "cache"), "Hat sich seit dem Scan verändert – nicht angefasst");
+    EXPECT_EQ(first->changeReason(tree / "folder/file.txt/below"), "Existiert nicht mehr");
 }

@@ -177,7 +177,8 @@ TEST(SizeMeter, UnreadableEntriesCountZeroAndTheWalkGoesOn) {
     EXPECT_FALSE(complete);
 }
 
-TEST(SizeMeter, FolderChainTenThousandDeep) {
+// Ten thousand folders deep, with a link back up on the way; also what a stop does to such a walk.
+TEST(SizeMeter, FolderChainTenThousandDeepAndStopped) {
     TempTree tree(velmora::testing::memoryBackedTempBase());
     constexpr int depth = 10'000;
     std::int64_t expected = 0;
@@ -196,36 +197,15 @@ TEST(SizeMeter, FolderChainTenThousandDeep) {
     for (const SizeMeter::Options& options :
          {SizeMeter::Options{.threads = 1}, stressed(4), SizeMeter::Options{.openDirectoriesPerThread = 1}}) {
         const SizeMeter::Result result = SizeMeter(options).measure(tree.root());
-        EXPECT_EQ(result.bytes, expected);
-        EXPECT_EQ(result.files, depth / 100);
-        EXPECT_EQ(result.directories, depth + 1);
-        EXPECT_EQ(result.unreadable, 0);
+        EXPECT_EQ(std::tuple(result.bytes, result.files, result.directories, result.unreadable),
+                  std::tuple(expected, depth / 100, depth + 1, 0));
     }
-}
-
-TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
-    TempTree tree(velmora::testing::memoryBackedTempBase());
-    // Many empty files keep the walk busy for a while.
-    for (int folder = 0; folder < 40; ++folder) {
-        const auto dir = tree.folder(fmt::format("t/{}", folder));
-        const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        ASSERT_GE(fd, 0);
-        for (int i = 0; i < 500; ++i)
-            TempTree::writeFile(fd, std::to_string(i).c_str(), i == 0 ? 1000 : 0);
-        ::close(fd);
-    }
-    const SizeMeter::Result full = SizeMeter().measure(tree.root());
-    ASSERT_EQ(full.directories, 1 + 1 + 40);
-    ASSERT_EQ(full.files, 40 * 500);
 
     StopSource stopped;
     stopped.request_stop();
     const SizeMeter::Result none = SizeMeter().measure(tree.root(), stopped.get_token());
-    EXPECT_TRUE(none.stopped);
-    EXPECT_EQ(none.bytes, 0);
-    EXPECT_EQ(none.directories, 0);
+    EXPECT_TRUE(none.stopped && none.bytes == 0 && none.directories == 0);
     EXPECT_FALSE(SizeMeter().measureBounded(tree.root(), stopped.get_token(), false).complete);
-
     // Stopped while walking, on one thread and on several: ends with part of the tree counted.
     for (unsigned threads : {1U, 4U}) {
         StopSource source;
@@ -234,8 +214,7 @@ TEST(SizeMeter, StopTokenEndsTheWalkEarly) {
             [&] { partial = SizeMeter(stressed(threads)).measure(tree.root(), source.get_token()); });
         source.request_stop();
         measuring.join();
-        EXPECT_TRUE(partial.stopped);
-        EXPECT_LT(partial.directories, full.directories);
-        EXPECT_LT(partial.bytes, full.bytes);
+        EXPECT_TRUE(partial.stopped && partial.directories < depth + 1 && partial.bytes < expected)
+            << threads;
     }
 }
