@@ -1,3 +1,4 @@
+#include "Platform/AppDataLocation.hpp"
 #include "Platform/DiskInfo.hpp"
 #include "Platform/FullDiskAccess.hpp"
 #include "Platform/PlatformLayout.hpp"
@@ -30,8 +31,7 @@ TEST(VolumeCapacity, ReportedValuesOrUnavailableWhenOneIsMissing) {
             << c.reported.free.value_or(-99) << "/" << c.reported.total.value_or(-99);
     const auto root = DiskInfo().diskSpace("/");
     ASSERT_TRUE(root);
-    EXPECT_GT(root->total, 0);
-    EXPECT_LE(root->free, root->total);
+    EXPECT_TRUE(root->total > 0 && root->free <= root->total);
     EXPECT_EQ(DiskInfo().diskSpace("/no/such/folder/here"), unavailable);
     // A volume that reports no blocks at all, as the process file system does.
     struct statvfs proc;
@@ -63,8 +63,17 @@ TEST(FullDiskAccess, MacLayoutListsTheSafariFolder) {
     EXPECT_TRUE(denied) << "a folder that cannot be listed means no access";
 }
 
-TEST(PlatformLayout, RawValuesRoundTrip) {
+// The layouts' names round-trip; the data folder follows an absolute XDG_DATA_HOME only.
+TEST(PlatformLayout, RawValuesRoundTripAndOneDataFolderPerLayout) {
     for (PlatformLayout layout : allPlatformLayouts)
         EXPECT_EQ(platformLayoutFromRawValue(rawValue(layout)), layout);
     EXPECT_EQ(platformLayoutFromRawValue("macOS"), std::nullopt);
+    EXPECT_EQ(appDataFolder(PlatformLayout::macOS, "/Users/anna", "/ignored/on/a/mac"),
+              "/Users/anna/Library/Application Support/Velmora2");
+    for (const auto& [xdg, folder] : std::vector<std::pair<std::optional<std::string>, std::string>>{
+             {std::nullopt, "/home/anna/.local/share/Velmora2"},
+             {"", "/home/anna/.local/share/Velmora2"},
+             {"relative/share", "/home/anna/.local/share/Velmora2"},
+             {"/data/xdg", "/data/xdg/Velmora2"}})
+        EXPECT_EQ(appDataFolder(PlatformLayout::linux, "/home/anna", xdg), folder) << xdg.value_or("none");
 }

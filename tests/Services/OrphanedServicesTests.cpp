@@ -73,14 +73,6 @@ TEST_F(OrphanedServicesTree,
                            {"user/de.tobrenlux.velmora2.check.monthly", own},
                            {"user/org.example.kept", notOrphaned},
                        }));
-    for (const auto& item : items)
-        EXPECT_EQ(scanner.isRemovable(item), !reasons[item.id].has_value()) << item.id;
-    EXPECT_TRUE(item("user/Org.Example.Twin").isOrphaned);
-    EXPECT_TRUE(item("user/Org.Example.Twin").sharesLabelWithKeptService);
-    EXPECT_FALSE(item("user/org.example.pair").sharesLabelWithKeptService);
-    // Orphans that may not go make no finding.
-    EXPECT_TRUE(
-        OrphanedServices::findings(scanner, {item("user/org.cups.thing"), item("user/odd label")}).empty());
     EXPECT_EQ(OrphanedServices::countText(1), "1 verwaister Hintergrunddienst");
 
     // The start file must lie in its scope's folder.
@@ -109,14 +101,21 @@ TEST_F(OrphanedServicesTree,
               "Die zugehörige App wurde gelöscht. Der Dienst wird gestoppt und seine Startdatei in "
               "den Papierkorb gelegt.");
     EXPECT_EQ(user.method, RemovalMethod::trash());
-    ASSERT_EQ(user.items.size(), 2u);
+    // Only the orphans without a block reason: the twin, macOS's, the oddly named and our own make none.
+    const auto ids = [](const Finding& finding) {
+        std::vector<std::string> result;
+        for (const auto& item : finding.items)
+            result.push_back(item.id);
+        return result;
+    };
+    ASSERT_EQ(ids(user), (std::vector<std::string>{"user/org.example.orphan", "user/org.example.pair"}));
     for (const auto& item : user.items) {
         EXPECT_EQ(item.url, itemOf(items, item.id).plistURL);
         EXPECT_GT(item.size.value_or(0), 0);
     }
     EXPECT_EQ(user.items[0].detail, "Das Programm fehlt: /opt/gone/tool. Es wurde vermutlich deinstalliert.");
-    EXPECT_EQ(user.commandPreview, "/bin/launchctl bootout gui/501/" + user.items[0].id.substr(5) + "\n" +
-                                       "/bin/launchctl bootout gui/501/" + user.items[1].id.substr(5));
+    EXPECT_EQ(user.commandPreview, "/bin/launchctl bootout gui/501/org.example.orphan\n"
+                                   "/bin/launchctl bootout gui/501/org.example.pair");
 
     const Finding& admin = findings[1];
     EXPECT_EQ(admin.id, (FindingID{"services.orphaned", "admin"}));
@@ -124,11 +123,8 @@ TEST_F(OrphanedServicesTree,
     EXPECT_EQ(admin.summary,
               "Die zugehörige App wurde gelöscht. Der Dienst wird gestoppt und seine Startdatei mit "
               "deinem Admin-Passwort gelöscht – nicht über den Papierkorb.");
-    std::vector<std::string> adminIDs;
-    for (const auto& item : admin.items)
-        adminIDs.push_back(item.id);
-    EXPECT_EQ(adminIDs, (std::vector<std::string>{"allUsers/org.example.everyone",
-                                                  "system/org.example.daemon", "system/org.example.pair"}));
+    EXPECT_EQ(ids(admin), (std::vector<std::string>{"allUsers/org.example.everyone",
+                                                    "system/org.example.daemon", "system/org.example.pair"}));
     const auto& steps = std::get<RemovalMethod::Admin>(admin.method.value).steps;
     ASSERT_EQ(steps.size(), 6u);
     EXPECT_EQ(

@@ -38,6 +38,9 @@ fs::path dated(const fs::path& path, Clock::time_point when) {
     return path;
 }
 
+using enum RemovalKind;
+using enum Risk;
+
 struct Expected {
     std::string id;
     RemovalKind kind;
@@ -134,15 +137,13 @@ TEST(SystemCleanupScanners, MacShapedTreeOffersOldUnusedThingsAndWhatTheGuardPro
     t.file("private/var/db/diagnostics/Persist/0001.tracev3");
     t.file("Library/Updates/041-12345/update.pkg");
 
-    mac.expect(
-        mac.scan(),
-        {
-            {"systemdata.oldTempFiles", RemovalKind::trash, Risk::safe, {"old.txt", "oldDir"}},
-            {"systemdata.clearLibraryCaches", RemovalKind::admin, Risk::review, {"com.example.app"}},
-            {"systemdata.oldSystemLogs", RemovalKind::admin, Risk::safe, {"Sub/old2.log", "old.log"}},
-            {"systemdata.eraseUnifiedLog", RemovalKind::admin, Risk::review, {"diagnostics und uuidtext"}},
-            {"systemdata.updateLeftovers", RemovalKind::hint, Risk::hintOnly, {"041-12345"}},
-        });
+    mac.expect(mac.scan(), {
+                               {"systemdata.oldTempFiles", trash, safe, {"old.txt", "oldDir"}},
+                               {"systemdata.clearLibraryCaches", admin, review, {"com.example.app"}},
+                               {"systemdata.oldSystemLogs", admin, safe, {"Sub/old2.log", "old.log"}},
+                               {"systemdata.eraseUnifiedLog", admin, review, {"diagnostics und uuidtext"}},
+                               {"systemdata.updateLeftovers", hint, hintOnly, {"041-12345"}},
+                           });
 
     // Unpacked a day ago with old modification dates: the status-change time tells it is new.
     mac.context.now = realNow + std::chrono::hours{24};
@@ -178,17 +179,11 @@ TEST(SystemCleanupScanners, LinuxShapedTreeUsesTheToolsThatExistAndLeavesTheShar
     debian.expect(
         found,
         {
-            {"systemdata.oldTempFiles", RemovalKind::hint, Risk::hintOnly, {"old.txt"}},
-            {"systemdata.aptCache", RemovalKind::admin, Risk::safe, {"2 heruntergeladene Pakete"}},
-            {"systemdata.journalVacuum", RemovalKind::admin, Risk::safe, {"1 archivierte Journal-Datei"}},
-            {"systemdata.oldCrashDumps",
-             RemovalKind::admin,
-             Risk::safe,
-             {"core.bash.1000.b00t.42.1700000000000000.zst"}},
-            {"systemdata.unusedFlatpakRuntimes",
-             RemovalKind::admin,
-             Risk::review,
-             {"Laufzeiten der systemweiten Installation"}},
+            {"systemdata.oldTempFiles", hint, hintOnly, {"old.txt"}},
+            {"systemdata.aptCache", admin, safe, {"2 heruntergeladene Pakete"}},
+            {"systemdata.journalVacuum", admin, safe, {"1 archivierte Journal-Datei"}},
+            {"systemdata.oldCrashDumps", admin, safe, {"core.bash.1000.b00t.42.1700000000000000.zst"}},
+            {"systemdata.unusedFlatpakRuntimes", admin, review, {"Laufzeiten der systemweiten Installation"}},
         });
     EXPECT_EQ(found.at("systemdata.aptCache").size, occupiedBytes(a) + occupiedBytes(b));
     EXPECT_EQ(found.at("systemdata.journalVacuum").size, occupiedBytes(archived));
