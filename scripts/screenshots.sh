@@ -2,9 +2,9 @@
 # Renders every tab of the window (and the settings) for a Mac-shaped demo tree to PNG files under
 # Xvfb, for the README and for review:  scripts/screenshots.sh [OUT]   (default: build/screenshots)
 # Uses build/debug/velmora (built when missing), or the program named in VELMORA.
-# SCREENSHOT_DOCS=1 also copies the two pictures the README shows into docs/.
+# SCREENSHOT_DOCS=1 also copies the three pictures the README shows into docs/.
 # Needs Xvfb (xvfb-run) and ImageMagick's `import`. Nothing outside the demo tree is touched: the
-# window runs with --root on a temp tree and in dry run.
+# window runs with --root on a temp tree and in dry run (one removal runs first, inside that tree).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out="${1:-build/screenshots}"
@@ -39,6 +39,10 @@ rows.reverse()  # newest first
 json.dump(rows, open(sys.argv[1], "w"), indent=2, sort_keys=True)
 PY
 
+# One past removal (inside the demo tree only), so that the history has a run to show.
+"$program" clean --platform macos --root "$tree" --home /Users/anna --yes personal.oldInstallers \
+  apps.leftovers/com.example.Gone >/dev/null
+
 export OUT="$out" PROGRAM="$program" TREE="$tree" WAIT="$wait_seconds"
 # One X server for all shots. Each window is captured by its title, so no window manager is needed.
 xvfb-run -a -s "-screen 0 1280x900x24" bash -c '
@@ -61,8 +65,9 @@ xvfb-run -a -s "-screen 0 1280x900x24" bash -c '
   shot "velmora-storage-dark.png" "Velmora 2" VELMORA_DARK=1 -- --tab storage
   shot "velmora-settings.png" "Einstellungen" VELMORA_OPEN_SETTINGS=1 -- --tab storage
   shot "velmora-settings-dark.png" "Einstellungen" VELMORA_OPEN_SETTINGS=1 VELMORA_DARK=1 -- --tab storage
+  shot "velmora-history.png" "Verlauf der Entfernungen" VELMORA_OPEN_HISTORY=1 -- --tab storage
 '
 if [ "${SCREENSHOT_DOCS:-0}" = 1 ]; then
   mkdir -p docs
-  cp "$out/velmora-developer.png" "$out/velmora-settings.png" docs/
+  cp "$out/velmora-developer.png" "$out/velmora-settings.png" "$out/velmora-history.png" docs/
 fi

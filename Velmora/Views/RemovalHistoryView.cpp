@@ -167,10 +167,12 @@ void RemovalHistoryView::fill() {
         for (int index = -1; index < runRow->childCount(); ++index)
             (index < 0 ? runRow : runRow->child(index))
                 ->setTextAlignment(sizeColumn, Qt::AlignRight | Qt::AlignVCenter);
-        runRow->setExpanded(expanded.contains(id));
+        // At first the newest run is open: it is usually the one the person came for.
+        runRow->setExpanded(expanded.contains(id) || (!filled_ && &run == &runs.front()));
         if (id == current)
             tree_->setCurrentItem(runRow);
     }
+    filled_ = filled_ || !runs.empty();
     empty_->setVisible(runs.empty());
     tree_->setVisible(!runs.empty());
     updateButtons();

@@ -47,6 +47,7 @@ private:
     AppModel& model_;
     // The restore this view asked for; another one's result is not shown here.
     std::string asked_;
+    bool filled_ = false; // runs were on show once
     QTreeWidget* tree_ = nullptr;
     QLabel* empty_ = nullptr;
     Banner* result_ = nullptr;
