@@ -53,7 +53,7 @@ Banner::Content restoreResultText(const RestoreReport& report, bool dryRun) {
 RemovalHistoryView::RemovalHistoryView(AppModel& model, QWidget* parent) : QDialog(parent), model_(model) {
     setWindowTitle(QStringLiteral("Verlauf der Entfernungen"));
     setAccessibleName(windowTitle());
-    resize(820, 520);
+    resize(920, 520);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(SectionWidgets::heading(QStringLiteral("Verlauf der Entfernungen"), this));
     layout->addWidget(SectionWidgets::secondary(
@@ -76,8 +76,8 @@ RemovalHistoryView::RemovalHistoryView(AppModel& model, QWidget* parent) : QDial
     tree_->setUniformRowHeights(true);
     // Paths are long; their end names the object.
     tree_->setTextElideMode(Qt::ElideMiddle);
-    tree_->setColumnWidth(whatColumn, 300);
-    tree_->setColumnWidth(resultColumn, 260);
+    tree_->setColumnWidth(whatColumn, 360);
+    tree_->setColumnWidth(resultColumn, 220);
     tree_->setColumnWidth(sizeColumn, 90);
     tree_->headerItem()->setTextAlignment(sizeColumn, Qt::AlignRight | Qt::AlignVCenter);
     connect(tree_, &QTreeWidget::itemSelectionChanged, this, &RemovalHistoryView::updateButtons);
@@ -121,6 +121,13 @@ RemovalHistoryView::RemovalHistoryView(AppModel& model, QWidget* parent) : QDial
     model_.loadRemovalRuns();
 }
 
+QString RemovalHistoryView::inHome(const std::string& path) const {
+    const auto inside = std::filesystem::path(path).lexically_relative(model_.servicesHome());
+    if (model_.servicesHome().empty() || inside.empty() || *inside.begin() == "..")
+        return shown(path);
+    return shown(inside == "." ? std::string("~") : "~/" + inside.string());
+}
+
 void RemovalHistoryView::fill() {
     // The rows are rebuilt whole; the run the person looked at stays open and chosen.
     std::set<QString> expanded;
@@ -153,8 +160,8 @@ void RemovalHistoryView::fill() {
             auto* row = new QTreeWidgetItem(runRow);
             row->setData(0, runRole, id);
             row->setData(0, itemRole, qstr(item.itemID));
-            row->setText(whatColumn, shown(item.path.empty() ? item.itemID : item.path));
-            row->setToolTip(whatColumn, row->text(whatColumn));
+            row->setText(whatColumn, item.path.empty() ? shown(item.itemID) : inHome(item.path));
+            row->setToolTip(whatColumn, shown(item.path.empty() ? item.itemID : item.path));
             row->setText(resultColumn,
                          shown(JournalText::method(item.method) + " · " + JournalText::outcome(item)));
             row->setToolTip(resultColumn, row->text(resultColumn));

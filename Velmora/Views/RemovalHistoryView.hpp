@@ -43,6 +43,8 @@ private:
     void updateButtons();
     void restoreChosen();
     void showRestore();
+    // "~/Downloads/x.dmg" for a path in the home, else the path as it is.
+    QString inHome(const std::string& path) const;
 
     AppModel& model_;
     // The restore this view asked for; another one's result is not shown here.
