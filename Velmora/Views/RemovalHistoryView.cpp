@@ -153,7 +153,8 @@ void RemovalHistoryView::fill() {
         if (run.trashedBytes > 0 || waiting > 0)
             runRow->setText(
                 trashColumn,
-                waiting > 0 ? QStringLiteral("%1 · %2 noch dort").arg(bytes(run.trashedBytes)).arg(waiting)
+                waiting > 0
+                    ? QStringLiteral("%1 · %2 nicht zurückgelegt").arg(bytes(run.trashedBytes)).arg(waiting)
                 : restored > 0 ? QStringLiteral("%1 · zurückgelegt").arg(bytes(run.trashedBytes))
                                : bytes(run.trashedBytes));
         for (const auto& item : run.items) {
@@ -167,7 +168,7 @@ void RemovalHistoryView::fill() {
             row->setToolTip(resultColumn, row->text(resultColumn));
             row->setText(sizeColumn, item.size ? bytes(*item.size) : QStringLiteral("unbekannt"));
             row->setText(trashColumn, item.restored ? QStringLiteral("zurückgelegt")
-                                      : item.trash  ? QStringLiteral("liegt dort")
+                                      : item.trash  ? QStringLiteral("hineingelegt")
                                                     : QString());
             row->setToolTip(trashColumn, shown(JournalText::trashState(item)));
         }

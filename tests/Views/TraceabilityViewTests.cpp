@@ -146,7 +146,7 @@ TEST_F(TraceabilityTest, TheHistoryListsRunsNewestFirstAndRestoresTheChosenRunOr
     EXPECT_FALSE(view.emptyLabel()->isVisibleTo(&view));
     auto* older = list->topLevelItem(1); // the Trash run
     ASSERT_EQ(older->childCount(), 2);
-    EXPECT_EQ(older->child(0)->text(RemovalHistoryView::trashColumn), qs("liegt dort"));
+    EXPECT_EQ(older->child(0)->text(RemovalHistoryView::trashColumn), qs("hineingelegt"));
 
     list->topLevelItem(0)->setSelected(true);
     EXPECT_FALSE(view.restoreButton()->isEnabled()) << "a run with nothing in the Trash";
