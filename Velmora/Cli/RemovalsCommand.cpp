@@ -4,6 +4,7 @@
 #include "Cli/CliApp.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
+#include "Platform/FileIdentity.hpp"
 #include "Removal/JournalText.hpp"
 #include "Support/Text.hpp"
 
@@ -46,7 +47,11 @@ void printRun(std::ostream& out, const JournalRun& run) {
             << Text::printable(item.path.empty() ? item.itemID : item.path) << "\n  "
             << Text::printable(JournalText::method(item.method) + " · " + JournalText::outcome(item)) << " · "
             << (item.size ? ByteFormat::fileSize(*item.size) : std::string("Größe unbekannt")) << "\n";
-        if (const auto state = JournalText::trashState(item); !state.empty())
+        // The journal knows where an item went; whether it is still there, only a look now tells.
+        if (item.trash && !item.restored && FileIdentity::of(item.trash->entry) != item.trash->identity)
+            out << "  nicht mehr im Papierkorb (geleert oder verschoben): "
+                << Text::printable(item.trash->entry.string()) << "\n";
+        else if (const auto state = JournalText::trashState(item); !state.empty())
             out << "  " << Text::printable(state) << "\n";
     }
 }
