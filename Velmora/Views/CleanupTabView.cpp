@@ -310,9 +310,14 @@ void CleanupTabView::buildLayout() {
     hint_ = new QPushButton(details);
     hint_->hide();
     connect(hint_, &QPushButton::clicked, this, &CleanupTabView::followHint);
+    why_ = new QPushButton(QStringLiteral("Warum?"), details);
+    why_->setAccessibleName(QStringLiteral("Warum wird das vorgeschlagen?"));
+    why_->setToolTip(why_->accessibleName());
+    connect(why_, &QPushButton::clicked, this, &CleanupTabView::explainCurrent);
     actions->addWidget(hint_);
     actions->addWidget(keep_);
     actions->addWidget(reveal_);
+    actions->addWidget(why_);
     actions->addStretch(1);
     detailsLayout->addLayout(actions);
     sideLayout->addWidget(details, 1);
@@ -732,6 +737,7 @@ void CleanupTabView::showDetails() {
         keep_->setText(QStringLiteral("Behalten"));
         keep_->setEnabled(false);
         reveal_->setEnabled(false);
+        why_->setEnabled(false);
         hint_->hide();
         return;
     }
@@ -790,6 +796,7 @@ void CleanupTabView::showDetails() {
         hint_->setAccessibleName(hint_->text());
     }
     reveal_->setEnabled(located || (hint && !link));
+    why_->setEnabled(true);
 }
 
 // A hint removes nothing; its button hands over to a web page or a settings pane.

@@ -39,6 +39,8 @@ public:
     QComboBox* sortBox() const { return sort_; }
     QPushButton* keepButton() const { return keep_; }
     QPushButton* removeButton() const { return remove_; }
+    // "Warum?": the why answer for the current finding or item.
+    QPushButton* whyButton() const { return why_; }
     QFrame* fullDiskAccessBanner() const { return fdaBanner_; }
     // The row of a finding shown in this tab, or null.
     QTreeWidgetItem* findingRow(const FindingID& id) const;
@@ -99,6 +101,7 @@ private:
     QLabel* detailBody_ = nullptr;
     QPushButton* keep_ = nullptr;
     QPushButton* reveal_ = nullptr;
+    QPushButton* why_ = nullptr;
     QPushButton* hint_ = nullptr;
 
     QGroupBox* chunksBox_ = nullptr;

@@ -1,5 +1,6 @@
 #include "ViewFixture.hpp"
 
+#include "Views/CleanupTabView.hpp"
 #include "Views/RemovalHistoryView.hpp"
 #include "Views/RemovalSheet.hpp"
 #include "Views/WhyDialog.hpp"
@@ -221,6 +222,16 @@ TEST_F(TraceabilityTest, WhyAsksAboutTheFindingsPathsOrOneItemAndShowsTheAnswerE
     EXPECT_EQ(asked.size(), before);
     EXPECT_THAT(pathless.answerView()->toPlainText().toStdString(),
                 HasSubstr("Dieser Fund nennt keinen Pfad"));
+
+    // The tab asks about the row on show.
+    CleanupTabView tab(model, AppTab::storage);
+    EXPECT_FALSE(tab.whyButton()->isEnabled());
+    tab.tree()->setCurrentItem(tab.findingRow(findings[1].id));
+    ASSERT_TRUE(tab.whyButton()->isEnabled());
+    tab.whyButton()->click();
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(asked.back(), (std::vector<std::filesystem::path>{"/home/anna/.local/share/old"}));
+    EXPECT_NE(tab.findChild<WhyDialog*>(), nullptr);
 }
 
 } // namespace
