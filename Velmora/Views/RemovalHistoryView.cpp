@@ -29,10 +29,6 @@ QString bytes(std::int64_t value) {
     return qstr(ByteFormat::fileSize(value));
 }
 
-bool canGoBack(const JournalItem& item) {
-    return item.trash && !item.restored;
-}
-
 } // namespace
 
 Banner::Content restoreResultText(const RestoreReport& report, bool dryRun) {
@@ -128,6 +124,10 @@ QString RemovalHistoryView::inHome(const std::string& path) const {
     return shown(inside == "." ? std::string("~") : "~/" + inside.string());
 }
 
+bool RemovalHistoryView::canGoBack(const JournalRun& run, const JournalItem& item) const {
+    return item.trash && !item.restored && !model_.isGoneFromTrash(run.runID, item.itemID);
+}
+
 void RemovalHistoryView::fill() {
     // The rows are rebuilt whole; the run the person looked at stays open and chosen.
     std::set<QString> expanded;
@@ -148,15 +148,14 @@ void RemovalHistoryView::fill() {
         runRow->setText(sizeColumn, bytes(run.freedBytes + run.trashedBytes));
         runRow->setToolTip(whatColumn, shown(run.runID));
         runRow->setToolTip(resultColumn, shown(JournalText::runSummary(run)));
-        const auto waiting = std::ranges::count_if(run.items, canGoBack);
+        const auto waiting =
+            std::ranges::count_if(run.items, [&](const JournalItem& item) { return canGoBack(run, item); });
         const auto restored = std::ranges::count_if(run.items, &JournalItem::restored);
         if (run.trashedBytes > 0 || waiting > 0)
-            runRow->setText(
-                trashColumn,
-                waiting > 0
-                    ? QStringLiteral("%1 · %2 nicht zurückgelegt").arg(bytes(run.trashedBytes)).arg(waiting)
-                : restored > 0 ? QStringLiteral("%1 · zurückgelegt").arg(bytes(run.trashedBytes))
-                               : bytes(run.trashedBytes));
+            runRow->setText(trashColumn, bytes(run.trashedBytes) + QStringLiteral(" · ") +
+                                             (waiting > 0    ? QStringLiteral("%1 noch dort").arg(waiting)
+                                              : restored > 0 ? QStringLiteral("zurückgelegt")
+                                                             : QStringLiteral("nicht mehr dort")));
         for (const auto& item : run.items) {
             auto* row = new QTreeWidgetItem(runRow);
             row->setData(0, runRole, id);
@@ -167,10 +166,14 @@ void RemovalHistoryView::fill() {
                          shown(JournalText::method(item.method) + " · " + JournalText::outcome(item)));
             row->setToolTip(resultColumn, row->text(resultColumn));
             row->setText(sizeColumn, item.size ? bytes(*item.size) : QStringLiteral("unbekannt"));
+            const bool gone = model_.isGoneFromTrash(run.runID, item.itemID);
             row->setText(trashColumn, item.restored ? QStringLiteral("zurückgelegt")
-                                      : item.trash  ? QStringLiteral("hineingelegt")
-                                                    : QString());
-            row->setToolTip(trashColumn, shown(JournalText::trashState(item)));
+                                      : !item.trash ? QString()
+                                      : gone        ? QStringLiteral("nicht mehr dort")
+                                                    : QStringLiteral("liegt dort"));
+            row->setToolTip(trashColumn,
+                            gone ? QStringLiteral("Nicht mehr im Papierkorb – geleert oder verschoben.")
+                                 : shown(JournalText::trashState(item)));
         }
         for (int index = -1; index < runRow->childCount(); ++index)
             (index < 0 ? runRow : runRow->child(index))
@@ -208,7 +211,7 @@ std::pair<std::string, std::vector<std::string>> RemovalHistoryView::chosenResto
     }
     std::vector<std::string> items;
     for (const auto& item : run->items)
-        if (canGoBack(item) && (wholeRun || named.contains(item.itemID)))
+        if (canGoBack(*run, item) && (wholeRun || named.contains(item.itemID)))
             items.push_back(item.itemID);
     if (items.empty())
         return {};

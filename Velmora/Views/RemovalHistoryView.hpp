@@ -45,6 +45,8 @@ private:
     void showRestore();
     // "~/Downloads/x.dmg" for a path in the home, else the path as it is.
     QString inHome(const std::string& path) const;
+    // In the Trash as the run left it and not put back yet.
+    bool canGoBack(const JournalRun& run, const JournalItem& item) const;
 
     AppModel& model_;
     // The restore this view asked for; another one's result is not shown here.

@@ -83,6 +83,8 @@ struct AppDependencies {
 
     // The removal journal's runs, newest first; empty when there is none or it cannot be read.
     std::function<std::vector<JournalRun>()> removalRuns;
+    // Whether a Trash entry a run recorded is still the object it moved; unset: taken as still there.
+    std::function<bool(const TrashPlacement&)> stillInTrash;
     // Puts what a run moved to the Trash back (TrashRestorer::restore) and marks it in the journal.
     std::function<RestoreReport(const JournalRun&, const std::vector<std::string>& itemIDs, bool dryRun)>
         restore;

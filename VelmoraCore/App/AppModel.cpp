@@ -825,6 +825,27 @@ void AppModel::dismissRemoval() {
 
 // MARK: Journal and "why"
 
+AppModel::RunsRead AppModel::readRuns() const {
+    RunsRead read{deps_.removalRuns(), {}};
+    if (deps_.stillInTrash)
+        for (const auto& run : read.runs)
+            for (const auto& item : run.items)
+                if (item.trash && !item.restored && !deps_.stillInTrash(*item.trash))
+                    read.gone.emplace(run.runID, item.itemID);
+    return read;
+}
+
+void AppModel::applyRuns(RunsRead read) {
+    // Set first: whoever hears of the runs asks about them at once.
+    goneFromTrash_ = std::move(read.gone);
+    removalRuns_ = std::move(read.runs);
+    notify(Property::removalRuns);
+}
+
+bool AppModel::isGoneFromTrash(const std::string& runID, const std::string& itemID) const {
+    return goneFromTrash_.contains({runID, itemID});
+}
+
 void AppModel::loadRemovalRuns() {
     reloadRemovalRuns();
 }
@@ -834,9 +855,7 @@ void AppModel::reloadRemovalRuns() {
         return;
     const Poster poster{executor_, alive_};
     spawn([this, poster](StopToken) {
-        poster([this, runs = deps_.removalRuns()]() mutable {
-            write(removalRuns_, std::move(runs), Property::removalRuns);
-        });
+        poster([this, runs = readRuns()]() mutable { applyRuns(std::move(runs)); });
     });
 }
 
@@ -847,12 +866,12 @@ void AppModel::restoreRun(const std::string& runID, std::vector<std::string> ite
     const Poster poster{executor_, alive_};
     spawn([this, runID, itemIDs = std::move(itemIDs), dryRun = isDryRun(), poster](StopToken) {
         // The run is read afresh: the journal on show may be older than what another process marked.
-        auto runs = deps_.removalRuns();
-        const auto run = std::ranges::find(runs, runID, &JournalRun::runID);
+        auto runs = readRuns();
+        const auto run = std::ranges::find(runs.runs, runID, &JournalRun::runID);
         std::optional<RestoreReport> report;
-        if (run != runs.end()) {
+        if (run != runs.runs.end()) {
             report = deps_.restore(*run, itemIDs, dryRun);
-            runs = deps_.removalRuns();
+            runs = readRuns();
         }
         poster([this, report = std::move(report), runs = std::move(runs), dryRun]() mutable {
             if (report) {
@@ -862,7 +881,7 @@ void AppModel::restoreRun(const std::string& runID, std::vector<std::string> ite
             } else {
                 write(lastError_, std::optional<std::string>(AppModelText::unknownRun), Property::lastError);
             }
-            write(removalRuns_, std::move(runs), Property::removalRuns);
+            applyRuns(std::move(runs));
             write(isRestoring_, false, Property::isRestoring);
             if (report && !dryRun)
                 refreshDiskAndTrash();

@@ -229,6 +229,8 @@ public:
     const std::optional<std::vector<IndexingHint>>& indexingHints() const { return indexingHints_; }
     // Newest first; empty until loadRemovalRuns() or a removal read the journal.
     const std::vector<JournalRun>& removalRuns() const { return removalRuns_; }
+    // A Trash item of a listed run that is no longer in the Trash as the run left it (emptied, moved).
+    bool isGoneFromTrash(const std::string& runID, const std::string& itemID) const;
     bool isRestoring() const { return isRestoring_; }
     const std::optional<RestoreReport>& lastRestore() const { return lastRestore_; }
     bool lastRestoreWasDryRun() const { return lastRestoreWasDryRun_; }
@@ -325,6 +327,12 @@ private:
     void finishRemoval(RemovalReport report, bool dryRun, bool legacy, bool services);
     void refreshDiskAndTrash();
     void reloadRemovalRuns();
+    struct RunsRead {
+        std::vector<JournalRun> runs;
+        std::set<std::pair<std::string, std::string>> gone; // run id, item id
+    };
+    RunsRead readRuns() const; // on a worker thread
+    void applyRuns(RunsRead read);
     void startSystemMeasurement();
     void startServicesLoad();
     void applySchedule(CheckSchedule schedule);
@@ -382,6 +390,7 @@ private:
     std::optional<std::vector<IndexingHint>> indexingHints_;
     bool hasStartedIndexingAdvice_ = false;
     std::vector<JournalRun> removalRuns_;
+    std::set<std::pair<std::string, std::string>> goneFromTrash_;
     bool isRestoring_ = false;
     std::optional<RestoreReport> lastRestore_;
     bool lastRestoreWasDryRun_ = false;

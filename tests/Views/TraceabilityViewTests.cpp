@@ -131,6 +131,7 @@ TEST_F(TraceabilityTest, NothingIsOfferedAfterADryRunOrARunWithoutTrashItems) {
 
 TEST_F(TraceabilityTest, TheHistoryListsRunsNewestFirstAndRestoresTheChosenRunOrItems) {
     findings[3].method = RemovalMethod::deleteDirectly(); // npm: nothing of it to put back
+    deps.stillInTrash = [](const TrashPlacement& placement) { return placement.entry != "/trash/a"; };
     auto& model = spotifyOnly();
     model.remove(model.planSelection({}));
     ASSERT_TRUE(settle());
@@ -147,10 +148,14 @@ TEST_F(TraceabilityTest, TheHistoryListsRunsNewestFirstAndRestoresTheChosenRunOr
     EXPECT_FALSE(view.emptyLabel()->isVisibleTo(&view));
     auto* older = list->topLevelItem(1); // the Trash run
     ASSERT_EQ(older->childCount(), 2);
-    EXPECT_EQ(older->child(0)->text(RemovalHistoryView::trashColumn), qs("hineingelegt"));
+    EXPECT_EQ(older->child(0)->text(RemovalHistoryView::trashColumn), qs("nicht mehr dort"));
+    EXPECT_EQ(older->child(1)->text(RemovalHistoryView::trashColumn), qs("liegt dort"));
 
     list->topLevelItem(0)->setSelected(true);
     EXPECT_FALSE(view.restoreButton()->isEnabled()) << "a run with nothing in the Trash";
+    list->clearSelection();
+    older->child(0)->setSelected(true);
+    EXPECT_EQ(view.chosenRestore().first, "") << "gone from the Trash";
     list->clearSelection();
     older->child(1)->setSelected(true);
     EXPECT_EQ(view.chosenRestore(),
