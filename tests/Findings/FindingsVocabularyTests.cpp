@@ -38,6 +38,8 @@ TEST(Category, ScannerIdentifierPrefixesUseShortFamilyNamesAndRawValuesRoundTrip
         EXPECT_EQ(appTabFromRawValue(rawValue(t)), t);
     EXPECT_EQ(appTabFromRawValue("Storage"), std::nullopt);
     EXPECT_EQ(riskFromRawValue("hintOnly"), Risk::hintOnly);
+    EXPECT_EQ(title(Category::languages), "Sprachen & Paketmanager");
+    EXPECT_EQ(label(Risk::review), "Prüfen");
 }
 
 // Equality, hashing and the JSON form show in the keep list's file; the text form in the keep command.
