@@ -206,10 +206,10 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
 
 // The check asks the services too: an agent orphaned since the last check is worth a word.
 TEST(CheckCommand, AnAgentOrphanedSinceTheLastCheckRaisesTheOrphanAlertAndNoneWithout) {
-    TempTree tree;
+    const CliTree mac("macos", {std::make_shared<ScriptedCommandRunner>(), std::nullopt, 501});
+    const auto& tree = mac.tree;
     tree.folder("Users/anna/Library/LaunchAgents");
-    const cli::ServiceOverrides overrides{std::make_shared<ScriptedCommandRunner>(), std::nullopt, 501};
-    const auto check = [&] { return runInTree({"check"}, tree.root(), "macos", "/Users/anna", overrides); };
+    const auto check = [&] { return mac.run({"check"}); };
     const std::string alert = "1 neuer verwaister Hintergrunddienst";
     for (int run = 0; run < 2; ++run) {
         const auto quiet = check();
