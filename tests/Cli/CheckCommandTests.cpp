@@ -21,16 +21,13 @@ namespace fs = std::filesystem;
 
 // A Linux home in a temp tree; every command runs with a scripted command runner, so no real tool
 // (systemctl, notify-send …) is ever started.
-struct LinuxHome {
-    TempTree tree;
-    fs::path home = tree.folder("home/anna");
-    fs::path historyFile = home / ".local/share/Velmora2/history.json";
-    std::shared_ptr<ScriptedCommandRunner> runner = std::make_shared<ScriptedCommandRunner>();
-    cli::ServiceOverrides overrides{runner, fs::path("/opt/velmora/bin/velmora"), std::nullopt};
+struct LinuxHome : CliTree {
+    LinuxHome()
+        : CliTree("linux", {std::make_shared<ScriptedCommandRunner>(), "/opt/velmora/bin/velmora", {}}) {}
 
-    CliRun run(std::vector<std::string> words) const {
-        return runInTree(std::move(words), tree.root(), "linux", "/home/anna", overrides);
-    }
+    std::shared_ptr<ScriptedCommandRunner> runner =
+        std::static_pointer_cast<ScriptedCommandRunner>(overrides.runner);
+    fs::path historyFile = home / ".local/share/Velmora2/history.json";
     // Makes a tool "installed" for the tool locator; the scripted runner answers in its place.
     fs::path install(const std::string& relative) const {
         const auto tool = tree.file(relative, "#!/bin/sh\nexit 1\n");
@@ -209,10 +206,10 @@ TEST(ScheduleCommand, MacLayoutWritesTheLaunchAgentAndStoresTheScheduleInTheDefa
 
 // The check asks the services too: an agent orphaned since the last check is worth a word.
 TEST(CheckCommand, AnAgentOrphanedSinceTheLastCheckRaisesTheOrphanAlertAndNoneWithout) {
-    TempTree tree;
+    const CliTree mac("macos", {std::make_shared<ScriptedCommandRunner>(), std::nullopt, 501});
+    const auto& tree = mac.tree;
     tree.folder("Users/anna/Library/LaunchAgents");
-    const cli::ServiceOverrides overrides{std::make_shared<ScriptedCommandRunner>(), std::nullopt, 501};
-    const auto check = [&] { return runInTree({"check"}, tree.root(), "macos", "/Users/anna", overrides); };
+    const auto check = [&] { return mac.run({"check"}); };
     const std::string alert = "1 neuer verwaister Hintergrunddienst";
     for (int run = 0; run < 2; ++run) {
         const auto quiet = check();

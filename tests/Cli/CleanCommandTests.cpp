@@ -19,10 +19,7 @@ namespace fs = std::filesystem;
 
 // A Mac-shaped home with safe findings (DerivedData: delete; old-style trash rows: Trash) and
 // findings that need review, plus personal files that must never move.
-struct CleanTree {
-    TempTree tree;
-    fs::path home = tree / "Users/anna";
-
+struct CleanTree : CliTree {
     CleanTree() {
         tree.file("Users/anna/Library/Developer/Xcode/DerivedData/App-abc/Build/x.o", std::string(7000, 'x'));
         tree.file("Users/anna/Library/Developer/Xcode/DerivedData/Other-def/y.o", std::string(500, 'y'));
@@ -31,10 +28,6 @@ struct CleanTree {
         tree.file("Users/anna/.cache/huggingface/hub/models--org--model/w", std::string(9000, 'h'));
         tree.file("Users/anna/Documents/thesis.tex", "keep me");
         tree.file("Users/anna/Library/Application Support/Spotify/prefs", "settings");
-    }
-
-    CliRun run(std::vector<std::string> words) const {
-        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna");
     }
 };
 
@@ -189,12 +182,9 @@ TEST(CleanCommand, HostileNamesAreShownEscapedAndJsonKeepsThemExact) {
 }
 
 TEST(CleanCommand, EachDeveloperFindingGoesByItsOwnMethodOnTheMacShapedTree) {
-    TempTree tree;
-    const auto script = fs::path(VELMORA_FIXTURES) / "../../scripts/mac-shaped-home.sh";
-    ASSERT_EQ(std::system(("MAC_SHAPED_WITHOUT_BIG=1 bash '" + script.string() + "' '" +
-                           tree.root().string() + "' >/dev/null")
-                              .c_str()),
-              0);
+    const CliTree mac;
+    ASSERT_TRUE(mac.buildMacShapedHome());
+    const auto& tree = mac.tree;
     const auto calls = tree / ".recorded/calls.log";
     struct Case {
         std::string finding;
@@ -215,7 +205,7 @@ TEST(CleanCommand, EachDeveloperFindingGoesByItsOwnMethodOnTheMacShapedTree) {
         {"toolchains.texLive", "usr/local/texlive/2022", "", ""},
     };
     for (const auto& c : cases) {
-        const auto run = runInTree({"clean", c.finding, "--yes"}, tree.root(), "macos", "/Users/anna");
+        const auto run = mac.run({"clean", c.finding, "--yes"});
         EXPECT_EQ(run.status, 0) << c.finding << run.out << run.err;
         EXPECT_THAT(run.out, HasSubstr(": entfernt")) << c.finding << run.out;
         EXPECT_TRUE(c.gone.empty() || !present(tree / c.gone)) << c.finding;

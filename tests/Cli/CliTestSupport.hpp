@@ -2,9 +2,11 @@
 #pragma once
 
 #include "Cli/CliApp.hpp"
+#include "Doubles/TempTree.hpp"
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -38,5 +40,28 @@ inline CliRun runInTree(std::vector<std::string> words, const std::filesystem::p
     words.insert(words.end(), {"--platform", platform, "--root", root.string(), "--home", std::move(home)});
     return runVelmora(words, overrides);
 }
+
+// A temp tree standing for a whole machine of the platform ("macos" or "linux") with anna's home in it.
+struct CliTree {
+    explicit CliTree(std::string platform = "macos", cli::ServiceOverrides overrides = {})
+        : platform(std::move(platform)), overrides(std::move(overrides)) {}
+
+    CliRun run(std::vector<std::string> words) const {
+        return runInTree(std::move(words), tree.root(), platform.c_str(), logicalHome, overrides);
+    }
+    // Fills the tree with the Mac-shaped home and its tool stand-ins (without the big files).
+    bool buildMacShapedHome() const {
+        const auto script = std::filesystem::path(VELMORA_FIXTURES) / "../../scripts/mac-shaped-home.sh";
+        const auto command = "MAC_SHAPED_WITHOUT_BIG=1 bash '" + script.string() + "' '" +
+                             tree.root().string() + "' >/dev/null";
+        return std::system(command.c_str()) == 0;
+    }
+
+    std::string platform;
+    cli::ServiceOverrides overrides;
+    TempTree tree;
+    std::string logicalHome = platform == "macos" ? "/Users/anna" : "/home/anna";
+    std::filesystem::path home = tree.folder(logicalHome);
+};
 
 } // namespace velmora::testing

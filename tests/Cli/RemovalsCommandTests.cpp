@@ -11,13 +11,12 @@ namespace fs = std::filesystem;
 // clean --json on a Mac-shaped home (DerivedData is deleted, the simulator logs and the Spotify cache
 // go to the Trash); the journal then shows that run.
 TEST(RemovalsCommand, CleanJsonPrintsTheRunThatRemovalsThenShows) {
-    TempTree tree;
+    const CliTree mac;
+    const auto& tree = mac.tree;
     tree.file("Users/anna/Library/Developer/Xcode/DerivedData/App-abc/Build/x.o", std::string(7000, 'x'));
     tree.file("Users/anna/Library/Logs/CoreSimulator/sim.log", "simulator log");
     tree.file("Users/anna/Library/Application Support/Spotify/PersistentCache/Storage/a", "music");
-    const auto run = [&](std::vector<std::string> words) {
-        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna");
-    };
+    const auto run = [&](std::vector<std::string> words) { return mac.run(std::move(words)); };
 
     auto cli = run({"clean", "--safe", "--json"});
     EXPECT_EQ(cli.status, 2);

@@ -1,7 +1,7 @@
 #include "Cli/CliTestSupport.hpp"
 #include "Doubles/ScriptedCommandRunner.hpp"
 #include "Platform/AppDataLocation.hpp"
-#include "Removal/TrashRestoreSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 #include "Removal/TrashRestorer.hpp"
 
 #include <gtest/gtest.h>

@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <regex>
-#include <sys/stat.h>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -15,22 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Allocated bytes of the regular files below a path: what a finding item must report, counted
-// independently of the size meter.
-std::int64_t allocatedBytes(const fs::path& root) {
-    std::int64_t total = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(root)) {
-        struct stat st {};
-        if (::lstat(entry.path().c_str(), &st) == 0 && S_ISREG(st.st_mode))
-            total += static_cast<std::int64_t>(st.st_blocks) * 512;
-    }
-    return total;
-}
-
-struct MacTree {
-    TempTree tree;
-    fs::path home = tree / "Users/anna";
-
+struct MacTree : CliTree {
     MacTree() {
         tree.file("Users/anna/Library/Developer/Xcode/DerivedData/App-abc/Build/x.o",
                   std::string(70'000, 'x'));
@@ -41,10 +25,6 @@ struct MacTree {
         fs::create_directories(home / ".cache/huggingface/hub/models--org--model/snapshots");
         fs::create_hard_link(blob, home / ".cache/huggingface/hub/models--org--model/snapshots/weights");
         tree.file("Users/anna/Documents/thesis.tex", "keep me");
-    }
-
-    CliRun run(std::vector<std::string> words) const {
-        return runInTree(std::move(words), tree.root(), "macos", "/Users/anna");
     }
 };
 
@@ -76,7 +56,7 @@ TEST(ScanCommand, JsonAndTextReportTheFindingsWithAllocatedSizesAndKeptOnesLeave
     std::int64_t sum = 0;
     for (const auto& item : derived["items"]) {
         const fs::path url = item["url"].get<std::string>();
-        EXPECT_EQ(item["size"].get<std::int64_t>(), allocatedBytes(url)) << url;
+        EXPECT_EQ(item["size"].get<std::int64_t>(), filesBytes(url)) << url;
         sum += item["size"].get<std::int64_t>();
     }
     EXPECT_EQ(derived["size"], sum);

@@ -140,11 +140,9 @@ TEST(ServicesCommand, RemoveNeedsConsentKnownLabelsAndAReadableKeepListRefusesBl
 }
 
 TEST(ServicesCommand, LinuxHomeHasNoLaunchFoldersAndNoLoginItems) {
-    velmora::testing::TempTree tree;
-    tree.folder("home/anna/.config");
     auto runner = std::make_shared<ScriptedCommandRunner>();
-    const auto run = runInTree({"services"}, tree.root(), "linux", "/home/anna",
-                               {.runner = runner, .executablePath = {}, .uid = 1000});
+    const auto run =
+        CliTree("linux", {.runner = runner, .executablePath = {}, .uid = 1000}).run({"services"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("Eigene Agenten\n  Keine Hintergrunddienste dieser Art."));
     EXPECT_THAT(run.out, HasSubstr("Anmeldeobjekte werden auf dieser Plattform nicht gelesen."));

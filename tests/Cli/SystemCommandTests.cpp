@@ -28,9 +28,10 @@ void fillMacTree(const TempTree& tree, const fs::path& plist) {
 TEST(SystemCommand, RecordedVolumesAreReadThroughTheStandInAndABrokenPlistBecomesTheNotice) {
     const auto recorded =
         fs::path(VELMORA_FIXTURES) / "systemdata/volumes/apfs-list-applesilicon-nixstore.plist";
-    TempTree tree;
+    const CliTree mac;
+    const auto& tree = mac.tree;
     fillMacTree(tree, recorded);
-    auto run = runInTree({"system", "--json"}, tree.root(), "macos", "/Users/anna");
+    auto run = mac.run({"system", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     const auto json = nlohmann::json::parse(run.out);
     EXPECT_EQ(json["containerSize"], 1995218165760);
@@ -49,14 +50,13 @@ TEST(SystemCommand, RecordedVolumesAreReadThroughTheStandInAndABrokenPlistBecome
     EXPECT_TRUE(cachesListed) << run.out;
 
     // Clean-up findings exist only once the system data is measured; clean does that for their ids.
-    run = runInTree({"clean", "systemdata.clearLibraryCaches", "--dry-run", "--yes"}, tree.root(), "macos",
-                    "/Users/anna");
+    run = mac.run({"clean", "systemdata.clearLibraryCaches", "--dry-run", "--yes"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("Braucht dein Admin-Passwort"));
     EXPECT_THAT(run.out, HasSubstr("com.example: übersprungen: Trockenlauf"));
 
     tree.file("recorded/apfs.plist", "<?xml version=\"1.0\"?><plist><dict><key>Containers</key>");
-    run = runInTree({"system"}, tree.root(), "macos", "/Users/anna");
+    run = mac.run({"system"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("Die Volumes konnten nicht gelesen werden ("));
     EXPECT_THAT(run.out, HasSubstr("). Der nicht zugeordnete Anteil bleibt unbekannt."));

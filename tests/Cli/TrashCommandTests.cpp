@@ -13,14 +13,11 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(TrashCommand, ShowsTheSizeAndEmptiesTheDesktopTrashOnlyWithConsent) {
-    TempTree tree;
-    const auto trash = tree.folder("home/anna/.local/share/Trash");
-    tree.filledFile(trash / "files/alt.iso", 256 * 1024);
-    tree.file(trash / "info/alt.iso.trashinfo", "[Trash Info]\n");
-    const auto run = [&](std::vector<std::string> words) {
-        return runInTree(std::move(words), tree.root(), "linux", "/home/anna",
-                         {std::make_shared<ScriptedCommandRunner>(), std::nullopt, 1000});
-    };
+    const CliTree linux("linux", {std::make_shared<ScriptedCommandRunner>(), std::nullopt, 1000});
+    const auto trash = linux.tree.folder("home/anna/.local/share/Trash");
+    linux.tree.filledFile(trash / "files/alt.iso", 256 * 1024);
+    linux.tree.file(trash / "info/alt.iso.trashinfo", "[Trash Info]\n");
+    const auto run = [&](std::vector<std::string> words) { return linux.run(std::move(words)); };
     auto result = run({"trash"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("Papierkorb: 2"));

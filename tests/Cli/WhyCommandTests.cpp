@@ -8,14 +8,11 @@ using namespace velmora;
 using namespace velmora::testing;
 
 TEST(WhyCommand, ExplainsClaimedInsideDeniedAndUnclaimedPathsOnTheMacShapedTreeInTextAndJson) {
-    TempTree tree;
-    const auto script = std::filesystem::path(VELMORA_FIXTURES) / "../../scripts/mac-shaped-home.sh";
-    const auto build =
-        "MAC_SHAPED_WITHOUT_BIG=1 bash '" + script.string() + "' '" + tree.root().string() + "'";
-    ASSERT_EQ(std::system((build + " >/dev/null").c_str()), 0);
+    const CliTree mac;
+    ASSERT_TRUE(mac.buildMacShapedHome());
     const auto why = [&](std::vector<std::string> words) {
         words.insert(words.begin(), "why");
-        return runInTree(words, tree.root(), "macos", "/Users/anna");
+        return mac.run(words);
     };
     const std::string dd = "/Users/anna/Library/Developer/Xcode/DerivedData/App-abc";
     const std::string photos = "/Users/anna/Pictures/Photos Library.photoslibrary/originals/0/IMG_0001.heic";

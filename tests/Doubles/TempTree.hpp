@@ -199,6 +199,16 @@ inline std::int64_t occupiedBytes(const std::filesystem::path& path) {
     return static_cast<std::int64_t>(st.st_blocks) * 512;
 }
 
+// Bytes the regular files below `folder` occupy (links not followed, a hard link once per path): what a
+// size meter must report for it.
+inline std::int64_t filesBytes(const std::filesystem::path& folder) {
+    std::int64_t total = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file() && !entry.is_symlink())
+            total += occupiedBytes(entry.path());
+    return total;
+}
+
 // A memory file system for trees that are slow to remove from a disk (thousands of folders), when the
 // system has one; the temp folder otherwise.
 inline std::filesystem::path memoryBackedTempBase() {

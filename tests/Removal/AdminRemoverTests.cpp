@@ -4,7 +4,7 @@
 #include "Doubles/ShellPrivilegedExecutor.hpp"
 #include "Doubles/TempTree.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
-#include "Removal/AdminTestSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 #include "Support/StopToken.hpp"
 
 #include <gtest/gtest.h>

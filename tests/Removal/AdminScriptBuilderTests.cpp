@@ -2,7 +2,7 @@
 
 #include "Doubles/ShellPrivilegedExecutor.hpp"
 #include "Doubles/TempTree.hpp"
-#include "Removal/AdminTestSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 
 #include <gtest/gtest.h>
 

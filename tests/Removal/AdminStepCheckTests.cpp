@@ -1,7 +1,7 @@
 #include "Removal/AdminStepCheck.hpp"
 
 #include "Doubles/TempTree.hpp"
-#include "Removal/AdminTestSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 #include "Safety/SafetyGuard.hpp"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 
 #include "Doubles/ScriptedCommandRunner.hpp"
 #include "Removal/AdminScriptBuilder.hpp"
-#include "Removal/AdminTestSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 
 #include <gtest/gtest.h>
 

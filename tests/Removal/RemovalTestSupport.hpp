@@ -1,19 +1,25 @@
 // Shared pieces of the removal tests: a user's home in a temp tree in either layout with its guard and
-// its real Trash, and findings built from paths.
+// its real Trash, findings built from paths, journal runs of items really in that Trash, and admin steps
+// built briefly.
 #pragma once
 
 #include "Doubles/TempTree.hpp"
+#include "Findings/AdminStep.hpp"
 #include "Findings/Finding.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/HomeTrash.hpp"
 #include "Platform/PlatformLayout.hpp"
 #include "Removal/FindingSelection.hpp"
 #include "Removal/ItemOutcome.hpp"
+#include "Removal/RemovalJournal.hpp"
 #include "Safety/SafetyGuard.hpp"
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -102,4 +108,53 @@ inline std::map<std::string, std::string> outcomesByItem(const std::vector<ItemR
     return byItem;
 }
 
+// Moves `path` into the home's Trash and records it the way a run does.
+inline JournalItem trashedItem(const Home& home, const fs::path& path) {
+    JournalItem item{
+        {"caches.test", ""}, path.filename().string(), path.string(), "trash", "removed", {}, {}, {}};
+    const auto entry = home.trash->moveToTrash(RemovalTarget(path, home.home, FileIdentity::of(path)));
+    EXPECT_TRUE(entry.has_value()) << path;
+    if (entry)
+        item.trash = TrashPlacement{*entry, std::nullopt, *FileIdentity::of(*entry)};
+    if (entry && home.layout == PlatformLayout::linux)
+        item.trash->info = home.trashFolder / "info" / (entry->filename().string() + ".trashinfo");
+    return item;
+}
+
+inline JournalRun runOf(std::vector<JournalItem> items) {
+    return JournalRun{"20261124T101500Z-00beef", std::chrono::system_clock::now(), {}, 0, 0, {}, {},
+                      std::move(items)};
+}
+
 } // namespace velmora::removaltest
+
+namespace velmora {
+
+// Readable values in failure messages.
+inline void PrintTo(const ItemOutcome& outcome, std::ostream* out) {
+    *out << outcome.text();
+}
+inline void PrintTo(const ItemResult& result, std::ostream* out) {
+    *out << result.findingID.text() << " / " << result.itemID << ": " << result.outcome.text();
+}
+
+} // namespace velmora
+
+namespace velmora::test {
+
+inline AdminStep step(std::string executable, std::vector<std::string> arguments,
+                      std::optional<std::string> itemID = std::nullopt,
+                      bool runsIfPreviousSucceeded = false) {
+    return AdminStep{std::move(executable), std::move(arguments), std::move(itemID), runsIfPreviousSucceeded};
+}
+
+// A step that only ends with the given exit status, run by a real shell.
+inline AdminStep exitStep(int status, bool runsIfPreviousSucceeded = false) {
+    return step("/bin/sh", {"-c", "exit " + std::to_string(status)}, std::nullopt, runsIfPreviousSucceeded);
+}
+
+inline AdminStep bootout(const std::string& label, std::optional<std::string> itemID = std::nullopt) {
+    return step("/bin/launchctl", {"bootout", "system/" + label}, std::move(itemID));
+}
+
+} // namespace velmora::test

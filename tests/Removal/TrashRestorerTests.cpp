@@ -1,4 +1,4 @@
-#include "Removal/TrashRestoreSupport.hpp"
+#include "Removal/RemovalTestSupport.hpp"
 #include "Removal/TrashRestorer.hpp"
 
 #include <gmock/gmock.h>

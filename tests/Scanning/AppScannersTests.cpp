@@ -3,55 +3,30 @@
 #include "Scanning/Scanners/UnusedAppsScanner.hpp"
 
 #include "Doubles/FakeRunningApps.hpp"
-#include "Doubles/ScriptedCommandRunner.hpp"
-#include "Doubles/TempTree.hpp"
-#include "Platform/SizeMeter.hpp"
-#include "Safety/SafetyGuard.hpp"
-#include "Scanning/ScanContext.hpp"
+#include "Doubles/ScanTree.hpp"
 #include "Scanning/ScanEngine.hpp"
 #include "Support/IsoDate.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <set>
-#include <sstream>
-#include <sys/stat.h>
 
 using namespace velmora;
-using velmora::testing::TempTree;
 namespace fs = std::filesystem;
 
 namespace {
 
 using namespace std::chrono_literals;
 
-struct AppTree {
-    TempTree tree;
-    ScanContext context;
-    std::shared_ptr<test::ScriptedCommandRunner> runner = std::make_shared<test::ScriptedCommandRunner>();
+// A home whose tools live in /opt/homebrew/bin and /usr/bin, at a fixed moment.
+struct AppTree : test::ScanTree {
     std::shared_ptr<FakeRunningApps> running = std::make_shared<FakeRunningApps>();
-    std::set<fs::path> installed;
-    fs::path home;
 
-    explicit AppTree(PlatformLayout layout = PlatformLayout::macOS) {
-        const std::string user = layout == PlatformLayout::macOS ? "/Users/anna" : "/home/anna";
-        home = context.home = tree.folder(user);
-        context.rootPrefix = tree.root();
-        context.userCacheDir = tree.folder(user + "/.cache");
-        context.layout = layout;
-        context.sizer = std::make_shared<SizeMeter>();
-        context.runner = runner;
+    explicit AppTree(PlatformLayout layout = PlatformLayout::macOS)
+        : ScanTree(layout, {}, {"opt/homebrew/bin", "usr/bin"}) {
+        context.userCacheDir = tree.folder(home / ".cache");
         context.runningApps = running;
         context.now = *parseIsoDate("2026-06-01T12:00:00Z");
-        context.tools = std::make_shared<ToolLocator>(
-            ToolLocator{{tree / "opt/homebrew/bin", tree / "usr/bin"},
-                        [this](const fs::path& p) { return installed.contains(p); }});
-        SafetyGuard::Setup setup;
-        setup.layout = layout;
-        setup.rootPrefix = tree.root();
-        setup.home = user;
-        context.safety = std::make_shared<const SafetyGuard>(setup);
     }
     fs::path bundle(const std::string& where, const std::string& id, const std::string& extra = "") {
         tree.file(
@@ -65,25 +40,7 @@ struct AppTree {
         runner->expect(tree / "usr/bin/mdls", {"-raw", "-name", "kMDItemLastUsedDate", bundle.string()})
             .returns(0, date);
     }
-    void age(const fs::path& path, std::chrono::days days) {
-        const auto when = std::chrono::system_clock::to_time_t(context.now - days);
-        const timespec times[2] = {{when, 0}, {when, 0}};
-        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
-    }
 };
-
-std::string fixture(const std::string& name) {
-    std::ifstream file(fs::path(VELMORA_FIXTURES) / "apps" / name);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-std::vector<Finding> scanned(Scanner&& scanner, const ScanContext& context) {
-    auto found = scanner.scan(context, {});
-    EXPECT_TRUE(found) << (found ? "" : found.error().message);
-    return found.value_or(std::vector<Finding>{});
-}
 
 // "key: item, item …" per finding, items by name: what a scanner offers at a glance.
 std::vector<std::string> offered(const std::vector<Finding>& findings) {
@@ -105,7 +62,7 @@ TEST(AppScanners, UnusedMacAppsAreTheOldOnesWithAKnownDateThatAreNeitherRunningN
     t.installed.insert(t.tree / "usr/bin/mdls");
     t.installed.insert(t.tree / "opt/homebrew/bin/brew");
     t.runner->expect(t.tree / "opt/homebrew/bin/brew", {"info", "--json=v2", "--cask", "--installed"})
-        .returns(0, fixture("brew-info-json-v2-cask-installed.json"));
+        .returns(0, test::recording("apps/brew-info-json-v2-cask-installed.json"));
     const auto old = "2026-01-10 10:00:00 +0200", recent = "2026-05-20 08:00:00 +0000";
     t.lastUsed(t.bundle("Applications/Old.app", "com.example.Old",
                         "<key>CFBundleDisplayName</key><string>Alt</string>"),
@@ -126,7 +83,7 @@ TEST(AppScanners, UnusedMacAppsAreTheOldOnesWithAKnownDateThatAreNeitherRunningN
     t.running->setApps({{1, "com.example.busy", "Busy"}});
     t.running->setProcesses({{2, "/Applications/Helper.app/Contents/MacOS/helperd", "helperd"}});
 
-    const auto found = scanned(UnusedAppsScanner(), t.context);
+    const auto found = t.scan(UnusedAppsScanner());
     EXPECT_EQ(offered(found),
               (std::vector<std::string>{"com.example.Old: Alt",
                                         "com.example.Old@/Users/anna/Applications/Old.app: Alt",
@@ -166,7 +123,7 @@ TEST(AppScanners, UnusedLinuxAppsAreFlatpaksWithAnOldDataFolderAndOldAppImages) 
     t.tree.file("home/anna/Applications/Fresh.appimage", "elf");
     t.running->setProcesses({{3, t.home / "Applications/Running.AppImage", "Running.AppImage"}});
 
-    const auto found = scanned(UnusedAppsScanner(), t.context);
+    const auto found = t.scan(UnusedAppsScanner());
     EXPECT_EQ(offered(found),
               (std::vector<std::string>{"org.old.User: org.old.User", "org.old.System: Alter Player",
                                         "Old-1.0.AppImage: Old-1.0"}));
@@ -201,7 +158,7 @@ TEST(AppScanners, LeftoversAreEntriesOfIdentifiersNoAppOrProcessOwnsOutsideCatal
     t.tree.link(lib + "Caches/com.example.Loop", "com.example.Loop"); // a link is never an entry
     t.running->setProcesses({{4, "/usr/local/bin/agent", "org.daemon.Agent"}});
 
-    const auto found = scanned(AppLeftoversScanner(), t.context);
+    const auto found = t.scan(AppLeftoversScanner());
     EXPECT_EQ(offered(found), (std::vector<std::string>{
                                   "com.docker.docker: Containers/com.docker.docker/Data/settings.json",
                                   "com.example.Gone: Caches/com.example.Gone Containers/com.example.Gone "
@@ -216,14 +173,13 @@ TEST(AppScanners, LeftoversAreEntriesOfIdentifiersNoAppOrProcessOwnsOutsideCatal
     // An app whose Info.plist cannot be read may be any app: nothing is then proven gone.
     t.tree.file("Applications/Broken.app/Contents/Info.plist", "\x01\x02");
     t.context.claims = std::make_shared<PathClaims>(); // a new scan reads the apps again
-    EXPECT_TRUE(scanned(AppLeftoversScanner(), t.context).empty());
+    EXPECT_TRUE(t.scan(AppLeftoversScanner()).empty());
     // So may a folder of apps that cannot be listed.
     fs::remove_all(t.tree / "Applications/Broken.app");
     ::chmod(t.tree.folder("Applications/Locked").c_str(), 0);
     t.context.claims = std::make_shared<PathClaims>();
     std::size_t offeredThen = 99;
-    if (!velmora::testing::runBoundByPermissions(
-            [&] { offeredThen = scanned(AppLeftoversScanner(), t.context).size(); }))
+    if (!velmora::testing::runBoundByPermissions([&] { offeredThen = t.scan(AppLeftoversScanner()).size(); }))
         GTEST_SKIP() << "permissions do not bind here";
     EXPECT_EQ(offeredThen, 0u);
 }
@@ -237,7 +193,7 @@ TEST(AppScanners, LinuxLeftoversAreDataOfRemovedFlatpaksAndSnapsWithoutTheCatalo
     t.tree.file("home/anna/snap/gone-snap/common/x");
     t.tree.file("home/anna/snap/kept/common/x");
     t.tree.folder("snap/kept");
-    const auto found = scanned(AppLeftoversScanner(), t.context);
+    const auto found = t.scan(AppLeftoversScanner());
     EXPECT_EQ(offered(found),
               (std::vector<std::string>{"org.gone.App: org.gone.App/data", "gone-snap: gone-snap"}));
 }
@@ -254,7 +210,7 @@ TEST(AppScanners, AppCachesTakeWhatIsBigAndUnclaimedOnceAcrossPhases) {
     t.context.claims->claim({t.tree / caches / "com.example.Partly/sub"});
     t.bundle("Applications/Gone-Owner.app", "com.example.Gone"); // installed: so its cache is an app cache
 
-    const auto found = scanned(AppCachesScanner(), t.context);
+    const auto found = t.scan(AppCachesScanner());
     ASSERT_EQ(offered(found), (std::vector<std::string>{"com.apple.appstore: com.apple.appstore",
                                                         "com.example.Big: com.example.Big",
                                                         "com.example.Gone: com.example.Gone"}));
@@ -283,7 +239,7 @@ TEST(AppScanners, LinuxAppCachesAreNamedByTheirDesktopEntry) {
     t.tree.file("usr/share/applications/vlc.desktop", "[Desktop Entry]\nName=VLC media player\n");
     t.tree.filledFile("home/anna/.cache/vlc/art", 11'000'000);
     t.tree.filledFile("home/anna/.cache/pip/http/blob", 11'000'000); // the pip row's
-    const auto found = scanned(AppCachesScanner(), t.context);
+    const auto found = t.scan(AppCachesScanner());
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].title, "VLC media player – Cache");
 }

@@ -9,59 +9,26 @@
 #include "Scanning/Scanners/TexLiveScanner.hpp"
 #include "Scanning/Scanners/VersionManagerScanner.hpp"
 
-#include "Doubles/ScriptedCommandRunner.hpp"
-#include "Doubles/TempTree.hpp"
-#include "Platform/SizeMeter.hpp"
-#include "Safety/SafetyGuard.hpp"
-#include "Scanning/ScanContext.hpp"
+#include "Doubles/ScanTree.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
-#include <set>
-#include <sstream>
 
 using namespace velmora;
 using velmora::testing::occupiedBytes;
-using velmora::testing::TempTree;
 namespace fs = std::filesystem;
 
 namespace {
 
 std::string fixture(const std::string& name) {
-    std::ifstream file(fs::path(VELMORA_FIXTURES) / "devtools" / name);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return test::recording("devtools/" + name);
 }
 
-// A Mac-shaped tree whose tools are stand-ins: the locator sees the files in `installed`, the runner
-// answers what the test scripts.
-struct DevTree {
-    TempTree tree;
-    ScanContext context;
-    std::shared_ptr<test::ScriptedCommandRunner> runner = std::make_shared<test::ScriptedCommandRunner>();
-    std::set<fs::path> installed;
-
-    explicit DevTree(PlatformLayout layout = PlatformLayout::macOS) {
-        context.home = tree.folder("Users/anna");
-        context.rootPrefix = tree.root();
-        context.layout = layout;
-        context.sizer = std::make_shared<SizeMeter>();
-        context.runner = runner;
-        context.tools = std::make_shared<ToolLocator>(
-            ToolLocator{{tree / "opt/homebrew/bin", context.home / ".cargo/bin", tree / "usr/local/bin"},
-                        [this](const fs::path& p) { return installed.contains(p); }});
-        SafetyGuard::Setup setup;
-        setup.layout = layout;
-        setup.rootPrefix = tree.root();
-        setup.home = "/Users/anna";
-        context.safety = std::make_shared<const SafetyGuard>(setup);
-    }
-    fs::path tool(const std::string& folder, const std::string& name) {
-        return *installed.insert(tree / folder / name).first;
-    }
+// A Mac-shaped tree whose tools are found in Homebrew's, cargo's and /usr/local's bin folders.
+struct DevTree : test::ScanTree {
+    explicit DevTree(PlatformLayout layout = PlatformLayout::macOS)
+        : ScanTree(layout, "/Users/anna", {"opt/homebrew/bin", "Users/anna/.cargo/bin", "usr/local/bin"}) {}
 };
 
 std::vector<std::string> names(const Finding& finding) {
@@ -86,10 +53,9 @@ TEST(DevToolScanners, HomebrewOffersWhatTheDryRunsListWithMeasuredSizes) {
         .returns(0, fixture("brew-cleanup-dry-run.txt"));
     dev.runner->expect(brew, {"autoremove", "--dry-run"}).returns(0, fixture("brew-autoremove-dry-run.txt"));
 
-    const auto found = HomebrewScanner().scan(dev.context, {});
-    ASSERT_TRUE(found) << found.error().message;
-    ASSERT_EQ(found->size(), 2u);
-    const auto& cleanup = found->at(0);
+    const auto found = dev.scan(HomebrewScanner());
+    ASSERT_EQ(found.size(), 2u);
+    const auto& cleanup = found.at(0);
     // The logs folder is gone since the dry run: it counts nothing, but brew will still be asked.
     EXPECT_EQ(names(cleanup),
               (std::vector<std::string>{
@@ -103,7 +69,7 @@ TEST(DevToolScanners, HomebrewOffersWhatTheDryRunsListWithMeasuredSizes) {
     EXPECT_EQ(cleanup.risk, Risk::safe);
     EXPECT_EQ(cleanup.commandPreview, "brew cleanup --prune=all");
 
-    const auto& unneeded = found->at(1);
+    const auto& unneeded = found.at(1);
     EXPECT_EQ(unneeded.id, (FindingID{"brew.cleanup", "autoremove"}));
     EXPECT_EQ(names(unneeded), (std::vector<std::string>{
                                    "libyaml=0", "homebrew/core/m4=" + std::to_string(occupiedBytes(m4))}));
@@ -121,16 +87,15 @@ TEST(DevToolScanners, CondaOffersTheCacheEntriesThatExist) {
     dev.runner->expect(conda, {"clean", "--all", "--dry-run", "--json"})
         .returns(0, fixture("conda-clean-dry-run.json"));
 
-    const auto found = CondaScanner().scan(dev.context, {});
-    ASSERT_TRUE(found) << found.error().message;
-    ASSERT_EQ(found->size(), 1u);
+    const auto found = dev.scan(CondaScanner());
+    ASSERT_EQ(found.size(), 1u);
     // The second tarball and the index cache are named but not there.
     EXPECT_EQ(
-        names(found->front()),
+        names(found.front()),
         (std::vector<std::string>{"python-3.11.5-hb885b13_0.conda=" + std::to_string(occupiedBytes(tarball)),
                                   "zlib-1.2.13-h5a0b063_0=" + std::to_string(occupiedBytes(unpacked))}));
-    EXPECT_EQ(found->front().category, Category::languages);
-    EXPECT_EQ(found->front().commandPreview, "conda clean --all --yes");
+    EXPECT_EQ(found.front().category, Category::languages);
+    EXPECT_EQ(found.front().commandPreview, "conda clean --all --yes");
 }
 
 TEST(DevToolScanners, OllamaAndRustupOfferOneFindingPerModelOrUnusedToolchain) {
@@ -143,24 +108,22 @@ TEST(DevToolScanners, OllamaAndRustupOfferOneFindingPerModelOrUnusedToolchain) {
     dev.runner->expect(rustup, {"toolchain", "list"}).returns(0, fixture("rustup-toolchain-list.txt"));
     dev.runner->expect(rustup, {"override", "list"}).returns(0, fixture("rustup-override-list.txt"));
 
-    const auto models = OllamaScanner().scan(dev.context, {});
-    ASSERT_TRUE(models) << models.error().message;
-    ASSERT_EQ(models->size(), 3u);
-    EXPECT_EQ(names(models->at(0)), std::vector<std::string>{"llama3.1:8b=4700000000"});
-    EXPECT_EQ(names(models->at(1)), std::vector<std::string>{"qwen2.5-coder:1.5b=986000000"});
-    EXPECT_EQ(models->at(0).items[0].date, dev.context.now - std::chrono::hours{24 * 21});
-    EXPECT_EQ(models->at(1).items[0].date, dev.context.now - std::chrono::hours{1});
-    EXPECT_EQ(models->at(1).commandPreview, "ollama rm qwen2.5-coder:1.5b");
-    EXPECT_EQ(models->at(1).category, Category::aiLeftovers);
+    const auto models = dev.scan(OllamaScanner());
+    ASSERT_EQ(models.size(), 3u);
+    EXPECT_EQ(names(models.at(0)), std::vector<std::string>{"llama3.1:8b=4700000000"});
+    EXPECT_EQ(names(models.at(1)), std::vector<std::string>{"qwen2.5-coder:1.5b=986000000"});
+    EXPECT_EQ(models.at(0).items[0].date, dev.context.now - std::chrono::hours{24 * 21});
+    EXPECT_EQ(models.at(1).items[0].date, dev.context.now - std::chrono::hours{1});
+    EXPECT_EQ(models.at(1).commandPreview, "ollama rm qwen2.5-coder:1.5b");
+    EXPECT_EQ(models.at(1).category, Category::aiLeftovers);
 
     // stable is the default, 1.70.0 pinned by a folder, beta by a short override name.
-    const auto toolchains = RustupScanner().scan(dev.context, {});
-    ASSERT_TRUE(toolchains) << toolchains.error().message;
-    ASSERT_EQ(toolchains->size(), 1u);
-    EXPECT_EQ(names(toolchains->front()), std::vector<std::string>{"nightly-aarch64-apple-darwin=" +
-                                                                   std::to_string(occupiedBytes(nightly))});
-    EXPECT_EQ(toolchains->front().commandPreview, "rustup toolchain uninstall nightly-aarch64-apple-darwin");
-    EXPECT_EQ(toolchains->front().category, Category::toolchains);
+    const auto toolchains = dev.scan(RustupScanner());
+    ASSERT_EQ(toolchains.size(), 1u);
+    EXPECT_EQ(names(toolchains.front()), std::vector<std::string>{"nightly-aarch64-apple-darwin=" +
+                                                                  std::to_string(occupiedBytes(nightly))});
+    EXPECT_EQ(toolchains.front().commandPreview, "rustup toolchain uninstall nightly-aarch64-apple-darwin");
+    EXPECT_EQ(toolchains.front().category, Category::toolchains);
 }
 
 TEST(DevToolScanners, ToolsThatAreMissingFailOrPrintNonsenseNeverYieldAFinding) {
@@ -214,9 +177,9 @@ TEST(DevToolScanners, TexLiveOffersYearsBelowTheNewestThroughTheAdminScriptOnAMa
         dev.tree.filledFile("usr/local/texlive/2024/bin/tex", 1000);
         dev.tree.filledFile("usr/local/texlive/texmf-local/ls-R", 500);
 
-        const auto found = TexLiveScanner().scan(dev.context, {});
-        ASSERT_TRUE(found && found->size() == 1u);
-        const auto& finding = found->front();
+        const auto found = dev.scan(TexLiveScanner());
+        ASSERT_EQ(found.size(), 1u);
+        const auto& finding = found.front();
         EXPECT_EQ(names(finding), (std::vector<std::string>{"2022=" + std::to_string(occupiedBytes(y2022)),
                                                             "2023=" + std::to_string(occupiedBytes(y2023))}));
         EXPECT_EQ(finding.category, Category::toolchains);
@@ -273,16 +236,15 @@ TEST(DevToolScanners, VersionManagersNeverOfferTheDefaultOrAVersionTheHomeNamesA
         if (c.manager == M::pyenv)
             dev.tree.link(home / ".pyenv/versions/tools", home / ".pyenv/versions/3.9.18/envs/tools");
 
-        const auto found = VersionManagerScanner(c.manager).scan(dev.context, {});
-        ASSERT_TRUE(found) << found.error().message;
+        const auto found = dev.scan(VersionManagerScanner(c.manager));
         std::vector<std::string> offered;
-        for (const auto& finding : *found)
+        for (const auto& finding : found)
             for (const auto& item : finding.items)
                 offered.push_back(item.name);
         EXPECT_EQ(offered, c.offered) << folder << c.versions.front();
         if (offered.empty())
             continue;
-        const auto& finding = found->front();
+        const auto& finding = found.front();
         EXPECT_EQ(finding.category, Category::languages);
         EXPECT_EQ(finding.method.kind(), RemovalKind::trash);
         EXPECT_EQ(finding.items[0].url, home / folder / offered[0]);
@@ -300,11 +262,11 @@ TEST(DevToolScanners, JetBrainsOffersOlderVersionsAndLeavesLinuxCachesToTheCatal
           home / "Library/Caches/JetBrains/PyCharm2023.2/index/x", support / "IdeaIC2024.1/a",
           home / "Library/Logs/JetBrains/PyCharm2023.2/idea.log", support / "Toolbox/x"})
         mac.tree.filledFile(path, 2000);
-    auto found = JetBrainsScanner().scan(mac.context, {});
-    ASSERT_TRUE(found && found->size() == 1u);
-    EXPECT_EQ(found->front().id, (FindingID{"toolchains.jetbrainsVersions", "PyCharm"}));
-    EXPECT_EQ(names(found->front()).size(), 3u);
-    EXPECT_EQ(found->front().blockingApps.at(0).bundleID, "com.jetbrains.pycharm");
+    const auto found = mac.scan(JetBrainsScanner());
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found.front().id, (FindingID{"toolchains.jetbrainsVersions", "PyCharm"}));
+    EXPECT_EQ(names(found.front()).size(), 3u);
+    EXPECT_EQ(found.front().blockingApps.at(0).bundleID, "com.jetbrains.pycharm");
 
     DevTree linux(PlatformLayout::linux);
     linux.context.userCacheDir = linux.tree.folder("Users/anna/.cache");
@@ -318,9 +280,7 @@ TEST(DevToolScanners, JetBrainsOffersOlderVersionsAndLeavesLinuxCachesToTheCatal
     for (auto scanner : std::vector<std::shared_ptr<Scanner>>{
              std::make_shared<JetBrainsScanner>(),
              std::make_shared<PathScanner>(Catalog::rule("appCaches.jetbrains", PlatformLayout::linux))}) {
-        auto findings = scanner->scan(linux.context, {});
-        ASSERT_TRUE(findings);
-        std::ranges::move(*findings, std::back_inserter(all));
+        std::ranges::move(linux.scan(*scanner), std::back_inserter(all));
     }
     ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(names(all[0]), std::vector<std::string>{"CLion2023.3=" + std::to_string(occupiedBytes(data))});
@@ -357,16 +317,15 @@ TEST(DevToolScanners, ContainerEnginesOfferWhatAPlainPruneFreesAndADaemonThatIsD
         dev.runner->expect(tool, {"images", "--filter", "dangling=true", "--format", "json"})
             .returns(0, fixture("../podman/images-dangling.json"));
         dev.runner->expect(tool).returns(c.exitCode, c.exitCode ? "" : c.output, c.exitCode ? c.output : "");
-        const auto found = ContainerPruneScanner(c.engine).scan(dev.context, {});
-        ASSERT_TRUE(found) << found.error().message;
+        const auto found = dev.scan(ContainerPruneScanner(c.engine));
         if (c.items.empty()) {
-            EXPECT_TRUE(found->empty());
+            EXPECT_TRUE(found.empty());
             continue;
         }
-        ASSERT_EQ(found->size(), 1u);
-        EXPECT_EQ(names(found->front()), c.items);
-        EXPECT_FALSE(found->front().itemsSelectable);
-        EXPECT_EQ(found->front().commandPreview,
+        ASSERT_EQ(found.size(), 1u);
+        EXPECT_EQ(names(found.front()), c.items);
+        EXPECT_FALSE(found.front().itemsSelectable);
+        EXPECT_EQ(found.front().commandPreview,
                   c.engine == E::docker ? "docker system prune -f" : "podman system prune -f");
         EXPECT_EQ(dev.runner->calls().front().timeout, std::chrono::seconds{60});
     }

@@ -6,71 +6,20 @@
 #include "Scanning/Scanners/PhotosScanner.hpp"
 #include "Scanning/Scanners/SoftwareUpdatesScanner.hpp"
 
-#include "Doubles/ScriptedCommandRunner.hpp"
-#include "Doubles/TempTree.hpp"
-#include "Platform/SizeMeter.hpp"
-#include "Safety/SafetyGuard.hpp"
-#include "Scanning/ScanContext.hpp"
+#include "Doubles/ScanTree.hpp"
 #include "Services/LaunchTreeSupport.hpp"
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 using namespace velmora;
-using velmora::testing::TempTree;
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 namespace {
 
-struct PersonalTree {
-    TempTree tree;
-    ScanContext context;
-    std::shared_ptr<test::ScriptedCommandRunner> runner = std::make_shared<test::ScriptedCommandRunner>();
-    std::set<fs::path> installed;
-    fs::path home;
-
-    explicit PersonalTree(PlatformLayout layout = PlatformLayout::macOS) {
-        const fs::path logicalHome = layout == PlatformLayout::macOS ? "/Users/anna" : "/home/anna";
-        context.home = home = tree.folder(logicalHome.relative_path());
-        context.rootPrefix = tree.root();
-        context.layout = layout;
-        context.sizer = std::make_shared<SizeMeter>();
-        context.runner = runner;
-        context.tools = std::make_shared<ToolLocator>(
-            ToolLocator{{}, [this](const fs::path& p) { return installed.contains(p); }});
-        SafetyGuard::Setup setup;
-        setup.layout = layout;
-        setup.rootPrefix = tree.root();
-        setup.home = logicalHome;
-        context.safety = std::make_shared<const SafetyGuard>(setup);
-    }
-    void age(const fs::path& path, std::chrono::hours by) const {
-        fs::last_write_time(path, fs::file_time_type::clock::now() - by);
-    }
-    template <class S> std::vector<Finding> scan(S&& scanner) const {
-        auto found = scanner.scan(context, {});
-        EXPECT_TRUE(found) << found.error().message;
-        return found ? *found : std::vector<Finding>{};
-    }
-    template <class S> std::string error(S&& scanner) const {
-        auto found = scanner.scan(context, {});
-        return found ? "no error" : found.error().message;
-    }
-};
-
-std::vector<std::string> itemNames(const std::vector<Finding>& findings) {
-    std::vector<std::string> names;
-    for (const auto& finding : findings)
-        for (const auto& item : finding.items)
-            names.push_back(item.name);
-    return names;
-}
-
-std::string recording(const std::string& name) {
-    return velmora::testing::contentOf(fs::path(VELMORA_FIXTURES) / name);
-}
+using PersonalTree = test::ScanTree;
+using test::itemNames;
+using test::recording;
 
 constexpr auto old = 24h * 20;
 

@@ -3,51 +3,31 @@
 #include "Scanning/Scanners/SimulatorsScanner.hpp"
 #include "Scanning/Scanners/XcodeVersionsScanner.hpp"
 
-#include "Doubles/ScriptedCommandRunner.hpp"
-#include "Doubles/TempTree.hpp"
-#include "Platform/SizeMeter.hpp"
-#include "Safety/SafetyGuard.hpp"
-#include "Scanning/ScanContext.hpp"
+#include "Doubles/ScanTree.hpp"
 #include "Support/IsoDate.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <set>
 
 using namespace velmora;
+using velmora::testing::filesBytes;
 using velmora::testing::occupiedBytes;
-using velmora::testing::TempTree;
 
 namespace {
 
 namespace fs = std::filesystem;
 
 std::string fixture(const std::string& name) {
-    std::ifstream in(fs::path(VELMORA_FIXTURES) / "simctl" / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+    return test::recording("simctl/" + name);
 }
 
 // A Mac-shaped tree for the home "/Users/lpusok" (the home of the recorded simctl output), with the
 // given system tools present inside it.
-struct MacTree {
-    TempTree tree;
-    ScanContext context;
-    std::shared_ptr<test::ScriptedCommandRunner> runner = std::make_shared<test::ScriptedCommandRunner>();
-
-    explicit MacTree(std::set<fs::path> tools = {"/usr/bin/xcrun", "/usr/bin/xcode-select"}) {
-        SafetyGuard::Setup setup;
-        setup.layout = PlatformLayout::macOS;
-        setup.rootPrefix = tree.root();
-        setup.home = "/Users/lpusok";
-        context.home = tree.folder("Users/lpusok");
-        context.safety = std::make_shared<const SafetyGuard>(setup);
-        context.rootPrefix = tree.root();
-        context.layout = PlatformLayout::macOS;
-        context.sizer = std::make_shared<SizeMeter>();
-        context.runner = runner;
-        context.tools = std::make_shared<const ToolLocator>(
-            ToolLocator{{}, [tools](const fs::path& path) { return tools.contains(path); }});
+struct MacTree : test::ScanTree {
+    explicit MacTree(std::set<fs::path> tools = {"/usr/bin/xcrun", "/usr/bin/xcode-select"})
+        : ScanTree(PlatformLayout::macOS, "/Users/lpusok") {
+        installed = std::move(tools);
     }
 
     void app(const std::string& folder, const std::string& bundleID, const std::string& version) const {
@@ -58,15 +38,6 @@ struct MacTree {
         tree.file(folder + "/Contents/MacOS/Xcode", std::string(5000, 'x'));
     }
 };
-
-// What the size meter should count: the regular files below `folder`, each once.
-std::int64_t filesBytes(const fs::path& folder) {
-    std::int64_t total = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(folder))
-        if (entry.is_regular_file() && !entry.is_symlink())
-            total += occupiedBytes(entry.path());
-    return total;
-}
 
 } // namespace
 
