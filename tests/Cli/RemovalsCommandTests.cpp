@@ -54,6 +54,13 @@ TEST(RemovalsCommand, CleanJsonPrintsTheRunThatRemovalsThenShows) {
                                                                : "  liegt im Papierkorb: " + entry + "\n"));
     }
     EXPECT_EQ(nlohmann::json::parse(run({"removals", runID, "--json"}).out), runs[0]);
+    // An entry no longer in the Trash is not claimed to lie there; the JSON keeps the journal's record.
+    for (const auto& item : runs[0]["items"])
+        if (!item["trash"].is_null())
+            fs::remove_all(item["trash"]["entry"].get<std::string>());
+    EXPECT_THAT(run({"removals", runID}).out,
+                HasSubstr("  nicht mehr im Papierkorb (geleert oder verschoben): "));
+    EXPECT_EQ(nlohmann::json::parse(run({"removals", runID, "--json"}).out), runs[0]);
 
     cli = run({"removals", "nope"});
     EXPECT_EQ(cli.status, 1);
