@@ -88,7 +88,8 @@ WhyDialog::WhyDialog(AppModel& model, const FindingID& finding, const std::strin
     layout->addWidget(buttons);
 
     observation_ = model_.observe([this](AppModel::Property property) {
-        if (property == AppModel::Property::explanation || property == AppModel::Property::isExplaining)
+        if (property == AppModel::Property::explanation || property == AppModel::Property::isExplaining ||
+            property == AppModel::Property::lastError)
             showAnswer();
     });
     model_.explain(finding_, itemID_);
@@ -111,8 +112,9 @@ void WhyDialog::showAnswer() {
     if (mine && finding)
         answer_->setHtml(explanationHtml(*answer, *finding));
     else if (!model_.isExplaining())
-        answer_->setPlainText(finding ? QString()
-                                      : QStringLiteral("Dieser Fund ist nicht mehr in der Liste."));
+        answer_->setPlainText(!finding ? QStringLiteral("Dieser Fund ist nicht mehr in der Liste.")
+                              : model_.lastError() ? SectionWidgets::shown(*model_.lastError())
+                                                   : QString());
 }
 
 } // namespace velmora

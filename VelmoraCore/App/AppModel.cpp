@@ -866,22 +866,30 @@ void AppModel::restoreRun(const std::string& runID, std::vector<std::string> ite
     const Poster poster{executor_, alive_};
     spawn([this, runID, itemIDs = std::move(itemIDs), dryRun = isDryRun(), poster](StopToken) {
         // The run is read afresh: the journal on show may be older than what another process marked.
-        auto runs = readRuns();
-        const auto run = std::ranges::find(runs.runs, runID, &JournalRun::runID);
+        std::optional<RunsRead> runs;
         std::optional<RestoreReport> report;
-        if (run != runs.runs.end()) {
-            report = deps_.restore(*run, itemIDs, dryRun);
+        std::string_view failure = AppModelText::unknownRun;
+        try {
             runs = readRuns();
+            const auto run = std::ranges::find(runs->runs, runID, &JournalRun::runID);
+            if (run != runs->runs.end()) {
+                report = deps_.restore(*run, itemIDs, dryRun);
+                runs = readRuns();
+            }
+        } catch (const std::exception&) {
+            // A thread must not end in an exception; what was put back shows when the journal is read.
+            failure = AppModelText::restoreFailed;
         }
-        poster([this, report = std::move(report), runs = std::move(runs), dryRun]() mutable {
+        poster([this, report = std::move(report), runs = std::move(runs), dryRun, failure]() mutable {
             if (report) {
                 lastRestore_ = std::move(report);
                 lastRestoreWasDryRun_ = dryRun;
                 notify(Property::lastRestore);
             } else {
-                write(lastError_, std::optional<std::string>(AppModelText::unknownRun), Property::lastError);
+                write(lastError_, std::optional<std::string>(failure), Property::lastError);
             }
-            applyRuns(std::move(runs));
+            if (runs)
+                applyRuns(std::move(*runs));
             write(isRestoring_, false, Property::isRestoring);
             if (report && !dryRun)
                 refreshDiskAndTrash();
@@ -922,11 +930,20 @@ void AppModel::explain(const FindingID& id, const std::string& itemID) {
     const Poster poster{executor_, alive_};
     spawn([this, generation, answer = std::move(answer), paths = std::move(paths),
            poster](StopToken stop) mutable {
-        answer.paths = deps_.explain(paths, stop);
-        poster([this, generation, answer = std::move(answer)]() mutable {
+        bool failed = false;
+        try {
+            answer.paths = deps_.explain(paths, stop);
+        } catch (const std::exception&) {
+            failed = true;
+        }
+        poster([this, generation, answer = std::move(answer), failed]() mutable {
             if (explanationGeneration_ != generation)
                 return;
-            write(explanation_, std::optional(std::move(answer)), Property::explanation);
+            if (failed)
+                write(lastError_, std::optional<std::string>(AppModelText::explainFailed),
+                      Property::lastError);
+            else
+                write(explanation_, std::optional(std::move(answer)), Property::explanation);
             write(isExplaining_, false, Property::isExplaining);
         });
     });

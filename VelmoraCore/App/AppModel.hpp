@@ -82,6 +82,9 @@ inline constexpr std::string_view emptyingTrash = "Papierkorb wird geleert …";
 inline constexpr std::string_view checkFailed = "Der Check ist fehlgeschlagen.";
 inline constexpr std::string_view unknownRun =
     "Dieser Lauf steht nicht mehr im Protokoll der Entfernungen – es wurde nichts zurückgelegt.";
+inline constexpr std::string_view restoreFailed =
+    "Zurücklegen ist unerwartet fehlgeschlagen – der Verlauf zeigt, was schon wieder an seinem Ort ist.";
+inline constexpr std::string_view explainFailed = "Die Frage „Warum?“ ließ sich gerade nicht beantworten.";
 } // namespace AppModelText
 
 class AppModel {

@@ -41,12 +41,15 @@ struct TraceabilityTest : testing::ViewFixture {
     };
     std::vector<Call> restores;
     std::vector<std::vector<std::filesystem::path>> asked;
+    bool fail = false; // restore and explain throw, as a broken file system call might
 
     TraceabilityTest() {
         journal = std::make_shared<RemovalJournal>(tree.root() / "removals.json");
         trashRemover = std::make_shared<PlacingRemover>();
         deps.removalRuns = [j = journal] { return j->runs(); };
         deps.restore = [this](const JournalRun& run, const std::vector<std::string>& items, bool dryRun) {
+            if (fail)
+                throw std::runtime_error("kaputt");
             restores.push_back({run.runID, items, dryRun});
             RestoreReport report{run.runID, {}, {}};
             for (const auto& item : run.items)
@@ -59,6 +62,8 @@ struct TraceabilityTest : testing::ViewFixture {
             return report;
         };
         deps.explain = [this](const std::vector<std::filesystem::path>& paths, StopToken) {
+            if (fail)
+                throw std::runtime_error("kaputt");
             asked.push_back(paths);
             std::vector<PathExplanation> answers;
             for (const auto& path : paths) {
@@ -177,6 +182,11 @@ TEST_F(TraceabilityTest, TheHistoryListsRunsNewestFirstAndRestoresTheChosenRunOr
     ASSERT_TRUE(settle());
     EXPECT_EQ(model.lastError(), std::string(AppModelText::unknownRun));
     EXPECT_EQ(restores.size(), 1u);
+
+    fail = true; // the thread survives and says so
+    model.restoreRun(runs[1].runID);
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(model.lastError(), std::string(AppModelText::restoreFailed));
 }
 
 TEST_F(TraceabilityTest, WhyAsksAboutTheFindingsPathsOrOneItemAndShowsTheAnswerEscaped) {
@@ -227,6 +237,12 @@ TEST_F(TraceabilityTest, WhyAsksAboutTheFindingsPathsOrOneItemAndShowsTheAnswerE
     EXPECT_EQ(asked.size(), before);
     EXPECT_THAT(pathless.answerView()->toPlainText().toStdString(),
                 HasSubstr("Dieser Fund nennt keinen Pfad"));
+
+    fail = true;
+    WhyDialog failed(model, findings[0].id);
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(failed.answerView()->toPlainText(), qs(AppModelText::explainFailed));
+    fail = false;
 
     // The tab asks about the row on show.
     CleanupTabView tab(model, AppTab::storage);
