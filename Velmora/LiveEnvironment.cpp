@@ -12,7 +12,6 @@
 #include "Platform/DefaultsSettingsStore.hpp"
 #include "Platform/DiskInfo.hpp"
 #include "Platform/ExecutablePath.hpp"
-#include "Platform/FileIdentity.hpp"
 #include "Platform/FreedesktopTrash.hpp"
 #include "Platform/FullDiskAccess.hpp"
 #include "Platform/HomeTrash.hpp"
@@ -362,9 +361,7 @@ AppDependencies LiveEnvironment::appDependencies() const {
     };
     const auto journal = removalJournal();
     deps.removalRuns = [journal] { return journal->runs(); };
-    deps.stillInTrash = [](const TrashPlacement& placement) {
-        return FileIdentity::of(placement.entry) == placement.identity;
-    };
+    deps.stillInTrash = &TrashRestorer::isStillInTrash;
     const auto restorer = std::make_shared<const TrashRestorer>(trashRestorer());
     deps.restore = [restorer](const JournalRun& run, const std::vector<std::string>& itemIDs, bool dryRun) {
         return restorer->restore(run, itemIDs, dryRun);

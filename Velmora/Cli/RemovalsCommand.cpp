@@ -4,8 +4,8 @@
 #include "Cli/CliApp.hpp"
 #include "Findings/ByteFormat.hpp"
 #include "LiveEnvironment.hpp"
-#include "Platform/FileIdentity.hpp"
 #include "Removal/JournalText.hpp"
+#include "Removal/TrashRestorer.hpp"
 #include "Support/Text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -48,7 +48,7 @@ void printRun(std::ostream& out, const JournalRun& run) {
             << Text::printable(JournalText::method(item.method) + " · " + JournalText::outcome(item)) << " · "
             << (item.size ? ByteFormat::fileSize(*item.size) : std::string("Größe unbekannt")) << "\n";
         // The journal knows where an item went; whether it is still there, only a look now tells.
-        if (item.trash && !item.restored && FileIdentity::of(item.trash->entry) != item.trash->identity)
+        if (item.trash && !item.restored && !TrashRestorer::isStillInTrash(*item.trash))
             out << "  nicht mehr im Papierkorb (geleert oder verschoben): "
                 << Text::printable(item.trash->entry.string()) << "\n";
         else if (const auto state = JournalText::trashState(item); !state.empty())

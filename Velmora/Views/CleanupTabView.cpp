@@ -7,6 +7,7 @@
 #include "Views/EmptyTrashPrompt.hpp"
 #include "Views/RemovalSheet.hpp"
 #include "Views/RiskPill.hpp"
+#include "Views/SectionWidgets.hpp"
 #include "Views/WhyDialog.hpp"
 
 #include <QComboBox>
@@ -40,6 +41,10 @@ namespace velmora {
 
 namespace {
 
+using SectionWidgets::qstr;
+using SectionWidgets::shown;
+using SectionWidgets::sizeText;
+
 enum Role {
     kindRole = Qt::UserRole + 1, // RowKind
     entryRole,                   // index into the view's entries
@@ -53,19 +58,6 @@ enum class RowKind { category, finding, item, more };
 
 // How many item rows a finding gets at once; a "more" row adds the next ones.
 constexpr std::size_t itemPage = 300;
-
-QString qstr(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-// Names and paths come from the disk: control characters and the like are shown, not obeyed.
-QString shown(std::string_view outside) {
-    return QString::fromStdString(Text::printable(outside));
-}
-
-QString sizeText(const std::optional<std::int64_t>& bytes) {
-    return bytes ? QString::fromStdString(ByteFormat::fileSize(*bytes)) : QStringLiteral("Größe unbekannt");
-}
 
 QString appNames(const std::vector<AppRef>& apps) {
     QStringList names;
@@ -267,8 +259,7 @@ void CleanupTabView::buildLayout() {
         if (reveal_->isEnabled())
             menu.addAction(reveal_->text(), this, &CleanupTabView::reveal);
         if (kindOf(row) != RowKind::more)
-            menu.addAction(QStringLiteral("Warum wird das vorgeschlagen?"), this,
-                           &CleanupTabView::explainCurrent);
+            menu.addAction(why_->accessibleName(), this, &CleanupTabView::explainCurrent);
         if (!menu.isEmpty())
             menu.exec(tree_->viewport()->mapToGlobal(at));
     });

@@ -1,6 +1,6 @@
 #include "Views/EmptyTrashPrompt.hpp"
 
-#include "Findings/ByteFormat.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QMessageBox>
 #include <QPushButton>
@@ -8,9 +8,7 @@
 namespace velmora {
 
 bool askToEmptyTrash(AppModel& model, QWidget* parent) {
-    const auto bytes = model.trashBytes();
-    const QString size =
-        bytes ? QString::fromStdString(ByteFormat::fileSize(*bytes)) : QStringLiteral("Größe unbekannt");
+    const QString size = SectionWidgets::sizeText(model.trashBytes());
     QMessageBox ask(QMessageBox::Question, QStringLiteral("Papierkorb leeren?"),
                     model.isDryRun()
                         ? QStringLiteral("Trockenlauf: es wird nichts gelöscht, nur gezeigt, was geschähe.")

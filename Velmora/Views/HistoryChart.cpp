@@ -1,6 +1,7 @@
 #include "Views/HistoryChart.hpp"
 
 #include "Findings/ByteFormat.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QDateTime>
 #include <QLocale>
@@ -14,9 +15,7 @@ namespace velmora {
 
 namespace {
 
-QString qstr(const std::string& text) {
-    return QString::fromStdString(text);
-}
+using SectionWidgets::qstr;
 
 // Orange like the "Prüfen" accent: readable on light and dark backgrounds alike.
 const QColor cleanableColour(230, 126, 34);

@@ -4,6 +4,7 @@
 #include "Views/PerformanceTabView.hpp"
 #include "Views/RemovalHistoryView.hpp"
 #include "Views/RemovalSheet.hpp"
+#include "Views/SectionWidgets.hpp"
 #include "Views/ServicesTabView.hpp"
 #include "Views/SettingsView.hpp"
 #include "Views/SystemDataTabView.hpp"
@@ -29,9 +30,7 @@ namespace velmora {
 
 namespace {
 
-QString qstr(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
+using SectionWidgets::qstr;
 
 // The desktop theme's nearest names for the tabs' system symbols.
 const char* themeIconName(AppTab tab) {

@@ -107,6 +107,7 @@ RemovalHistoryView::RemovalHistoryView(AppModel& model, QWidget* parent) : QDial
         case P::isScanning:
         case P::isMeasuringSystemData:
         case P::isChecking:
+        case P::isLoadingServices:
             updateButtons();
             break;
         default:
@@ -220,9 +221,7 @@ std::pair<std::string, std::vector<std::string>> RemovalHistoryView::chosenResto
 }
 
 void RemovalHistoryView::updateButtons() {
-    const bool busy = model_.isRestoring() || model_.isRemoving() || model_.isScanning() ||
-                      model_.isMeasuringSystemData() || model_.isChecking();
-    restore_->setEnabled(!busy && !chosenRestore().first.empty());
+    restore_->setEnabled(!model_.isBusy() && !chosenRestore().first.empty());
     restore_->setText(model_.isRestoring() ? QStringLiteral("Wird zurückgelegt …")
                       : model_.isDryRun()  ? QStringLiteral("Zurücklegen (Trockenlauf)")
                                            : QStringLiteral("Zurücklegen"));
@@ -242,9 +241,7 @@ void RemovalHistoryView::restoreChosen() {
 void RemovalHistoryView::showRestore() {
     const auto& report = model_.lastRestore();
     if (const auto& error = model_.lastError(); error && !asked_.empty() && !report) {
-        result_->setKind(Banner::Kind::error);
-        result_->setTitle(shown(*error));
-        result_->setLines({});
+        result_->setContent({Banner::Kind::error, shown(*error), {}});
         result_->show();
         return;
     }
@@ -252,8 +249,7 @@ void RemovalHistoryView::showRestore() {
         result_->hide();
         return;
     }
-    const auto text = restoreResultText(*report, model_.lastRestoreWasDryRun());
-    result_->setContent(text);
+    result_->setContent(restoreResultText(*report, model_.lastRestoreWasDryRun()));
     result_->show();
 }
 

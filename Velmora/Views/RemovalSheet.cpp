@@ -5,6 +5,7 @@
 #include "Support/Text.hpp"
 #include "Views/EmptyTrashPrompt.hpp"
 #include "Views/RemovalHistoryView.hpp"
+#include "Views/SectionWidgets.hpp"
 
 #include <QCheckBox>
 #include <QFile>
@@ -27,6 +28,9 @@ namespace velmora {
 
 namespace {
 
+using SectionWidgets::qstr;
+using SectionWidgets::shown;
+
 // Long lists stay readable: a finding with thousands of items shows the first ones and a count, the
 // result banner the first failures (the rest are in the rows' result column).
 constexpr std::size_t shownItemsPerFinding = 200;
@@ -35,15 +39,6 @@ constexpr qsizetype shownFailures = 15;
 constexpr std::size_t unfoldedItems = 8;
 
 enum Column { nameColumn, sizeColumn, resultColumn };
-
-QString qstr(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-// Names come from the disk: control characters must not reach the screen as they are.
-QString shown(std::string_view text) {
-    return qstr(Text::printable(text));
-}
 
 QIcon symbolIcon(std::string_view symbol, const QStyle* style) {
     const auto resource = QStringLiteral(":/icons/%1.svg").arg(qstr(symbol));
@@ -321,8 +316,7 @@ RemovalOptions RemovalSheet::chosenOptions() const {
 }
 
 bool RemovalSheet::modelBusy() const {
-    return model_.isScanning() || model_.isRemoving() || model_.isMeasuringSystemData() ||
-           model_.isChecking() || model_.isLoadingServices() || model_.isRestoring();
+    return model_.isBusy();
 }
 
 void RemovalSheet::replan() {
@@ -520,7 +514,7 @@ void RemovalSheet::updateTrashActions() {
     const bool offered = phase_ == Phase::done && trashOffered_;
     undo_->setVisible(offered);
     emptyTrash_->setVisible(offered);
-    const bool idle = !restoring_ && !emptying_ && !modelBusy() && !model_.isRestoring();
+    const bool idle = !restoring_ && !emptying_ && !modelBusy();
     undo_->setEnabled(idle);
     emptyTrash_->setEnabled(idle);
     undo_->setText(restoring_ ? QStringLiteral("Wird zurückgelegt …") : QStringLiteral("Rückgängig"));

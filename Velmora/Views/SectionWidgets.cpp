@@ -1,5 +1,6 @@
 #include "Views/SectionWidgets.hpp"
 
+#include "Findings/ByteFormat.hpp"
 #include "Support/Text.hpp"
 
 #include <QDateTime>
@@ -53,6 +54,10 @@ QString qstr(std::string_view text) {
 
 QString shown(std::string_view outside) {
     return qstr(Text::printable(outside));
+}
+
+QString sizeText(const std::optional<std::int64_t>& bytes) {
+    return bytes ? qstr(ByteFormat::fileSize(*bytes)) : QStringLiteral("Größe unbekannt");
 }
 
 QString dateTime(std::chrono::system_clock::time_point date) {

@@ -14,6 +14,8 @@
 #include <QVBoxLayout>
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace velmora::SectionWidgets {
@@ -23,6 +25,8 @@ enum class BannerKind { info, warning, error };
 QString qstr(std::string_view text);
 // Outside text (a name, a path) with control characters shown as escapes, never obeyed.
 QString shown(std::string_view outside);
+// "1,2 GB", or "Größe unbekannt" without a size.
+QString sizeText(const std::optional<std::int64_t>& bytes);
 // "24.11.2026 10:15", local time.
 QString dateTime(std::chrono::system_clock::time_point date);
 

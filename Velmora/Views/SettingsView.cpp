@@ -25,9 +25,7 @@ namespace velmora {
 
 namespace {
 
-QString qstr(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
+using SectionWidgets::qstr;
 
 QLabel* wrappingLabel(QWidget* parent) {
     auto* label = new QLabel(parent);

@@ -250,8 +250,7 @@ QWidget* SystemDataTabView::findingRow(const Finding& finding, QWidget* parent) 
     top->addWidget(box, 1);
     if (kept)
         top->addWidget(badge(QStringLiteral("Behalten"), row));
-    top->addWidget(sizeLabel(
-        finding.size ? qstr(ByteFormat::fileSize(*finding.size)) : QStringLiteral("Größe unbekannt"), row));
+    top->addWidget(sizeLabel(sizeText(finding.size), row));
     top->addWidget(riskPill(finding.risk, row));
     layout->addLayout(top);
     if (!finding.summary.empty())

@@ -21,14 +21,6 @@ QString html(const std::string& text) {
     return SectionWidgets::shown(text).toHtmlEscaped();
 }
 
-const Finding* findingOf(const AppModel& model, const FindingID& id) {
-    if (const auto found = model.findingsByID().find(id); found != model.findingsByID().end())
-        return &found->second;
-    if (const auto found = model.systemFindingsByID().find(id); found != model.systemFindingsByID().end())
-        return &found->second;
-    return nullptr;
-}
-
 } // namespace
 
 QString explanationHtml(const FindingExplanation& explanation, const Finding& finding) {
@@ -68,7 +60,7 @@ WhyDialog::WhyDialog(AppModel& model, const FindingID& finding, const std::strin
     setAccessibleName(windowTitle());
     resize(640, 480);
     auto* layout = new QVBoxLayout(this);
-    const Finding* known = findingOf(model_, finding_);
+    const Finding* known = model_.findingFor(finding_);
     heading_ = SectionWidgets::heading(known ? SectionWidgets::shown(known->title) : QString(), this);
     heading_->setWordWrap(true);
     layout->addWidget(heading_);
@@ -108,7 +100,7 @@ void WhyDialog::showAnswer() {
     const auto& answer = model_.explanation();
     const bool mine = answer && answer->finding == finding_ && answer->item == itemID_;
     progress_->setVisible(model_.isExplaining() && !mine);
-    const Finding* finding = findingOf(model_, finding_);
+    const Finding* finding = model_.findingFor(finding_);
     if (mine && finding)
         answer_->setHtml(explanationHtml(*answer, *finding));
     else if (!model_.isExplaining())

@@ -403,7 +403,7 @@ void AppModel::finishRemoval(RemovalReport report, bool dryRun, bool legacy, boo
     write(removalProgress_, std::optional<std::string>(), Property::removalProgress);
     write(removalLabels_, std::vector<std::string>(), Property::removalLabels);
     if (!dryRun)
-        reloadRemovalRuns();
+        loadRemovalRuns();
 }
 
 void AppModel::refreshDiskAndTrash() {
@@ -847,10 +847,6 @@ bool AppModel::isGoneFromTrash(const std::string& runID, const std::string& item
 }
 
 void AppModel::loadRemovalRuns() {
-    reloadRemovalRuns();
-}
-
-void AppModel::reloadRemovalRuns() {
     if (!deps_.removalRuns)
         return;
     const Poster poster{executor_, alive_};

@@ -222,6 +222,8 @@ public:
     const std::unordered_map<FindingID, Finding>& findingsByID() const { return findingsByID_; }
     std::uint64_t scanGeneration() const { return scanGeneration_; }
     const std::unordered_map<FindingID, Finding>& systemFindingsByID() const { return systemFindingsByID_; }
+    // The finding of the scan or of the system data with this id, or null.
+    const Finding* findingFor(const FindingID& id) const;
     bool hasStartedSystemMeasurement() const { return hasStartedSystemMeasurement_; }
     bool hasStartedServicesLoad() const { return hasStartedServicesLoad_; }
     const std::filesystem::path& servicesHome() const { return servicesHome_; }
@@ -242,6 +244,10 @@ public:
 
     // True while a thread of the model runs or what it posted last is not yet handled.
     bool hasPendingWork() const;
+
+    // A scan, removal, restore, measurement, check or services load runs: a removal or restore now would
+    // be refused.
+    bool isBusy() const { return anyExclusiveBusy(true); }
 
     // The switch or the outside: what every removal runs with.
     bool isDryRun() const { return isDryRunForced_ || dryRunSetting_; }
@@ -329,7 +335,6 @@ private:
     void beginRemoval(std::string progress, std::vector<std::string> labels);
     void finishRemoval(RemovalReport report, bool dryRun, bool legacy, bool services);
     void refreshDiskAndTrash();
-    void reloadRemovalRuns();
     struct RunsRead {
         std::vector<JournalRun> runs;
         std::set<std::pair<std::string, std::string>> gone; // run id, item id
@@ -340,7 +345,6 @@ private:
     void startServicesLoad();
     void applySchedule(CheckSchedule schedule);
     void reloadHistory();
-    const Finding* findingFor(const FindingID& id) const;
 
     AppTab selectedTab_ = AppTab::storage;
     std::optional<DiskSpace> disk_;

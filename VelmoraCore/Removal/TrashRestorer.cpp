@@ -176,6 +176,10 @@ TrashRestorer::TrashRestorer(TrashLocation trash, std::shared_ptr<const SafetyGu
     : trash_(std::move(trash)), guard_(std::move(guard)), journal_(std::move(journal)),
       rename_(rename ? std::move(rename) : Rename(&TrashPrimitives::renameWithoutReplacing)) {}
 
+bool TrashRestorer::isStillInTrash(const TrashPlacement& placement) {
+    return FileIdentity::of(placement.entry) == placement.identity;
+}
+
 bool TrashRestorer::hasItemsToRestore(const JournalRun& run) {
     return std::ranges::any_of(run.items,
                                [](const JournalItem& item) { return item.trash && !item.restored; });

@@ -86,6 +86,9 @@ public:
     // `dryRun` every check is made and nothing changes. Called by one thread at a time.
     RestoreReport restore(const JournalRun& run, const std::vector<std::string>& itemIDs, bool dryRun) const;
 
+    // Whether the Trash entry a run recorded is still the object it moved. A look for the lists only:
+    // restore() checks again through folders opened without following a link.
+    static bool isStillInTrash(const TrashPlacement& placement);
     // Whether `run` holds an item in the Trash that was not put back yet.
     static bool hasItemsToRestore(const JournalRun& run);
     // The newest of `runs` (newest first, as the journal lists them) that has such an item.

@@ -39,8 +39,10 @@ void to_json(nlohmann::json& j, const PathExplanation& explanation) {
         j["failures"].push_back({{"scannerID", failure.scannerID}, {"message", failure.message}});
     j["inside"] = nlohmann::json::array();
     for (const auto& part : explanation.inside)
-        j["inside"].push_back(
-            {{"findingID", part.findingID}, {"title", part.title}, {"items", part.items}, {"size", orNull(part.size)}});
+        j["inside"].push_back({{"findingID", part.findingID},
+                               {"title", part.title},
+                               {"items", part.items},
+                               {"size", orNull(part.size)}});
 }
 
 } // namespace velmora
